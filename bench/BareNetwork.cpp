@@ -1,0 +1,66 @@
+#include "bench/BareNetwork.h"
+
+#include <stdexcept>
+#include <string>
+
+#include "platform/include/resource.h"
+
+namespace zelbench {
+
+namespace {
+
+void check(ov_status_e status, const char* step) {
+    if (status != OK) throw std::runtime_error(std::string(step) + " failed: " + ov_get_error_info(status));
+}
+
+}  // namespace
+
+BareNetwork::BareNetwork(int xmlId, int binId, int reads) {
+    check(ov_core_create(&mCore), "ov_core_create");
+    for (int count = 0; count < reads; ++count) read(xmlId, binId);
+    check(ov_core_compile_model(mCore, mModel, "CPU", 8, &mCompiled, "NUM_STREAMS", "AUTO",
+                                "PERFORMANCE_HINT_NUM_REQUESTS", "1", "ENABLE_CPU_PINNING", "NO",
+                                "INFERENCE_PRECISION_HINT", "f32"),
+          "ov_core_compile_model");
+    check(ov_compiled_model_create_infer_request(mCompiled, &mRequest), "create_infer_request");
+    check(ov_infer_request_get_input_tensor_by_index(mRequest, 0, &mInputTensor), "get_input_tensor");
+    check(ov_infer_request_get_output_tensor_by_index(mRequest, 0, &mOutputTensor), "get_output_tensor");
+    check(ov_tensor_data(mInputTensor, reinterpret_cast<void**>(&mInput)), "ov_tensor_data");
+    check(ov_tensor_data(mOutputTensor, reinterpret_cast<void**>(&mOutput)), "ov_tensor_data");
+    ov_shape_t shape{};
+    check(ov_tensor_get_shape(mInputTensor, &shape), "ov_tensor_get_shape");
+    mHeight = static_cast<uint32_t>(shape.dims[2]);
+    mWidth = static_cast<uint32_t>(shape.dims[3]);
+    ov_shape_free(&shape);
+}
+
+void BareNetwork::read(int xmlId, int binId) {
+    const platform::Resource xml = platform::findResource(xmlId);
+    const platform::Resource bin = platform::findResource(binId);
+    if (!xml.data || !bin.data) throw std::runtime_error("the executable has no network " + std::to_string(xmlId));
+    const int64_t bytes = static_cast<int64_t>(bin.size);
+    ov_shape_t shape{};
+    check(ov_shape_create(1, &bytes, &shape), "ov_shape_create");
+    ov_tensor_t* weights = nullptr;
+    check(ov_tensor_create_from_host_ptr(U8, shape, const_cast<void*>(bin.data), &weights), "ov_tensor_create");
+    if (mModel) ov_model_free(mModel);
+    check(ov_core_read_model_from_memory_buffer(mCore, static_cast<const char*>(xml.data), xml.size, weights, &mModel),
+          "read_model");
+    ov_tensor_free(weights);
+    ov_shape_free(&shape);
+}
+
+BareNetwork::~BareNetwork() {
+    ov_tensor_free(mOutputTensor);
+    ov_tensor_free(mInputTensor);
+    ov_infer_request_free(mRequest);
+    ov_compiled_model_free(mCompiled);
+    ov_model_free(mModel);
+    ov_core_free(mCore);
+}
+
+void BareNetwork::infer() {
+    check(ov_infer_request_infer(mRequest), "infer");
+}
+
+}  // namespace zelbench

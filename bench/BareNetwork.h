@@ -1,0 +1,42 @@
+#pragma once
+
+#include <openvino/c/openvino.h>
+
+#include <cstdint>
+#include <vector>
+
+namespace zelbench {
+
+// A segmentation network of the executable called bare through the runtime's C interface, with the settings that a host
+// gives it. What a frame costs over this is what a host costs.
+class BareNetwork {
+  public:
+    // Reads the pair `reads` times, as a host does at its start, compiles it for the CPU and makes a request.
+    BareNetwork(int xmlId, int binId, int reads = 1);
+    ~BareNetwork();
+    BareNetwork(const BareNetwork&) = delete;
+    BareNetwork& operator=(const BareNetwork&) = delete;
+
+    uint32_t width() const { return mWidth; }
+    uint32_t height() const { return mHeight; }
+    // 4 planes of width x height, and one of that size.
+    float* input() const { return mInput; }
+    const float* output() const { return mOutput; }
+    void infer();
+
+  private:
+    void read(int xmlId, int binId);
+
+    ov_core_t* mCore = nullptr;
+    ov_model_t* mModel = nullptr;
+    ov_compiled_model_t* mCompiled = nullptr;
+    ov_infer_request_t* mRequest = nullptr;
+    ov_tensor_t* mInputTensor = nullptr;
+    ov_tensor_t* mOutputTensor = nullptr;
+    float* mInput = nullptr;
+    float* mOutput = nullptr;
+    uint32_t mWidth = 0;
+    uint32_t mHeight = 0;
+};
+
+}  // namespace zelbench

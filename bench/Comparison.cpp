@@ -1,0 +1,81 @@
+#include "bench/Comparison.h"
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+
+#include "platform/include/clock.h"
+
+namespace zelbench {
+
+namespace {
+
+Samples runBlock(const Blocks& blocks, const std::function<void()>& operation) {
+    for (int count = 0; count < blocks.warmUp; ++count) operation();
+    Samples samples;
+    samples.reserve(blocks.operations);
+    for (int count = 0; count < blocks.operations; ++count) {
+        const uint64_t start = platform::monotonicMicroseconds();
+        operation();
+        samples.push_back(static_cast<double>(platform::monotonicMicroseconds() - start));
+    }
+    return samples;
+}
+
+void addRatio(Comparison& result, const Samples& ours, const Samples& theirs) {
+    Samples ratios;
+    for (size_t block = 0; block < ours.size(); ++block) ratios.push_back(ours[block] / theirs[block]);
+    result.ratio = percentile(ratios, 0.5);
+    result.spread = (*std::max_element(ours.begin(), ours.end()) - *std::min_element(ours.begin(), ours.end())) /
+                    percentile(ours, 0.5);
+    std::mt19937 random(1);
+    Samples medians;
+    for (int draw = 0; draw < 2000; ++draw) {
+        Samples drawn;
+        for (size_t block = 0; block < ratios.size(); ++block) drawn.push_back(ratios[random() % ratios.size()]);
+        medians.push_back(percentile(drawn, 0.5));
+    }
+    result.ratioLow = percentile(medians, 0.025);
+    result.ratioHigh = percentile(medians, 0.975);
+}
+
+}  // namespace
+
+double percentile(Samples samples, double fraction) {
+    const auto rank = static_cast<size_t>(std::lround(fraction * static_cast<double>(samples.size() - 1)));
+    std::nth_element(samples.begin(), samples.begin() + static_cast<long>(rank), samples.end());
+    return samples[rank];
+}
+
+Comparison compare(const Blocks& blocks, const std::function<void()>& ours, const std::function<void()>& theirs) {
+    Samples allOurs, allTheirs, ourMedians, theirMedians;
+    const auto take = [&blocks](const auto& operation, Samples& all, Samples& medians) {
+        const Samples block = runBlock(blocks, operation);
+        medians.push_back(percentile(block, 0.5));
+        all.insert(all.end(), block.begin(), block.end());
+    };
+    for (int repeat = 0; repeat < blocks.repeats; ++repeat) {
+        if (repeat % 2 == 0) take(ours, allOurs, ourMedians);
+        take(theirs, allTheirs, theirMedians);
+        if (repeat % 2 != 0) take(ours, allOurs, ourMedians);
+    }
+    Comparison result;
+    result.oursP50 = percentile(allOurs, 0.5);
+    result.oursP99 = percentile(allOurs, 0.99);
+    result.theirsP50 = percentile(allTheirs, 0.5);
+    result.theirsP99 = percentile(allTheirs, 0.99);
+    addRatio(result, ourMedians, theirMedians);
+    return result;
+}
+
+Comparison compareFigures(const std::vector<double>& ours, const std::vector<double>& theirs) {
+    Comparison result;
+    result.oursP50 = percentile(ours, 0.5);
+    result.oursP99 = percentile(ours, 0.99);
+    result.theirsP50 = percentile(theirs, 0.5);
+    result.theirsP99 = percentile(theirs, 0.99);
+    addRatio(result, ours, theirs);
+    return result;
+}
+
+}  // namespace zelbench

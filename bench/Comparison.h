@@ -1,0 +1,35 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace zelbench {
+
+// Times of single operations, in microseconds.
+using Samples = std::vector<double>;
+
+double percentile(Samples samples, double fraction);
+
+// What came of measuring two things in interleaved blocks.
+struct Comparison {
+    double oursP50 = 0, oursP99 = 0;      // microseconds
+    double theirsP50 = 0, theirsP99 = 0;  // microseconds
+    double ratio = 0;                     // median over the blocks of ours / theirs
+    double ratioLow = 0, ratioHigh = 0;   // 95 % interval of that median, by bootstrap over the blocks
+    double spread = 0;                    // of our blocks' medians: (largest - smallest) / median
+};
+
+struct Blocks {
+    int repeats = 7;       // pairs of blocks
+    int operations = 200;  // timed in each block
+    int warmUp = 20;       // not timed, before each block
+};
+
+// Times one operation at a time: ours and theirs in turn, block by block, the order changing from pair to pair.
+Comparison compare(const Blocks& blocks, const std::function<void()>& ours, const std::function<void()>& theirs);
+
+// Summarises single figures (a start, a size) taken in turn.
+Comparison compareFigures(const std::vector<double>& ours, const std::vector<double>& theirs);
+
+}  // namespace zelbench

@@ -1,0 +1,153 @@
+#include <cstring>
+#include <stdexcept>
+
+#include "bench/BareNetwork.h"
+#include "bench/Picture.h"
+#include "bench/Rows.h"
+#include "engines/vino/PixelLoops.h"
+#include "platform/include/module.h"
+#include "platform/include/process.h"
+#include "tests/support/HostProcess.h"
+
+namespace zelbench {
+
+namespace {
+
+struct Size {
+    const char* name;
+    uint32_t capacity;
+    int xmlId;
+    int binId;
+    double goal;
+    double goalMicroseconds;  // on top of the bare p50; 0 for none
+};
+
+constexpr uint32_t kCpuType = 3;
+
+// Keeps the host content and nothing queued: beats answered, logs dropped.
+class ServedHost {
+  public:
+    explicit ServedHost(uint32_t capacity) : mClient(mHost.baseName()) {
+        if (mClient.startModel(kCpuType, capacity) != kCpuType)
+            throw std::runtime_error("the host did not start type 3");
+    }
+
+    void exchange(const FramePair& pair, const std::vector<uint8_t>& frame, std::vector<uint8_t>& mask) {
+        mClient.frames->write([&](auto& packet) {
+            auto& record = packet.record;
+            record.width = pair.width;
+            record.height = pair.height;
+            record.size = static_cast<uint32_t>(frame.size());
+            record.kind = 1;
+            std::memcpy(record.data, frame.data(), frame.size());
+        });
+        const bool answered = mClient.results->read(
+            [&mask](const auto& packet) { std::memcpy(mask.data(), packet.record.data, mask.size()); },
+            zeltest::kDeadlineMs);
+        if (!answered) throw std::runtime_error("the host gave no mask");
+        while (mClient.event(0)) {
+        }
+        while (mClient.logs->read({}, 0)) {
+        }
+    }
+
+  private:
+    zeltest::HostProcess mHost;
+    zeltest::RawClient mClient;
+};
+
+// What the host does with a frame, step by step around the bare network.
+class BareRoad {
+  public:
+    explicit BareRoad(const Size& size)
+        : mNetwork(size.xmlId, size.binId), mErode(size.capacity == 0), mRaw(pixels()), mMask(pixels()) {}
+
+    const std::vector<uint8_t>& maskOf(const std::vector<uint8_t>& frame) {
+        PixelLoops::plain().fillPlanes(frame.data(), mRaw.data(), pixels(), 4, mNetwork.input());
+        mNetwork.infer();
+        PixelLoops::plain().floatsToBytes(mNetwork.output(), pixels(), 255.0f, mRaw.data());
+        if (mErode)
+            PixelLoops::plain().erode(mNetwork.width(), mNetwork.height(), mRaw.data(), mMask.data());
+        else
+            mMask = mRaw;
+        return mMask;
+    }
+    BareNetwork& network() { return mNetwork; }
+
+  private:
+    size_t pixels() const { return size_t{mNetwork.width()} * mNetwork.height(); }
+
+    BareNetwork mNetwork;
+    bool mErode;
+    std::vector<uint8_t> mRaw;
+    std::vector<uint8_t> mMask;
+};
+
+void verifySequence(ServedHost& host, BareRoad& bare, const FramePair& pair) {
+    std::vector<uint8_t> mask(size_t{pair.width} * pair.height);
+    for (int count = 0; count < 10; ++count) {
+        const auto& frame = count % 2 ? pair.second : pair.first;
+        host.exchange(pair, frame, mask);
+        if (mask != bare.maskOf(frame))
+            throw std::runtime_error("mask " + std::to_string(count) + " of the host differs from the bare network's");
+    }
+}
+
+void measureRoundTrip(const Settings& settings, const Size& size, Report& report) {
+    ServedHost host(size.capacity);
+    BareRoad bare(size);
+    const FramePair pair = readFramePair(settings.picture, bare.network().width(), bare.network().height());
+    verifySequence(host, bare, pair);
+
+    std::vector<uint8_t> mask(size_t{pair.width} * pair.height);
+    int count = 0;
+    const Comparison figures = compare(
+        settings.blocks, [&] { host.exchange(pair, count++ % 2 ? pair.second : pair.first, mask); },
+        [&] { bare.network().infer(); });
+    const double added = figures.oursP50 - figures.theirsP50;
+    const bool reached = figures.ratio <= size.goal && (size.goalMicroseconds == 0 || added <= size.goalMicroseconds);
+    char goal[64], note[64];
+    std::snprintf(goal, sizeof goal, size.goalMicroseconds == 0 ? "<= %.2fx" : "<= %.2fx and <= +%.0f us", size.goal,
+                  size.goalMicroseconds);
+    std::snprintf(note, sizeof note, "+%.0f us a frame", added);
+    report.add({std::string("frame -> mask, ") + size.name, "bare inference", "us", figures, goal, reached, note});
+}
+
+void measureStillFrame(const Settings& settings, const Size& size, Report& report) {
+    ServedHost host(size.capacity);
+    const FramePair pair = readFramePair(settings.picture, 256, 144);
+    std::vector<uint8_t> mask(size_t{pair.width} * pair.height);
+
+    const std::string name = zeltest::uniqueBaseName();
+    zeltest::RawClient client(name);
+    platform::ProcessOptions options;
+    options.dieWithParent = true;
+    const auto echo = platform::startProcess(platform::executablePath(), {"--echo", "channel", name}, options, nullptr);
+    if (!echo) throw std::runtime_error("cannot start the echo process");
+    const auto overChannel = [&] {
+        client.frames->write([&](auto& packet) {
+            packet.record.size = static_cast<uint32_t>(pair.first.size());
+            std::memcpy(packet.record.data, pair.first.data(), pair.first.size());
+        });
+        client.results->read([&](const auto& packet) { std::memcpy(mask.data(), packet.record.data, mask.size()); });
+    };
+    // One frame in eighteen is inferred all the same; the median is a skipped one.
+    const Comparison figures = compare(
+        settings.blocks, [&] { host.exchange(pair, pair.first, mask); }, overChannel);
+    echo->kill();
+    echo->waitForExit(platform::kInfinite);
+    report.add(
+        {"still frame (skipped), 256x144", "channel round trip", "us", figures, "<= 1.5x", figures.ratio <= 1.5, ""});
+}
+
+}  // namespace
+
+void measureFrames(const Settings& settings, Report& report) {
+    const Size small{"256x144", 0, 140, 150, 1.12, 150};
+    const Size large{"640x360", 1, 180, 190, 1.06, 0};
+    measureRoundTrip(settings, small, report);
+    measureRoundTrip(settings, large, report);
+    measureStillFrame(settings, small, report);
+}
+
+}  // namespace zelbench

@@ -1,0 +1,108 @@
+#include <memory>
+#include <stdexcept>
+
+#include "bench/BareNetwork.h"
+#include "bench/Picture.h"
+#include "bench/Rows.h"
+#include "bench/posix/ForeignProcess.h"
+#include "platform/include/clock.h"
+#include "platform/include/module.h"
+#include "platform/include/process.h"
+#include "tests/support/HostProcess.h"
+
+namespace zelbench {
+
+namespace {
+
+constexpr double kMebibyte = 1024.0 * 1024.0;
+
+struct Figures {
+    double startMs;
+    double residentMiB;
+};
+
+Figures startHost(const FramePair& pair) {
+    const uint64_t start = platform::monotonicMicroseconds();
+    zeltest::HostProcess host;
+    zeltest::RawClient client(host.baseName());
+    client.command(ipc::CommandCode::SetModelType, 3, 0);
+    if (!client.event(ipc::EventCode::ModelType)) throw std::runtime_error("the host did not answer");
+    client.frame(pair.width, pair.height, pair.first);
+    if (!client.mask()) throw std::runtime_error("the host gave no mask");
+    const double elapsed = static_cast<double>(platform::monotonicMicroseconds() - start) / 1000;
+    const Figures figures{elapsed, static_cast<double>(privateResidentBytes(host.process().id())) / kMebibyte};
+    client.command(ipc::CommandCode::Terminate);
+    host.exitCode();
+    return figures;
+}
+
+Figures startBare() {
+    const std::string name = zeltest::uniqueBaseName() + "_bare";
+    auto& objects = platform::kernelObjects();
+    const auto done = objects.createEvent(name.c_str());
+    const std::string program = platform::executableDirectory() + "/zelbench_bare";
+    platform::ProcessOptions options;
+    options.dieWithParent = true;
+    options.standardError = "inherit";
+    std::string error;
+    const uint64_t start = platform::monotonicMicroseconds();
+    const auto process = platform::startProcess(program, {name, "140", "150"}, options, &error);
+    if (!process) throw std::runtime_error("cannot start " + program + ": " + error);
+    if (objects.waitEvent(done, zeltest::kDeadlineMs) != platform::WaitResult::kSignalled)
+        throw std::runtime_error("the bare program did not finish its inference");
+    const double elapsed = static_cast<double>(platform::monotonicMicroseconds() - start) / 1000;
+    const Figures figures{elapsed, static_cast<double>(privateResidentBytes(process->id())) / kMebibyte};
+    process->kill();
+    process->waitForExit(platform::kInfinite);
+    objects.closeEvent(done);
+    return figures;
+}
+
+// Beats answered, nothing else asked: what the host costs while nobody needs it.
+double idleShareOfACore(int seconds) {
+    zeltest::HostProcess host;
+    zeltest::RawClient client(host.baseName());
+    if (client.startModel(3, 0) != 3) throw std::runtime_error("the host did not start type 3");
+    const auto answerFor = [&client](uint64_t microseconds) {
+        const uint64_t end = platform::monotonicMicroseconds() + microseconds;
+        while (platform::monotonicMicroseconds() < end)
+            if (client.event(ipc::EventCode::HeartBeat, 200)) client.command(ipc::CommandCode::HeartBeatAck);
+    };
+    answerFor(2000000);
+    const uint64_t before = processorMicroseconds(host.process().id());
+    answerFor(static_cast<uint64_t>(seconds) * 1000000);
+    return static_cast<double>(processorMicroseconds(host.process().id()) - before) / (seconds * 10000.0);
+}
+
+}  // namespace
+
+void measureProcess(const Settings& settings, Report& report) {
+    const FramePair pair = readFramePair(settings.picture, 256, 144);
+    std::vector<double> hostStarts, bareStarts, hostMemory, bareMemory;
+    startHost(pair);
+    startBare();
+    for (int count = 0; count < settings.starts; ++count) {
+        const Figures host = startHost(pair);
+        const Figures bare = startBare();
+        hostStarts.push_back(host.startMs);
+        bareStarts.push_back(bare.startMs);
+        hostMemory.push_back(host.residentMiB);
+        bareMemory.push_back(bare.residentMiB);
+    }
+    const Comparison starts = compareFigures(hostStarts, bareStarts);
+    report.add({"process start to first mask (ms)", "bare program", "ms", starts, "<= 1.2x", starts.ratio <= 1.2, ""});
+    const Comparison memory = compareFigures(hostMemory, bareMemory);
+    const double added = memory.oursP50 - memory.theirsP50;
+    char note[64];
+    std::snprintf(note, sizeof note, "%+.1f MiB", added);
+    report.add({"resident memory less channels (MiB)", "bare program", "MiB", memory, "<= +16 MiB", added <= 16, note});
+
+    const double idle = idleShareOfACore(settings.idleSeconds);
+    Comparison figures;
+    figures.oursP50 = figures.oursP99 = idle;
+    figures.theirsP50 = figures.theirsP99 = 0.3;
+    figures.ratio = figures.ratioLow = figures.ratioHigh = idle / 0.3;
+    report.add({"idle host (% of a core)", "the goal itself", "% of a core", figures, "< 0.3 %", idle < 0.3, ""});
+}
+
+}  // namespace zelbench

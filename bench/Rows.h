@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+
+#include "bench/Comparison.h"
+#include "bench/Report.h"
+
+namespace zelbench {
+
+struct Settings {
+    std::string picture;  // photograph of a person, PNG
+    Blocks blocks;
+    int starts = 7;  // process starts of each kind
+    int idleSeconds = 10;
+};
+
+// A frame's way to a host and back against the bare network, and against the bare channel for a still one.
+void measureFrames(const Settings& settings, Report& report);
+// A channel round trip against ZeroMQ and a bare futex.
+void measureChannels(const Settings& settings, Report& report);
+// Start, memory and idle time of the process.
+void measureProcess(const Settings& settings, Report& report);
+
+// Echoes on the channels of `baseName` until it is ended: the other side of the bare channel.
+[[noreturn]] void serveChannelEcho(const std::string& baseName);
+// The same over a ZeroMQ socket.
+[[noreturn]] void serveZeroMqEcho(const std::string& address);
+
+}  // namespace zelbench

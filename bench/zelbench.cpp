@@ -1,0 +1,59 @@
+#include <CLI/CLI.hpp>
+#include <cstdio>
+
+#include "bench/Rows.h"
+
+namespace {
+
+void warnWhenUnoptimised() {
+#ifndef __OPTIMIZE__
+    std::fprintf(stderr, "zelbench: warning: this build is not optimised; its figures mean nothing\n");
+#endif
+}
+
+int runEcho(const std::vector<std::string>& echo) {
+    if (echo[0] == "channel") zelbench::serveChannelEcho(echo[1]);
+    if (echo[0] == "zeromq") zelbench::serveZeroMqEcho(echo[1]);
+    return 2;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app{"Measures what the host costs over the bare network, channel and program, side by side in one run."};
+    zelbench::Settings settings;
+    settings.picture = ZELBENCH_PICTURE;
+    std::string json;
+    std::vector<std::string> rows = {"frames", "channels", "process"};
+    std::vector<std::string> echo;
+    app.add_option("--picture", settings.picture, "photograph of a person, PNG")->capture_default_str();
+    app.add_option("--repeats", settings.blocks.repeats, "pairs of blocks")
+        ->check(CLI::Range(5, 1000))
+        ->capture_default_str();
+    app.add_option("--operations", settings.blocks.operations, "timed in each block")
+        ->check(CLI::Range(10, 1000000))
+        ->capture_default_str();
+    app.add_option("--starts", settings.starts, "process starts of each kind")
+        ->check(CLI::Range(5, 1000))
+        ->capture_default_str();
+    app.add_option("--json", json, "also write the rows to this file");
+    app.add_option("rows", rows, "frames, channels, process; all by default")
+        ->check(CLI::IsMember({"frames", "channels", "process"}));
+    app.add_option("--echo", echo)->expected(2)->group("");
+    CLI11_PARSE(app, argc, argv);
+    if (!echo.empty()) return runEcho(echo);
+    warnWhenUnoptimised();
+    try {
+        zelbench::Report report;
+        for (const std::string& row : rows) {
+            if (row == "frames") zelbench::measureFrames(settings, report);
+            if (row == "channels") zelbench::measureChannels(settings, report);
+            if (row == "process") zelbench::measureProcess(settings, report);
+        }
+        if (!json.empty()) report.writeJson(json);
+        return report.allReached() ? 0 : 1;
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "zelbench: %s\n", failure.what());
+        return 2;
+    }
+}

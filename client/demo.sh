@@ -1,0 +1,22 @@
+#!/bin/bash
+# Cuts the person out of the sample photograph with the real host, with both networks, and leaves in OUT: photograph.png,
+# and for each network mask-SIZE.png, cut-out-SIZE.png (over a new background) and transparent-SIZE.png. Then measures.
+# usage: client/demo.sh BIN MODELS OUT    folders of the programs, of sample.png, and for the pictures
+set -euo pipefail
+bin=$1
+photograph=$2/sample.png
+out=$3
+sizes=(256x144 640x360)
+
+mkdir -p "$out"
+cp "$photograph" "$out/photograph.png"
+for capacity in 0 1; do
+    size=${sizes[capacity]}
+    "$bin/zelclient" segment "$out/photograph.png" --type 3 --capacity "$capacity" --background '#2e7d6b' \
+        --out "$out/cut-out-$size.png" --mask-out "$out/mask-$size.png" --cutout "$out/transparent-$size.png"
+done
+echo
+"$bin/zelclient" bench "$photograph" --frames 500
+echo
+echo "The pictures are in $out:"
+ls "$out"

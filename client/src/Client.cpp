@@ -1,0 +1,491 @@
+#include "client/src/Client.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <utility>
+
+#include "platform/include/clock.h"
+#include "platform/include/thread.h"
+
+namespace client {
+
+namespace {
+
+constexpr uint32_t kTickMs = 100;
+constexpr uint64_t kLateTickUs = 1000000;
+constexpr uint64_t kMinuteUs = 60000000;
+constexpr uint64_t kQuickEndUs = 1000000;
+constexpr uint32_t kLongestPauseMs = 2000;
+
+uint64_t now() {
+    return platform::monotonicMicroseconds();
+}
+
+// Whether a host that was asked for `wanted` and has `inForce` has done as asked: it lowers the types that need a GPU
+// by itself.
+bool answers(uint32_t wanted, uint32_t inForce) {
+    return inForce == wanted || ((wanted == 6 || wanted == 8) && inForce == wanted + 1);
+}
+
+}  // namespace
+
+Client::Client(Settings settings)
+    : mSettings(std::move(settings)),
+      mResults(mSettings.onResult, mSettings.user),
+      mWantedType(mSettings.modelType),
+      mWantedCapacity(mSettings.capacity),
+      mAutoSkip(mSettings.autoSkip) {}
+
+zelclient_error Client::start(std::string* error) {
+    platform::sweepAbandonedObjects();
+    bool channelsFailed = false;
+    mStartedAt = now();
+    std::unique_ptr<HostSession> session = HostSession::start(mSettings.host, *this, &channelsFailed, error);
+    if (!session) return channelsFailed ? ZELCLIENT_ERROR_CHANNELS : ZELCLIENT_ERROR_HOST;
+    {
+        std::lock_guard lock(mMutex);
+        adopt(std::move(session));
+    }
+    mMonitor = std::thread([this] {
+        platform::setThreadName("zelcl-monitor");
+        try {
+            monitor();
+        } catch (const std::exception& failure) {
+            giveUp(failure.what());
+        }
+    });
+    return ZELCLIENT_OK;
+}
+
+Client::~Client() {
+    {
+        std::lock_guard lock(mMutex);
+        mStopping = true;
+        if (mSession) mSession->terminate();
+    }
+    mChanged.notify_all();
+    mResults.finish(true);
+    if (mMonitor.joinable()) mMonitor.join();
+    if (mSession) endHost();
+}
+
+zelclient_error Client::chooseModel(uint32_t type, uint32_t capacity) {
+    std::lock_guard lock(mMutex);
+    if (mGivenUp) return ZELCLIENT_ERROR_FAILED;
+    mWantedType = type;
+    mWantedCapacity = capacity;
+    mModelUnsent = true;
+    mModelStatus = ModelStatus::Pending;
+    mResults.finish(false);
+    sendCommands();
+    return ZELCLIENT_OK;
+}
+
+void Client::setAutoSkip(bool on) {
+    std::lock_guard lock(mMutex);
+    mAutoSkip = on;
+    mSkipUnsent = true;
+    sendCommands();
+}
+
+zelclient_error Client::waitModel(uint32_t timeoutMs) {
+    std::unique_lock lock(mMutex);
+    mChanged.wait_for(lock, std::chrono::milliseconds(timeoutMs),
+                      [this] { return mGivenUp || mStopping || mModelStatus != ModelStatus::Pending; });
+    if (mGivenUp || mStopping || mModelStatus == ModelStatus::Refused) return ZELCLIENT_ERROR_FAILED;
+    return mModelStatus == ModelStatus::InForce ? ZELCLIENT_OK : ZELCLIENT_TIMEOUT;
+}
+
+zelclient_error Client::submit(const FrameView& frame, uint64_t tag) {
+    std::lock_guard lock(mMutex);
+    if (noMasksWillCome()) return ZELCLIENT_ERROR_FAILED;
+    Ticket ticket;
+    ticket.number = ++mAccepted;
+    ticket.tag = tag;
+    ticket.width = frame.width;
+    ticket.height = frame.height;
+    if (mWaiting.empty() && sendNow(frame, ticket)) return ZELCLIENT_OK;
+    keep(frame, ticket);
+    return ZELCLIENT_OK;
+}
+
+zelclient_error Client::poll(uint32_t timeoutMs, zelclient_result& result) {
+    if (mResults.hasCallback()) return ZELCLIENT_ERROR_ARGUMENT;
+    if (mResults.poll(timeoutMs, result)) return ZELCLIENT_OK;
+    std::lock_guard lock(mMutex);
+    return noMasksWillCome() || mStopping ? ZELCLIENT_ERROR_FAILED : ZELCLIENT_TIMEOUT;
+}
+
+zelclient_state Client::state() {
+    std::lock_guard lock(mMutex);
+    return stateNow();
+}
+
+std::string Client::lastError() {
+    std::lock_guard lock(mMutex);
+    return mLastError;
+}
+
+void Client::info(zelclient_info& info) {
+    std::lock_guard lock(mMutex);
+    info.host_pid = mSession ? mSession->processId() : 0;
+    info.hosts_started = mHostsStarted;
+    info.model_type = mTypeInForce;
+    mModelName.copy(info.model_name, sizeof info.model_name - 1);
+    info.frames_accepted = mAccepted;
+    info.masks = mResults.count(ZELCLIENT_MASK);
+    info.frames_failed = mResults.count(ZELCLIENT_FRAME_FAILED);
+    info.frames_replaced = mResults.count(ZELCLIENT_FRAME_REPLACED);
+    info.frames_lost = mResults.count(ZELCLIENT_FRAME_LOST);
+    info.results_unread = mResults.unread();
+    info.beats = mBeats;
+    info.log_lines = mLogLines;
+}
+
+void Client::onHello() {
+    {
+        std::lock_guard lock(mMutex);
+        mHello = true;
+    }
+    announceState();
+}
+
+void Client::onBeat() {
+    std::lock_guard lock(mMutex);
+    if (!mSession) return;
+    ++mBeats;
+    // While the host loads a model it reads no commands, an answer among them; a frame it does see. Answers would pile
+    // up.
+    if (mRepliesDue > 0) {
+        mSession->keepAlive();
+    } else {
+        mSession->acknowledgeBeat();
+    }
+    sendCommands();
+}
+
+void Client::onModelName(const std::string& name) {
+    std::lock_guard lock(mMutex);
+    mModelName = name;
+}
+
+void Client::onModelType(uint32_t type) {
+    {
+        std::lock_guard lock(mMutex);
+        mHello = true;
+        mTypeInForce = type;
+        if (mRepliesDue > 0) --mRepliesDue;
+        if (mRepliesDue == 0 && !mModelUnsent && mModelStatus == ModelStatus::Pending) {
+            mModelStatus = answers(mWantedType, type) ? ModelStatus::InForce : ModelStatus::Refused;
+            if (mModelStatus == ModelStatus::Refused)
+                mLastError = "the host could not start model type " + std::to_string(mWantedType) +
+                             " and stays at type " + std::to_string(type) + "; its log says why";
+        }
+        mServing = mServing || type != 0;
+        if (noMasksWillCome()) {
+            dropWaiting(ZELCLIENT_FRAME_FAILED);
+            mResults.finish(true);
+        }
+        sendNextFrame();
+    }
+    mChanged.notify_all();
+    mResults.deliver();
+    announceState();
+}
+
+void Client::onLogLine(uint32_t level, const std::string& line) {
+    {
+        std::lock_guard lock(mMutex);
+        ++mLogLines;
+    }
+    if (mSettings.onLog) mSettings.onLog(mSettings.user, level, line.c_str(), line.size());
+}
+
+void Client::onMask(const MaskView& mask) {
+    Ticket ticket;
+    {
+        std::lock_guard lock(mMutex);
+        ticket = std::exchange(mInHost, Ticket());
+        if (ticket.number == 0) return;  // nobody asked for it
+    }
+    Result result;
+    result.tag = ticket.tag;
+    result.width = ticket.width;
+    result.height = ticket.height;
+    const uint32_t bytes = ticket.width * ticket.height;
+    const bool fits = mask.width == ticket.width && mask.height == ticket.height && mask.size == bytes;
+    if (fits) {
+        result.status = ZELCLIENT_MASK;
+        result.mask = mResults.spareBuffer();
+        result.mask.assign(mask.bytes, mask.bytes + bytes);
+    }
+    result.roundTripUs = now() - ticket.sentAt;
+    {
+        std::lock_guard lock(mMutex);
+        if (fits) mNewestMaskAt = now();
+        if (!fits)
+            mLastError = "the host answered a frame of " + std::to_string(ticket.width) + "x" +
+                         std::to_string(ticket.height) + " with a mask of " + std::to_string(mask.width) + "x" +
+                         std::to_string(mask.height) + ", " + std::to_string(mask.size) + " bytes";
+        mResults.put(std::move(result));
+        sendNextFrame();
+    }
+    mResults.deliver();
+    if (fits && mToldState.load(std::memory_order_relaxed) != ZELCLIENT_READY) announceState();
+}
+
+uint64_t Client::frameGivenBack() {
+    std::lock_guard lock(mMutex);
+    if (mInHost.number == 0 || !mSession || !mSession->frameGivenBack()) return 0;
+    return mInHost.number;
+}
+
+void Client::onNoMask(uint64_t frame) {
+    {
+        std::lock_guard lock(mMutex);
+        if (mInHost.number != frame) return;
+        dropFrame(std::exchange(mInHost, Ticket()), ZELCLIENT_FRAME_FAILED);
+        sendNextFrame();
+    }
+    mResults.deliver();
+}
+
+void Client::monitor() {
+    for (;;) {
+        const bool ended = mSession->waitForExit(kTickMs);
+        {
+            std::lock_guard lock(mMutex);
+            if (mStopping) break;
+        }
+        if (!ended) {
+            tick();
+            continue;
+        }
+        hostEnded();
+        if (!replaceHost()) return;
+    }
+    endHost();
+}
+
+void Client::tick() {
+    std::string why;
+    {
+        std::lock_guard lock(mMutex);
+        const uint64_t time = now();
+        // A late tick means that this process was held up, and the host's silence may be its own.
+        if (time - std::exchange(mTickAt, time) > kLateTickUs) mWatchedFrom = time;
+        if (hangs(time, &why)) {
+            mEndedFor = why;
+            mSession->kill();
+        }
+        sendCommands();
+        sendNextFrame();
+    }
+    mResults.deliver();
+    announceState();
+}
+
+bool Client::hangs(uint64_t time, std::string* why) {
+    if (mSession->broken()) {
+        *why = "damaged its channels";
+        return true;
+    }
+    if (mSettings.hangTimeoutMs == 0) return false;
+    const uint64_t limit = uint64_t{mSettings.hangTimeoutMs} * 1000;
+    const auto tooLongAgo = [&](uint64_t moment) { return time > limit + std::max(moment, mWatchedFrom); };
+    if (tooLongAgo(mSession->lastLife())) {
+        *why = "gave no sign of life";
+    } else if (mInHost.number != 0 && tooLongAgo(mInHost.sentAt)) {
+        *why = "did not finish a frame";
+    }
+    return !why->empty();
+}
+
+// The session's threads are ended before the frame that the host had is given up: a mask may still lie in the channel.
+void Client::hostEnded() {
+    mQuickEnds = now() - mStartedAt < kQuickEndUs ? mQuickEnds + 1 : 0;
+    std::unique_ptr<HostSession> session;
+    {
+        std::lock_guard lock(mMutex);
+        mLastError = "host process " + std::to_string(mSession->processId());
+        mLastError += mEndedFor.empty() ? " ended with code " + std::to_string(mSession->exitCode())
+                                        : " " + mEndedFor + " and was ended";
+        mEndedFor.clear();
+        session = std::move(mSession);
+    }
+    announceState();
+    session->close();
+    {
+        std::lock_guard lock(mMutex);
+        if (mInHost.number != 0) dropFrame(std::exchange(mInHost, Ticket()), ZELCLIENT_FRAME_LOST);
+        mNewestMaskAt = 0;
+        mHello = false;
+    }
+    mResults.deliver();
+    announceState();
+}
+
+bool Client::replaceHost() {
+    platform::sweepAbandonedObjects();
+    for (;;) {
+        if (!waitBeforeRestart(now())) return false;
+        std::string error;
+        bool channelsFailed = false;
+        mStartedAt = now();
+        std::unique_ptr<HostSession> session = HostSession::start(mSettings.host, *this, &channelsFailed, &error);
+        std::lock_guard lock(mMutex);
+        if (session) {
+            adopt(std::move(session));
+            return true;
+        }
+        mLastError = error;
+        ++mQuickEnds;
+    }
+}
+
+// The first host is replaced at once; hosts that end within a second get a growing pause before the next. False: give
+// up, or the client is stopping.
+bool Client::waitBeforeRestart(uint64_t time) {
+    while (!mRestarts.empty() && time - mRestarts.front() > kMinuteUs) mRestarts.pop_front();
+    if (mRestarts.size() >= mSettings.restartsPerMinute) {
+        giveUp(std::to_string(mRestarts.size()) + " hosts were started again within a minute");
+        return false;
+    }
+    mRestarts.push_back(time);
+    const uint32_t pause = mQuickEnds < 2 ? 0 : std::min(kLongestPauseMs, 100u << std::min(mQuickEnds - 2, 5u));
+    std::unique_lock lock(mMutex);
+    return !mChanged.wait_for(lock, std::chrono::milliseconds(pause), [this] { return mStopping; });
+}
+
+void Client::giveUp(const std::string& why) {
+    {
+        std::lock_guard lock(mMutex);
+        mGivenUp = true;
+        mLastError += "; giving up: " + why;
+        dropWaiting(ZELCLIENT_FRAME_LOST);
+    }
+    mChanged.notify_all();
+    mResults.finish(true);
+    mResults.deliver();
+    announceState();
+}
+
+void Client::endHost() {
+    if (!mSession->waitForExit(mSettings.stopTimeoutMs)) {
+        mSession->kill();
+        mSession->waitForExit(platform::kInfinite);
+    }
+    std::unique_ptr<HostSession> session;
+    {
+        std::lock_guard lock(mMutex);
+        session = std::move(mSession);
+    }
+    session->close();
+}
+
+void Client::adopt(std::unique_ptr<HostSession> session) {
+    mSession = std::move(session);
+    ++mHostsStarted;
+    mModelUnsent = true;
+    mRepliesDue = 0;
+    mModelStatus = ModelStatus::Pending;
+    mTypeInForce = 0;
+    mServing = false;
+    mInHost = Ticket();
+    mTickAt = now();
+    sendCommands();
+    if (mStopping) mSession->terminate();
+}
+
+// A command that finds the channel full is sent with a later beat. The option goes behind each model, whose start
+// undoes it.
+void Client::sendCommands() {
+    if (!mSession) return;
+    if (mModelUnsent && mSession->chooseModel(mWantedType, mWantedCapacity)) {
+        mModelUnsent = false;
+        mSkipUnsent = !mAutoSkip;
+        if (mWantedType == ZELCLIENT_MODEL_IDLE) {
+            mModelStatus = ModelStatus::InForce;
+            mServing = true;
+        } else {
+            ++mRepliesDue;
+        }
+    }
+    if (!mModelUnsent && mSkipUnsent && mSession->setAutoSkip(mAutoSkip)) mSkipUnsent = false;
+}
+
+void Client::sendNextFrame() {
+    if (mWaiting.empty()) return;
+    Waiting& next = mWaiting.front();
+    const Ticket& ticket = next.ticket;
+    if (!sendNow({ticket.width, ticket.height, size_t{ticket.width} * 3, next.rgb.data()}, ticket)) return;
+    mSpareFrames.push_back(std::move(next.rgb));
+    mWaiting.pop_front();
+}
+
+bool Client::sendNow(const FrameView& frame, Ticket ticket) {
+    if (!mSession || !mServing || mInHost.number != 0) return false;
+    ticket.sentAt = now();
+    if (!mSession->sendFrame(frame, mAutoSkip)) return false;
+    mInHost = ticket;
+    return true;
+}
+
+void Client::keep(const FrameView& frame, const Ticket& ticket) {
+    if (mWaiting.size() == mSettings.framesInFlight) {
+        dropFrame(mWaiting.front().ticket, ZELCLIENT_FRAME_REPLACED);
+        mSpareFrames.push_back(std::move(mWaiting.front().rgb));
+        mWaiting.pop_front();
+    }
+    Waiting kept;
+    kept.ticket = ticket;
+    if (!mSpareFrames.empty()) {
+        kept.rgb = std::move(mSpareFrames.back());
+        mSpareFrames.pop_back();
+    }
+    const size_t rowBytes = size_t{frame.width} * 3;
+    kept.rgb.resize(rowBytes * frame.height);
+    for (uint32_t row = 0; row < frame.height; ++row)
+        std::memcpy(kept.rgb.data() + row * rowBytes, frame.rgb + row * frame.stride, rowBytes);
+    mWaiting.push_back(std::move(kept));
+}
+
+void Client::dropFrame(const Ticket& ticket, zelclient_status status) {
+    Result result;
+    result.tag = ticket.tag;
+    result.status = status;
+    result.width = ticket.width;
+    result.height = ticket.height;
+    result.roundTripUs = ticket.sentAt ? now() - ticket.sentAt : 0;
+    mResults.put(std::move(result));
+}
+
+void Client::dropWaiting(zelclient_status status) {
+    for (Waiting& waiting : mWaiting) dropFrame(waiting.ticket, status);
+    mWaiting.clear();
+}
+
+bool Client::noMasksWillCome() const {
+    return mGivenUp || (mModelStatus == ModelStatus::Refused && mTypeInForce == 0);
+}
+
+zelclient_state Client::stateNow() const {
+    if (noMasksWillCome()) return ZELCLIENT_FAILED;
+    if (!mSession || !mHello) return ZELCLIENT_STARTING;
+    if (mNewestMaskAt == 0) return ZELCLIENT_WARMING;
+    return now() - mNewestMaskAt <= uint64_t{mSettings.staleAfterMs} * 1000 ? ZELCLIENT_READY : ZELCLIENT_STALE;
+}
+
+void Client::announceState() {
+    if (!mSettings.onState) return;
+    std::lock_guard telling(mTellMutex);
+    zelclient_state state;
+    {
+        std::lock_guard lock(mMutex);
+        state = stateNow();
+    }
+    if (mToldState.exchange(state, std::memory_order_relaxed) != state) mSettings.onState(mSettings.user, state);
+}
+
+}  // namespace client

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <gmock/gmock.h>
+
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "client/include/zelclient.h"
+
+// Starts clients on the fake host and collects what they tell.
+class ClientFixture : public testing::Test {
+  protected:
+    static constexpr uint32_t kDeadlineMs = 30000;
+    static constexpr uint32_t kWidth = 16;
+    static constexpr uint32_t kHeight = 9;
+
+    struct Collected {
+        uint64_t tag;
+        zelclient_status status;
+        std::vector<uint8_t> mask;
+    };
+
+    ClientFixture();
+    ~ClientFixture() override;
+
+    // How the fake host behaves, see its source; "only the first host" with `once`.
+    void misbehave(const std::string& words, bool once = false);
+    // Adds on_result, so that results are collected instead of polled.
+    void collectResults();
+    void start();
+    void stop();
+
+    // A frame whose bytes are all `shade`; the fake host's mask of it has the same.
+    zelclient_error submit(uint64_t tag, uint8_t shade, uint32_t width = kWidth, uint32_t height = kHeight);
+    // The next result by polling; fails the test when none comes.
+    Collected next();
+    Collected roundTrip(uint64_t tag, uint8_t shade);
+
+    zelclient_info info() const;
+    std::string lastError() const;
+
+    // Waits until what was collected fulfils a condition; false at the deadline.
+    bool waitFor(const std::function<bool()>& condition);
+    bool waitForLine(const std::string& line);
+    bool waitForState(zelclient_state state);
+    // Lines of the host's log that begin with `begin`.
+    std::vector<std::string> lines(const std::string& begin);
+    // Names of shared objects of this process's hosts; empty where the system keeps no list.
+    static std::vector<std::string> leftovers();
+
+    zelclient_options options;
+    zelclient* client = nullptr;
+
+    std::mutex mutex;  // over what follows
+    std::vector<Collected> results;
+    std::vector<zelclient_state> states;
+    std::vector<std::string> log;
+
+  private:
+    std::condition_variable mChanged;
+    std::vector<std::string> mEnvironment;
+    std::vector<const char*> mEnvironmentPointers;
+    std::string mOncePath;
+    const std::string mProgram;
+};

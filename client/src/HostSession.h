@@ -1,0 +1,130 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "client/src/HostChannels.h"
+#include "client/src/LogLines.h"
+#include "platform/include/process.h"
+
+namespace client {
+
+// How to start a host. Texts are UTF-8.
+struct HostSettings {
+    std::string program;
+    std::vector<std::pair<std::string, std::string>> environment;
+    std::string standardOutput;  // as in platform::ProcessOptions
+    std::string standardError;
+};
+
+// One picture, the caller's memory.
+struct FrameView {
+    uint32_t width;      // pixels
+    uint32_t height;     // pixels
+    size_t stride;       // bytes from row to row
+    const uint8_t* rgb;  // height rows of width * 3 bytes
+};
+
+// A mask as it lies in the host's slot: read in place, none of it checked.
+struct MaskView {
+    uint32_t width;
+    uint32_t height;
+    uint32_t size;
+    const uint8_t* bytes;  // ipc::kFrameBytes of them may be read
+};
+
+// What a session hears from its host. Called on the session's threads, each function on one of them; several at once.
+// Ends before HostSession::close returns.
+class SessionEvents {
+  public:
+    virtual void onHello() = 0;
+    virtual void onBeat() = 0;
+    virtual void onModelName(const std::string& name) = 0;
+    virtual void onModelType(uint32_t type) = 0;
+    virtual void onLogLine(uint32_t level, const std::string& line) = 0;
+    // A mask has come.
+    virtual void onMask(const MaskView& mask) = 0;
+    // The number of the frame that the host has and whose slot is already back in the free list; 0 when there is none.
+    // The host writes a mask before it gives the slot back, so that mask, if there is any, lies in the channel by now.
+    virtual uint64_t frameGivenBack() = 0;
+    // After frameGivenBack told a number, the channel of masks was found empty: unless onMask came in between, that
+    // frame has none.
+    virtual void onNoMask(uint64_t frame) = 0;
+
+  protected:
+    ~SessionEvents() = default;
+};
+
+// One host process, its channels under a name that was never used before, and the threads that read them. Every channel
+// from the host is read all the time, so that the host never waits for this side.
+class HostSession {
+  public:
+    // Starts the host with `commands` lying ready for it. Null when that fails: *channelsFailed tells whether for want
+    // of the channels, *error says why.
+    static std::unique_ptr<HostSession> start(const HostSettings& settings, SessionEvents& events, bool* channelsFailed,
+                                              std::string* error);
+    // Closes; does not end the process.
+    ~HostSession();
+    HostSession(const HostSession&) = delete;
+    HostSession& operator=(const HostSession&) = delete;
+
+    // Commands and frames never wait. False when the channel has no free slot. Any thread.
+    bool chooseModel(uint32_t type, uint32_t capacity);
+    bool setAutoSkip(bool on);
+    bool acknowledgeBeat();
+    bool terminate();
+    // A frame that gets no reply and counts as a sign of life, for times when the host reads no commands.
+    bool keepAlive();
+    // One thread at a time, and not while another asks frameGivenBack.
+    bool sendFrame(const FrameView& frame, bool skipAllowed);
+    bool frameGivenBack() const { return mChannels.frameSlots->allGivenBack(); }
+
+    int processId() const { return mProcess->id(); }
+    int exitCode() const { return mProcess->exitCode(); }
+    // One thread at a time.
+    bool waitForExit(uint32_t timeoutMs) { return mProcess->waitForExit(timeoutMs); }
+    // Any thread.
+    void kill() { mProcess->kill(); }
+
+    // Microseconds of platform::monotonicMicroseconds at which the host was last heard.
+    uint64_t lastLife() const { return mLastLife.load(std::memory_order_relaxed); }
+    // A channel was found damaged, or a thread of ours could not go on.
+    bool broken() const;
+
+    // Delivers what is queued, ends the threads and lets the channels go. Not from a thread of the session.
+    void close();
+
+  private:
+    explicit HostSession(SessionEvents& events);
+
+    bool startProcess(const HostSettings& settings, const std::string& mid, std::string* error);
+    bool startThreads(std::string* error);
+    void run(const char* name, std::function<void()> body);
+    bool command(ipc::CommandCode code, uint32_t arg0, uint32_t arg1, uint32_t text);
+    void readEvents();
+    void onEvent(const ipc::packet<ipc::Event>& packet);
+    void readMasks();
+    void readLog();
+    // Reads a channel until it is stopped and empty.
+    template <class Channel, class Consume>
+    void readAll(Channel& channel, const Consume& consume);
+    void alive();
+
+    SessionEvents& mEvents;
+    HostChannels mChannels;
+    LogLines mLogLines;
+    std::unique_ptr<platform::Process> mProcess;
+    std::vector<std::thread> mThreads;
+    std::atomic<bool> mClosing{false};
+    std::atomic<bool> mThreadFailed{false};
+    std::atomic<uint64_t> mLastLife{0};
+    std::atomic<uint64_t> mLastFrame{0};  // when a frame was sent last, microseconds
+};
+
+}  // namespace client

@@ -1,0 +1,315 @@
+// What a client gives on a host that does as it should.
+
+#include "client/src/ClientFixture.h"
+
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <thread>
+
+#include "platform/include/clock.h"
+#include "platform/include/thread.h"
+
+namespace {
+
+using testing::Contains;
+using testing::Each;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+using ClientTest = ClientFixture;
+
+TEST_F(ClientTest, MaskComesBackWithItsFramesTag) {
+    start();
+    for (uint64_t tag = 1; tag <= 20; ++tag) {
+        const Collected result = roundTrip(tag << 40, static_cast<uint8_t>(tag));
+        EXPECT_EQ(result.tag, tag << 40);
+        EXPECT_EQ(result.status, ZELCLIENT_MASK);
+        ASSERT_EQ(result.mask.size(), size_t{kWidth} * kHeight);
+        EXPECT_THAT(result.mask, Each(static_cast<uint8_t>(tag)));
+    }
+    EXPECT_EQ(info().masks, 20u);
+}
+
+TEST_F(ClientTest, RowsFollowTheStride) {
+    start();
+    std::vector<uint8_t> pixels(size_t{2} * 100, 0xEE);
+    const uint8_t rows[2][6] = {{1, 0, 0, 2, 0, 0}, {3, 0, 0, 4, 0, 0}};
+    std::copy(rows[0], rows[0] + 6, pixels.begin());
+    std::copy(rows[1], rows[1] + 6, pixels.begin() + 100);
+    for (int round = 0; round < 2; ++round) {
+        const zelclient_frame frame = {2, 2, 100, pixels.data(), 0};
+        ASSERT_EQ(zelclient_submit(client, &frame), ZELCLIENT_OK);
+        EXPECT_THAT(next().mask, ElementsAre(1, 2, 3, 4));
+    }
+}
+
+TEST_F(ClientTest, EveryAcceptedFrameGetsOneResultAndTheNewestGetsAMask) {
+    collectResults();
+    misbehave("slow-ms=5");
+    start();
+    constexpr uint64_t kFrames = 300;
+    for (uint64_t tag = 0; tag < kFrames; ++tag) ASSERT_EQ(submit(tag, static_cast<uint8_t>(tag)), ZELCLIENT_OK);
+    ASSERT_TRUE(waitFor([&] { return results.size() == kFrames; }));
+    std::set<uint64_t> tags;
+    for (const Collected& result : results) {
+        tags.insert(result.tag);
+        if (result.status == ZELCLIENT_MASK) {
+            EXPECT_THAT(result.mask, Each(static_cast<uint8_t>(result.tag)));
+        }
+        if (result.tag == kFrames - 1) {
+            EXPECT_EQ(result.status, ZELCLIENT_MASK);
+        }
+    }
+    EXPECT_EQ(tags.size(), kFrames);
+    EXPECT_GT(info().frames_replaced, 0u);
+}
+
+TEST_F(ClientTest, QueueOfMoreFramesLosesNoneOfThem) {
+    options.frames_in_flight = 8;
+    misbehave("slow-ms=5");
+    start();
+    ASSERT_EQ(zelclient_wait_model(client, kDeadlineMs), ZELCLIENT_OK);
+    for (uint64_t tag = 1; tag <= 9; ++tag) ASSERT_EQ(submit(tag, static_cast<uint8_t>(tag)), ZELCLIENT_OK);
+    for (uint64_t tag = 1; tag <= 9; ++tag) {
+        const Collected result = next();
+        EXPECT_EQ(result.tag, tag);
+        EXPECT_EQ(result.status, ZELCLIENT_MASK);
+    }
+}
+
+TEST_F(ClientTest, FrameSubmittedBeforeTheModelWaitsForIt) {
+    misbehave("load-ms=300");
+    start();
+    EXPECT_EQ(submit(1, 1), ZELCLIENT_OK);
+    EXPECT_EQ(submit(2, 2), ZELCLIENT_OK);
+    Collected result = next();
+    EXPECT_EQ(result.tag, 1u);
+    EXPECT_EQ(result.status, ZELCLIENT_FRAME_REPLACED);
+    result = next();
+    EXPECT_EQ(result.tag, 2u);
+    EXPECT_EQ(result.status, ZELCLIENT_MASK);
+}
+
+TEST_F(ClientTest, StatesGoFromStartingToReadyAndStale) {
+    options.stale_after_ms = 200;
+    start();
+    EXPECT_NE(zelclient_get_state(client), ZELCLIENT_READY);
+    EXPECT_TRUE(waitForState(ZELCLIENT_WARMING));
+    EXPECT_EQ(roundTrip(1, 1).status, ZELCLIENT_MASK);
+    EXPECT_TRUE(waitForState(ZELCLIENT_STALE));
+    EXPECT_EQ(zelclient_get_state(client), ZELCLIENT_STALE);
+    EXPECT_EQ(roundTrip(2, 2).status, ZELCLIENT_MASK);
+    EXPECT_TRUE(waitFor([&] { return states.size() == 5; }));
+    std::lock_guard lock(mutex);
+    EXPECT_THAT(states,
+                ElementsAre(ZELCLIENT_WARMING, ZELCLIENT_READY, ZELCLIENT_STALE, ZELCLIENT_READY, ZELCLIENT_STALE));
+}
+
+TEST_F(ClientTest, BeatsAreAnswered) {
+    misbehave("beat-ms=10");
+    start();
+    ASSERT_TRUE(waitFor([&] { return std::count(log.begin(), log.end(), "acknowledged") >= 5; }));
+    EXPECT_GE(info().beats, 5u);
+}
+
+TEST_F(ClientTest, FramesWithoutReplyKeepALoadingHostAlive) {
+    misbehave("beat-ms=20,load-ms=500");
+    start();
+    EXPECT_TRUE(waitForLine("sharing kind -1 size 0"));
+    EXPECT_EQ(zelclient_wait_model(client, kDeadlineMs), ZELCLIENT_OK);
+}
+
+TEST_F(ClientTest, ModelNameHasNoRestOfAnOlderOne) {
+    misbehave("name-length=255");
+    start();
+    ASSERT_EQ(zelclient_wait_model(client, kDeadlineMs), ZELCLIENT_OK);
+    EXPECT_EQ(std::string(info().model_name), std::string(255, 'm'));
+    // More than once round the slots of the channel, so that the long name's slot comes again.
+    for (int round = 0; round < 40; ++round) {
+        ASSERT_EQ(zelclient_choose_model(client, 2, round % 2), ZELCLIENT_OK);
+        ASSERT_EQ(zelclient_wait_model(client, kDeadlineMs), ZELCLIENT_OK);
+        ASSERT_STREQ(info().model_name, "m");
+    }
+    EXPECT_EQ(info().model_type, 2u);
+}
+
+TEST_F(ClientTest, SkippingStaysOffOverModelsThatTurnItOn) {
+    options.auto_skip = 0;
+    start();
+    EXPECT_TRUE(waitForLine("option 0 = 0"));
+    ASSERT_EQ(zelclient_choose_model(client, 3, 1), ZELCLIENT_OK);
+    EXPECT_TRUE(waitFor([&] { return std::count(log.begin(), log.end(), "option 0 = 0") == 2; }));
+    ASSERT_EQ(zelclient_set_auto_skip(client, 1), ZELCLIENT_OK);
+    EXPECT_TRUE(waitForLine("option 0 = 1"));
+    EXPECT_EQ(zelclient_set_auto_skip(client, 2), ZELCLIENT_ERROR_ARGUMENT);
+}
+
+TEST_F(ClientTest, TypeThatTheHostLowersIsNoFailure) {
+    misbehave("lower=1");
+    options.model_type = 6;
+    start();
+    EXPECT_EQ(zelclient_wait_model(client, kDeadlineMs), ZELCLIENT_OK);
+    EXPECT_EQ(info().model_type, 7u);
+}
+
+TEST_F(ClientTest, RefusedModelFailsUntilAnotherIsChosen) {
+    misbehave("refuse=1");
+    start();
+    EXPECT_EQ(submit(1, 1), ZELCLIENT_OK);
+    EXPECT_EQ(zelclient_wait_model(client, kDeadlineMs), ZELCLIENT_ERROR_FAILED);
+    EXPECT_EQ(zelclient_get_state(client), ZELCLIENT_FAILED);
+    EXPECT_THAT(lastError(), HasSubstr("model type 3"));
+    EXPECT_EQ(next().status, ZELCLIENT_FRAME_FAILED);
+    EXPECT_EQ(submit(2, 2), ZELCLIENT_ERROR_FAILED);
+    zelclient_result result{};
+    EXPECT_EQ(zelclient_wait(client, kDeadlineMs, &result), ZELCLIENT_ERROR_FAILED);
+    ASSERT_EQ(zelclient_choose_model(client, 2, 0), ZELCLIENT_OK);
+    EXPECT_EQ(zelclient_wait_model(client, kDeadlineMs), ZELCLIENT_OK);
+    EXPECT_EQ(roundTrip(3, 3).status, ZELCLIENT_MASK);
+}
+
+TEST_F(ClientTest, IdleModelIsInForceAtOnce) {
+    options.model_type = ZELCLIENT_MODEL_IDLE;
+    start();
+    EXPECT_EQ(zelclient_wait_model(client, kDeadlineMs), ZELCLIENT_OK);
+}
+
+TEST_F(ClientTest, LongLogArrivesWholeAndInOrder) {
+    constexpr size_t kLines = 3000;
+    misbehave("flood=" + std::to_string(kLines));
+    start();
+    const std::string last = "flood " + std::to_string(kLines - 1) + std::string((kLines - 1) * 37 % 2000, 'x');
+    ASSERT_TRUE(waitForLine(last));
+    const std::vector<std::string> flood = lines("flood");
+    ASSERT_EQ(flood.size(), kLines);
+    for (size_t line = 0; line < kLines; ++line)
+        ASSERT_EQ(flood[line], "flood " + std::to_string(line) + std::string(line * 37 % 2000, 'x'));
+}
+
+TEST_F(ClientTest, EnvironmentAndTraceLevelReachTheHost) {
+    options.trace_level = 1;
+    start();
+    EXPECT_TRUE(waitForLine("trace 1"));
+    EXPECT_TRUE(waitForLine("own told"));
+}
+
+TEST_F(ClientTest, HostsOutputIsKeptApart) {
+    const std::filesystem::path folder = std::filesystem::temp_directory_path();
+    const std::string stem = (folder / ("zelclient_out_" + std::to_string(platform::currentProcessId()))).string();
+    const std::string out = stem + "_out";
+    const std::string err = stem + "_err";
+    misbehave("noise=1");
+    options.host_stdout = out.c_str();
+    options.host_stderr = err.c_str();
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    start();
+    EXPECT_EQ(roundTrip(1, 1).status, ZELCLIENT_MASK);
+    stop();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    const auto firstLine = [](const std::string& path) {
+        std::ifstream file(path);
+        std::string line;
+        std::getline(file, line);
+        return line;
+    };
+    EXPECT_THAT(firstLine(out), HasSubstr("noise on stdout"));
+    EXPECT_THAT(firstLine(err), HasSubstr("noise on stderr"));
+    std::filesystem::remove(out);
+    std::filesystem::remove(err);
+}
+
+TEST_F(ClientTest, UnpolledResultsFallOutOldestFirst) {
+    start();
+    ASSERT_EQ(zelclient_wait_model(client, kDeadlineMs), ZELCLIENT_OK);
+    for (uint64_t tag = 1; tag <= 40; ++tag) {
+        ASSERT_EQ(submit(tag, 1), ZELCLIENT_OK);
+        while (info().masks + info().frames_replaced + 1 < tag) std::this_thread::yield();
+    }
+    while (info().masks + info().frames_replaced < 40) std::this_thread::yield();
+    EXPECT_EQ(info().results_unread, 24u);
+    EXPECT_GT(next().tag, 1u);
+}
+
+TEST_F(ClientTest, CallbackMaySubmitTheNextFrame) {
+    struct Loop {
+        std::atomic<zelclient*> client{nullptr};
+        std::atomic<uint64_t> newest{0};
+    } loop;
+    options.user = &loop;
+    options.on_state = nullptr;
+    options.on_log = nullptr;
+    options.on_result = [](void* user, const zelclient_result* result) {
+        auto* self = static_cast<Loop*>(user);
+        self->newest = result->tag;
+        const std::vector<uint8_t> pixels(3, 9);
+        const zelclient_frame frame = {1, 1, 0, pixels.data(), result->tag + 1};
+        if (zelclient* client = self->client) zelclient_submit(client, &frame);
+    };
+    start();
+    ASSERT_EQ(zelclient_wait_model(client, kDeadlineMs), ZELCLIENT_OK);
+    loop.client = client;
+    ASSERT_EQ(submit(1, 1), ZELCLIENT_OK);
+    const uint64_t deadline = platform::monotonicMicroseconds() + uint64_t{kDeadlineMs} * 1000;
+    while (loop.newest < 200 && platform::monotonicMicroseconds() < deadline) std::this_thread::yield();
+    EXPECT_GE(loop.newest, 200u);
+    stop();
+}
+
+TEST_F(ClientTest, ManyThreadsMaySubmitAndAsk) {
+    collectResults();
+    start();
+    constexpr uint64_t kEach = 200;
+    std::vector<std::thread> threads;
+    for (uint64_t thread = 0; thread < 4; ++thread) {
+        threads.emplace_back([this, thread] {
+            for (uint64_t count = 0; count < kEach; ++count) {
+                EXPECT_EQ(submit(thread * kEach + count, static_cast<uint8_t>(thread * kEach + count)), ZELCLIENT_OK);
+                zelclient_get_state(client);
+                info();
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    ASSERT_TRUE(waitFor([&] { return results.size() == 4 * kEach; }));
+    for (const Collected& result : results) {
+        if (result.status == ZELCLIENT_MASK) {
+            EXPECT_THAT(result.mask, Each(static_cast<uint8_t>(result.tag)));
+        }
+    }
+}
+
+TEST_F(ClientTest, ClientsSideBySideDoNotMeet) {
+    start();
+    zelclient* first = client;
+    start();
+    std::swap(first, client);
+    EXPECT_THAT(roundTrip(1, 11).mask, Each(11));
+    std::swap(first, client);
+    EXPECT_THAT(roundTrip(1, 22).mask, Each(22));
+    zelclient_stop(first);
+    EXPECT_THAT(roundTrip(2, 33).mask, Each(33));
+}
+
+TEST_F(ClientTest, StoppedClientLeavesNothingBehind) {
+    start();
+    EXPECT_EQ(roundTrip(1, 1).status, ZELCLIENT_MASK);
+    stop();
+    EXPECT_THAT(leftovers(), IsEmpty());
+}
+
+TEST_F(ClientTest, ClientStoppedAtOnceLeavesNothingBehind) {
+    for (int round = 0; round < 5; ++round) {
+        start();
+        submit(1, 1);
+        stop();
+    }
+    EXPECT_THAT(leftovers(), IsEmpty());
+}
+
+}  // namespace

@@ -1,0 +1,247 @@
+#include "client/include/zelclient.h"
+
+#include <algorithm>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <new>
+#include <string>
+
+#include "client/src/Client.h"
+#include "ipc/channel.h"
+#include "ipc/packet.h"
+
+struct zelclient {
+    explicit zelclient(client::Settings settings) : impl(std::move(settings)) {}
+    client::Client impl;
+};
+
+namespace {
+
+constexpr uint32_t kLastModelType = 10;
+constexpr uint32_t kRefusedModelType = 4;
+constexpr uint32_t kMostFramesInFlight = 8;
+constexpr uint32_t kBytesPerPixel = 3;
+
+// No exception leaves the library.
+template <class Body>
+zelclient_error guarded(Body body) {
+    try {
+        return body();
+    } catch (const std::exception&) {
+        return ZELCLIENT_ERROR_MEMORY;
+    }
+}
+
+size_t copyText(const std::string& from, char* to, size_t size) {
+    if (!to || size == 0) return 0;
+    const size_t length = from.copy(to, size - 1);
+    to[length] = '\0';
+    return length;
+}
+
+bool knowsModel(uint32_t type, uint32_t capacity) {
+    return type <= kLastModelType && type != kRefusedModelType && capacity <= 1;
+}
+
+std::string orEmpty(const char* text) {
+    return text ? text : "";
+}
+
+// The environment for the host; false when a text is no "NAME=value".
+bool readEnvironment(const zelclient_options& options, client::HostSettings& host) {
+    host.environment.emplace_back("ZELHOST_TRACE", std::to_string(options.trace_level));
+    for (const char* const* entry = options.environment; entry && *entry; ++entry) {
+        const std::string text = *entry;
+        const size_t equals = text.find('=');
+        if (equals == 0 || equals == std::string::npos) return false;
+        host.environment.emplace_back(text.substr(0, equals), text.substr(equals + 1));
+    }
+    return true;
+}
+
+// "" when the options are good, else what is wrong with them.
+std::string readOptions(const zelclient_options* options, client::Settings& settings) {
+    if (!options || options->struct_size != sizeof(zelclient_options))
+        return "options were not set up by zelclient_options_init of this version";
+    if (!options->host_program || !*options->host_program) return "host_program is missing";
+    if (!knowsModel(options->model_type, options->capacity))
+        return "there is no model type " + std::to_string(options->model_type) + " with capacity " +
+               std::to_string(options->capacity);
+    if (options->frames_in_flight < 1 || options->frames_in_flight > kMostFramesInFlight)
+        return "frames_in_flight must be 1 to " + std::to_string(kMostFramesInFlight);
+    if (options->auto_skip > 1) return "auto_skip must be 0 or 1";
+    settings.host.program = options->host_program;
+    settings.host.standardOutput = orEmpty(options->host_stdout);
+    settings.host.standardError = orEmpty(options->host_stderr);
+    if (!readEnvironment(*options, settings.host)) return "environment must hold \"NAME=value\" texts";
+    settings.modelType = options->model_type;
+    settings.capacity = options->capacity;
+    settings.autoSkip = options->auto_skip != 0;
+    settings.framesInFlight = options->frames_in_flight;
+    settings.staleAfterMs = options->stale_after_ms;
+    settings.hangTimeoutMs = options->hang_timeout_ms;
+    settings.stopTimeoutMs = options->stop_timeout_ms;
+    settings.restartsPerMinute = options->restarts_per_minute;
+    settings.onResult = options->on_result;
+    settings.onState = options->on_state;
+    settings.onLog = options->on_log;
+    settings.user = options->user;
+    return "";
+}
+
+bool isFrame(const zelclient_frame* frame) {
+    if (!frame || !frame->rgb || frame->width == 0 || frame->height == 0) return false;
+    const uint64_t rowBytes = uint64_t{frame->width} * kBytesPerPixel;
+    if (rowBytes > ipc::kFrameBytes || frame->height > ipc::kFrameBytes / rowBytes) return false;
+    return frame->stride == 0 || frame->stride >= rowBytes;
+}
+
+zelclient_error nextResult(zelclient* client, uint32_t timeoutMs, zelclient_result* result) {
+    if (!client || !result) return ZELCLIENT_ERROR_ARGUMENT;
+    return guarded([&] { return client->impl.poll(timeoutMs, *result); });
+}
+
+}  // namespace
+
+void zelclient_options_init(zelclient_options* options) {
+    if (!options) return;
+    const client::Settings defaults;
+    *options = {};
+    options->struct_size = sizeof *options;
+    options->model_type = defaults.modelType;
+    options->capacity = defaults.capacity;
+    options->auto_skip = defaults.autoSkip;
+    options->frames_in_flight = defaults.framesInFlight;
+    options->stale_after_ms = defaults.staleAfterMs;
+    options->hang_timeout_ms = defaults.hangTimeoutMs;
+    options->stop_timeout_ms = defaults.stopTimeoutMs;
+    options->restarts_per_minute = defaults.restartsPerMinute;
+    options->trace_level = 2;
+}
+
+zelclient_error zelclient_start(const zelclient_options* options, zelclient** client, char* error, size_t errorSize) {
+    copyText("", error, errorSize);
+    if (!client) return ZELCLIENT_ERROR_ARGUMENT;
+    *client = nullptr;
+    try {
+        client::Settings settings;
+        std::string why = readOptions(options, settings);
+        if (!why.empty()) {
+            copyText(why, error, errorSize);
+            return ZELCLIENT_ERROR_ARGUMENT;
+        }
+        ipc::printOpenErrors(false);
+        auto made = std::make_unique<zelclient>(std::move(settings));
+        const zelclient_error result = made->impl.start(&why);
+        copyText(why, error, errorSize);
+        if (result == ZELCLIENT_OK) *client = made.release();
+        return result;
+    } catch (const std::exception& failure) {
+        copyText(failure.what(), error, errorSize);
+        return ZELCLIENT_ERROR_MEMORY;
+    }
+}
+
+void zelclient_stop(zelclient* client) {
+    delete client;
+}
+
+zelclient_error zelclient_choose_model(zelclient* client, uint32_t type, uint32_t capacity) {
+    if (!client || !knowsModel(type, capacity)) return ZELCLIENT_ERROR_ARGUMENT;
+    return guarded([&] { return client->impl.chooseModel(type, capacity); });
+}
+
+zelclient_error zelclient_set_auto_skip(zelclient* client, uint32_t on) {
+    if (!client || on > 1) return ZELCLIENT_ERROR_ARGUMENT;
+    return guarded([&] {
+        client->impl.setAutoSkip(on != 0);
+        return ZELCLIENT_OK;
+    });
+}
+
+zelclient_error zelclient_wait_model(zelclient* client, uint32_t timeoutMs) {
+    if (!client) return ZELCLIENT_ERROR_ARGUMENT;
+    return guarded([&] { return client->impl.waitModel(timeoutMs); });
+}
+
+zelclient_error zelclient_submit(zelclient* client, const zelclient_frame* frame) {
+    if (!client || !isFrame(frame)) return ZELCLIENT_ERROR_ARGUMENT;
+    const size_t stride = frame->stride ? frame->stride : size_t{frame->width} * kBytesPerPixel;
+    return guarded([&] { return client->impl.submit({frame->width, frame->height, stride, frame->rgb}, frame->tag); });
+}
+
+zelclient_error zelclient_poll(zelclient* client, zelclient_result* result) {
+    return nextResult(client, 0, result);
+}
+
+zelclient_error zelclient_wait(zelclient* client, uint32_t timeoutMs, zelclient_result* result) {
+    return nextResult(client, timeoutMs, result);
+}
+
+zelclient_state zelclient_get_state(zelclient* client) {
+    return client ? client->impl.state() : ZELCLIENT_FAILED;
+}
+
+const char* zelclient_state_name(zelclient_state state) {
+    switch (state) {
+        case ZELCLIENT_STARTING:
+            return "starting";
+        case ZELCLIENT_WARMING:
+            return "warming";
+        case ZELCLIENT_READY:
+            return "ready";
+        case ZELCLIENT_STALE:
+            return "stale";
+        case ZELCLIENT_FAILED:
+            return "failed";
+    }
+    return "unknown";
+}
+
+const char* zelclient_error_name(zelclient_error error) {
+    switch (error) {
+        case ZELCLIENT_OK:
+            return "ok";
+        case ZELCLIENT_ERROR_ARGUMENT:
+            return "bad argument";
+        case ZELCLIENT_ERROR_HOST:
+            return "host not started";
+        case ZELCLIENT_ERROR_CHANNELS:
+            return "no shared memory";
+        case ZELCLIENT_ERROR_FAILED:
+            return "failed";
+        case ZELCLIENT_ERROR_MEMORY:
+            return "out of memory";
+        case ZELCLIENT_TIMEOUT:
+            return "time-out";
+    }
+    return "unknown";
+}
+
+size_t zelclient_last_error(zelclient* client, char* text, size_t size) {
+    copyText("", text, size);
+    if (!client) return 0;
+    try {
+        return copyText(client->impl.lastError(), text, size);
+    } catch (const std::exception&) {
+        return 0;
+    }
+}
+
+void zelclient_get_info(zelclient* client, zelclient_info* info) {
+    if (!info) return;
+    *info = {};
+    if (client) client->impl.info(*info);
+}
+
+zelclient_error zelclient_network_size(uint32_t capacity, uint32_t* width, uint32_t* height) {
+    if (capacity > 1 || !width || !height) return ZELCLIENT_ERROR_ARGUMENT;
+    *width = capacity ? 640 : 256;
+    *height = capacity ? 360 : 144;
+    return ZELCLIENT_OK;
+}
+
+const char* zelclient_version(void) {
+    return ZELCLIENT_VERSION;
+}

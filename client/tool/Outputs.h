@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "client/tool/Picture.h"
+#include "client/tool/frame_source.h"
+
+namespace zeltool {
+
+// Where one kind of result goes: a picture file, a video, or a folder that takes "NAME-KIND.png" for each frame.
+// Failures are thrown as Failure.
+class Output {
+  public:
+    // An empty path writes nothing. A path with a picture's extension is a file and takes one frame; with another
+    // extension a video of `rate` frames a second; without one, or where there is a folder, a folder, made if need be.
+    Output(const std::string& path, const std::string& kind, const FrameSource& source);
+
+    bool wanted() const { return mTarget != Target::Nothing; }
+    void put(const std::string& name, const Image& picture);
+    // Ends a video. To be called when all went well.
+    void finish();
+
+  private:
+    enum class Target { Nothing, File, Folder, Video };
+
+    Target mTarget = Target::Nothing;
+    std::string mPath;
+    std::string mKind;
+    std::unique_ptr<FrameSink> mVideo;
+};
+
+}  // namespace zeltool

@@ -1,0 +1,183 @@
+#include "client/tool/Tool.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+
+#include "platform/include/clock.h"
+#include "platform/include/module.h"
+#include "platform/include/process.h"
+#include "platform/include/terminal.h"
+
+namespace fs = std::filesystem;
+
+namespace zeltool {
+
+namespace {
+
+constexpr int kBarCells = 30;
+constexpr uint64_t kRedrawUs = 100000;
+constexpr size_t kLogKept = 2000;
+
+}  // namespace
+
+std::string findHost(const HostOptions& options) {
+    if (!options.program.empty()) return options.program;
+    const std::string told = platform::environmentVariable("ZELHOST_PROGRAM");
+    if (!told.empty()) return told;
+    const std::string beside = platform::executableDirectory() + platform::pathSeparator() + "zelhost";
+    std::error_code none;
+    for (const std::string& path : {beside, beside + ".exe"}) {
+        if (fs::is_regular_file(fs::path(std::u8string(path.begin(), path.end())), none)) return path;
+    }
+    return "";
+}
+
+HostRun::HostRun(const HostOptions& options, uint32_t type, uint32_t capacity, bool autoSkip)
+    : mOptions(options), mType(type) {
+    const std::string program = findHost(options);
+    if (program.empty())
+        throw Failure{kHost, "there is no zelhost beside zelclient; name it with --host or in ZELHOST_PROGRAM"};
+    zelclient_options start;
+    zelclient_options_init(&start);
+    start.host_program = program.c_str();
+    start.model_type = type;
+    start.capacity = capacity;
+    start.auto_skip = autoSkip ? 1 : 0;
+    start.restarts_per_minute = 3;
+    start.host_stderr = options.verbose ? "inherit" : nullptr;
+    start.on_log = onLog;
+    start.user = this;
+    char error[512];
+    if (zelclient_start(&start, &mClient, error, sizeof error) != ZELCLIENT_OK) throw Failure{kHost, error};
+    zelclient_network_size(capacity, &mWidth, &mHeight);
+}
+
+HostRun::~HostRun() {
+    zelclient_stop(mClient);
+}
+
+void HostRun::waitForModel() {
+    const zelclient_error error = zelclient_wait_model(mClient, mOptions.timeoutMs);
+    if (error == ZELCLIENT_OK) return;
+    const std::string model = "model type " + std::to_string(mType);
+    if (error == ZELCLIENT_TIMEOUT)
+        throw Failure{kHost, "the host did not start " + model + " within " + std::to_string(mOptions.timeoutMs) +
+                                 " ms; --timeout gives it longer"};
+    throw Failure{kHost, why()};
+}
+
+zelclient_result HostRun::roundTrip(const Image& frame) {
+    for (bool again = false;; again = true) {
+        const zelclient_frame given = {frame.width, frame.height, 0, frame.bytes.data(), ++mTag};
+        if (zelclient_submit(mClient, &given) != ZELCLIENT_OK) throw Failure{kHost, why()};
+        zelclient_result result{};
+        const zelclient_error error = zelclient_wait(mClient, mOptions.timeoutMs, &result);
+        if (error == ZELCLIENT_TIMEOUT)
+            throw Failure{kNoMask, "no mask came within " + std::to_string(mOptions.timeoutMs) + " ms"};
+        if (error != ZELCLIENT_OK) throw Failure{kHost, why()};
+        if (result.status == ZELCLIENT_MASK) return result;
+        if (result.status == ZELCLIENT_FRAME_LOST && !again) continue;
+        throw Failure{kNoMask, "the host gave no mask for a frame; --verbose shows its log. " + why()};
+    }
+}
+
+Image HostRun::mask(const Image& frame, uint64_t* roundTripUs) {
+    const zelclient_result result = roundTrip(frame);
+    Image mask(result.width, result.height, 1);
+    std::copy_n(result.mask, mask.bytes.size(), mask.bytes.data());
+    if (roundTripUs) *roundTripUs = result.round_trip_us;
+    return mask;
+}
+
+uint64_t HostRun::measure(const Image& frame) {
+    const uint64_t before = platform::monotonicMicroseconds();
+    roundTrip(frame);
+    return platform::monotonicMicroseconds() - before;
+}
+
+std::vector<std::string> HostRun::logLines(const std::string& part) {
+    std::lock_guard lock(mMutex);
+    std::vector<std::string> found;
+    std::copy_if(mLog.begin(), mLog.end(), std::back_inserter(found),
+                 [&](const std::string& line) { return line.find(part) != std::string::npos; });
+    return found;
+}
+
+zelclient_info HostRun::info() const {
+    zelclient_info info;
+    zelclient_get_info(mClient, &info);
+    return info;
+}
+
+void HostRun::onLog(void* user, uint32_t level, const char* text, size_t length) {
+    auto* self = static_cast<HostRun*>(user);
+    if (self->mOptions.verbose) std::fprintf(stderr, "host %u: %s\n", level, text);
+    std::lock_guard lock(self->mMutex);
+    if (self->mLog.size() < kLogKept) self->mLog.emplace_back(text, length);
+}
+
+std::string HostRun::why() {
+    char text[512];
+    zelclient_last_error(mClient, text, sizeof text);
+    return text;
+}
+
+Progress::Progress(std::string title, uint64_t total)
+    : mTitle(std::move(title)), mTotal(total), mVisible(platform::isTerminal(platform::StandardStream::kError)) {}
+
+Progress::~Progress() {
+    clear();
+}
+
+void Progress::show(uint64_t done) {
+    const uint64_t now = platform::monotonicMicroseconds();
+    if (!mVisible || now - mShownAt < kRedrawUs) return;
+    mShownAt = now;
+    if (mTotal == 0) {
+        std::fprintf(stderr, "\r%s %llu", mTitle.c_str(), static_cast<unsigned long long>(done));
+    } else {
+        const uint64_t part = std::min(done, mTotal);
+        const std::string bar(part * kBarCells / mTotal, '#');
+        std::fprintf(stderr, "\r%s [%-*s] %3llu %%", mTitle.c_str(), kBarCells, bar.c_str(),
+                     static_cast<unsigned long long>(part * 100 / mTotal));
+    }
+    std::fflush(stderr);
+}
+
+void Progress::clear() {
+    if (mShownAt == 0) return;
+    std::fprintf(stderr, "\r%*s\r", static_cast<int>(mTitle.size()) + kBarCells + 24, "");
+    std::fflush(stderr);
+}
+
+uint64_t percentile(const std::vector<uint64_t>& sorted, double share) {
+    if (sorted.empty()) return 0;
+    const auto at = static_cast<size_t>(share * static_cast<double>(sorted.size()));
+    return sorted[std::min(at, sorted.size() - 1)];
+}
+
+std::string quoted(const std::string& text) {
+    std::string result = "\"";
+    for (const char letter : text) {
+        if (letter == '"' || letter == '\\') {
+            result += '\\';
+            result += letter;
+        } else if (static_cast<unsigned char>(letter) < 0x20) {
+            char code[8];
+            std::snprintf(code, sizeof code, "\\u%04x", static_cast<unsigned>(letter));
+            result += code;
+        } else {
+            result += letter;
+        }
+    }
+    return result + '"';
+}
+
+std::string milliseconds(uint64_t microseconds) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.2f", static_cast<double>(microseconds) / 1000);
+    return text;
+}
+
+}  // namespace zeltool

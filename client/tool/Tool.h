@@ -1,0 +1,105 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "client/include/zelclient.h"
+#include "client/tool/Picture.h"
+
+// What the subcommands share.
+namespace zeltool {
+
+// The tool's exit codes; README and --help tell them.
+enum ExitCode {
+    kDone = 0,
+    kUsage = 1,   // the command line cannot be understood
+    kInput = 2,   // a picture, video or camera cannot be read
+    kOutput = 3,  // a result cannot be written
+    kHost = 4,    // the host does not start, or not with that model
+    kNoMask = 5,  // the host runs and gave no mask for some frame
+};
+
+// A failure that ends the tool: a line for people and the exit code.
+struct Failure {
+    ExitCode code;
+    std::string text;
+};
+
+// How every subcommand reaches its host.
+struct HostOptions {
+    std::string program;         // "" for the one beside the tool
+    bool verbose = false;        // its log to stderr
+    uint32_t timeoutMs = 60000;  // for a model, and for a mask
+};
+
+// The host program that these options mean, "" when none is found.
+std::string findHost(const HostOptions& options);
+
+// A host with one model, for one frame at a time. Failures are thrown as Failure.
+class HostRun {
+  public:
+    HostRun(const HostOptions& options, uint32_t type, uint32_t capacity, bool autoSkip);
+    ~HostRun();
+    HostRun(const HostRun&) = delete;
+    HostRun& operator=(const HostRun&) = delete;
+
+    // Waits until the model is in force.
+    void waitForModel();
+    // The mask of a frame of the network's size, and its round trip in microseconds. A frame that was lost with its
+    // host is sent again, once.
+    Image mask(const Image& frame, uint64_t* roundTripUs = nullptr);
+    // The same without the mask's bytes, for measurements.
+    uint64_t measure(const Image& frame);
+
+    // Lines of the host's log that hold `part`.
+    std::vector<std::string> logLines(const std::string& part);
+    zelclient_info info() const;
+    uint32_t width() const { return mWidth; }
+    uint32_t height() const { return mHeight; }
+
+  private:
+    static void onLog(void* user, uint32_t level, const char* text, size_t length);
+    zelclient_result roundTrip(const Image& frame);
+    std::string why();
+
+    const HostOptions mOptions;
+    const uint32_t mType;
+    zelclient* mClient = nullptr;
+    uint32_t mWidth = 0;
+    uint32_t mHeight = 0;
+    uint64_t mTag = 0;
+    std::mutex mMutex;  // over mLog
+    std::vector<std::string> mLog;
+};
+
+// A bar on stderr, drawn only where a person watches it.
+class Progress {
+  public:
+    // `total` 0 when it is not known.
+    explicit Progress(std::string title, uint64_t total);
+    ~Progress();
+    void show(uint64_t done);
+
+  private:
+    void clear();
+
+    const std::string mTitle;
+    const uint64_t mTotal;
+    const bool mVisible;
+    uint64_t mShownAt = 0;  // microseconds
+};
+
+// A number at the given share of sorted values, 0.5 for the median.
+uint64_t percentile(const std::vector<uint64_t>& sorted, double share);
+
+// A text as JSON, quotes included.
+std::string quoted(const std::string& text);
+
+// Microseconds as milliseconds with two decimals.
+std::string milliseconds(uint64_t microseconds);
+
+}  // namespace zeltool

@@ -1,0 +1,183 @@
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iostream>
+
+#include "client/tool/Commands.h"
+#include "ipc/channel_names.h"
+#include "platform/include/clock.h"
+#include "platform/include/machine.h"
+#include "platform/include/thread.h"
+
+namespace fs = std::filesystem;
+
+namespace zeltool {
+
+namespace {
+
+constexpr const char* kSharedMemoryFolder = "/dev/shm";
+constexpr uintmax_t kChannelBytes = ipc::CommandChannel::kMappingBytes + ipc::EventChannel::kMappingBytes +
+                                    3 * ipc::FrameChannel::kMappingBytes + ipc::RoiChannel::kMappingBytes +
+                                    ipc::ContentChannel::kMappingBytes + ipc::LadonChannel::kMappingBytes +
+                                    ipc::LogChannel::kMappingBytes;
+
+enum class Verdict { Good, Note, Bad };
+
+struct Finding {
+    std::string check;
+    Verdict verdict;
+    std::string text;  // what was found, and when it is bad what to do
+};
+
+std::string megabytes(uintmax_t bytes) {
+    return std::to_string((bytes + 500000) / 1000000) + " MB";
+}
+
+Finding hostProgram(const HostOptions& options) {
+    const std::string program = findHost(options);
+    if (program.empty())
+        return {"host program", Verdict::Bad, "none beside zelclient; name it with --host or in ZELHOST_PROGRAM"};
+    std::error_code failure;
+    if (!fs::is_regular_file(fs::path(std::u8string(program.begin(), program.end())), failure))
+        return {"host program", Verdict::Bad, "there is no " + program};
+    return {"host program", Verdict::Good, program};
+}
+
+// Where shared memory is a file system it has a size, and containers often give it 64 MB.
+Finding sharedMemory() {
+    std::error_code failure;
+    const fs::space_info space = fs::space(kSharedMemoryFolder, failure);
+    const std::string need = "a host needs " + megabytes(kChannelBytes);
+    if (failure) return {"shared memory", Verdict::Good, need + "; this system sets no limit of its own"};
+    const std::string there = megabytes(space.available) + " free in " + kSharedMemoryFolder + ", " + need;
+    if (space.available >= kChannelBytes) return {"shared memory", Verdict::Good, there};
+    return {"shared memory", Verdict::Bad,
+            there + "; enlarge it, for example with docker run --shm-size=256m or mount -o remount,size=256m"};
+}
+
+Finding adapters() {
+    std::string text;
+    for (const platform::Adapter& adapter : platform::machine().adapters())
+        text +=
+            (text.empty() ? "" : ", ") + adapter.name + (adapter.version.empty() ? "" : " (" + adapter.version + ")");
+    return {"graphics adapters", Verdict::Good, text.empty() ? "none" : text};
+}
+
+// Starts a host with the given model and has one grey frame segmented.
+Finding model(const HostOptions& options, uint32_t type, uint32_t capacity) {
+    Finding finding{"", Verdict::Bad, ""};
+    try {
+        const uint64_t start = platform::monotonicMicroseconds();
+        HostRun host(options, type, capacity, true);
+        finding.check =
+            "model " + std::to_string(type) + ", " + std::to_string(host.width()) + "x" + std::to_string(host.height());
+        host.waitForModel();
+        const uint64_t loaded = platform::monotonicMicroseconds();
+        uint64_t roundTrip = 0;
+        host.mask(plainColour(host.width(), host.height(), 128, 128, 128), &roundTrip);
+        finding.verdict = Verdict::Good;
+        finding.text = std::string(host.info().model_name) + ", loaded in " + milliseconds(loaded - start) +
+                       " ms, first mask in " + milliseconds(roundTrip) + " ms";
+    } catch (const Failure& failure) {
+        finding.text = failure.text;
+    }
+    return finding;
+}
+
+// What the host itself thinks of the GPU; type 2 makes it look.
+Finding gpuProbe(const HostOptions& options) {
+    try {
+        HostRun host(options, ZELCLIENT_MODEL_SEGMENTATION_AUTO, 0, true);
+        host.waitForModel();
+        const std::vector<std::string> lines = host.logLines("CheckGPUSupported");
+        if (lines.empty()) return {"GPU", Verdict::Note, "the host said nothing about it"};
+        const std::string& line = lines.back();
+        const size_t said = line.find("CheckGPUSupported");
+        const bool used = line.find("use GPU") != std::string::npos;
+        return {"GPU", used ? Verdict::Good : Verdict::Note,
+                (used ? "model type 2 uses it: " : "not used, models run on the CPU: ") + line.substr(said)};
+    } catch (const Failure& failure) {
+        return {"GPU", Verdict::Note, "could not be looked at: " + failure.text};
+    }
+}
+
+// Starts an idle host. One that cannot find its libraries ends at once and says so on its standard error.
+Finding hostStarts(const HostOptions& options) {
+    const fs::path errors =
+        fs::temp_directory_path() / ("zelclient_doctor_" + std::to_string(platform::currentProcessId()));
+    const std::string errorFile = errors.string();
+    const std::string program = findHost(options);
+    zelclient_options start;
+    zelclient_options_init(&start);
+    start.host_program = program.c_str();
+    start.host_stderr = errorFile.c_str();
+    start.model_type = ZELCLIENT_MODEL_IDLE;
+    start.restarts_per_minute = 0;
+    zelclient* client = nullptr;
+    char text[512];
+    Finding finding{"host answers", Verdict::Bad, ""};
+    const uint64_t begin = platform::monotonicMicroseconds();
+    if (zelclient_start(&start, &client, text, sizeof text) != ZELCLIENT_OK) {
+        finding.text = text;
+        return finding;
+    }
+    const uint64_t limit = begin + uint64_t{options.timeoutMs} * 1000;
+    zelclient_state state = ZELCLIENT_STARTING;
+    while (state == ZELCLIENT_STARTING && platform::monotonicMicroseconds() < limit) {
+        state = zelclient_get_state(client);
+        platform::sleepMilliseconds(1);
+    }
+    zelclient_last_error(client, text, sizeof text);
+    zelclient_stop(client);
+    if (state == ZELCLIENT_WARMING) {
+        finding.verdict = Verdict::Good;
+        finding.text = "after " + milliseconds(platform::monotonicMicroseconds() - begin) + " ms";
+    } else {
+        std::ifstream said(errorFile);
+        std::string line;
+        std::getline(said, line);
+        finding.text = state == ZELCLIENT_FAILED ? std::string(text) : "no answer in time";
+        if (!line.empty()) finding.text += "; it said: " + line;
+        finding.text += "; are the OpenVINO libraries where the host was built with?";
+    }
+    std::error_code ignored;
+    fs::remove(errors, ignored);
+    return finding;
+}
+
+void print(const Finding& finding, bool json, bool first) {
+    const char* const words[] = {"ok", "note", "FAILED"};
+    const char* word = words[static_cast<int>(finding.verdict)];
+    if (json) {
+        std::cout << (first ? "[\n" : ",\n") << "  {\"check\":" << quoted(finding.check)
+                  << ",\"verdict\":" << quoted(finding.verdict == Verdict::Bad ? "failed" : word)
+                  << ",\"text\":" << quoted(finding.text) << '}';
+        return;
+    }
+    std::printf("%-7s %-20s %s\n", word, finding.check.c_str(), finding.text.c_str());
+    std::fflush(stdout);
+}
+
+}  // namespace
+
+ExitCode doctor(const HostOptions& host, const DoctorOptions& options) {
+    bool first = true;
+    bool good = true;
+    const auto check = [&](const Finding& finding) {
+        print(finding, options.json, std::exchange(first, false));
+        good = good && finding.verdict != Verdict::Bad;
+        return finding.verdict != Verdict::Bad;
+    };
+    const bool ready = check(hostProgram(host)) & check(sharedMemory());
+    if (ready && check(hostStarts(host))) {
+        check(adapters());
+        check(gpuProbe(host));
+        check(model(host, ZELCLIENT_MODEL_SEGMENTATION_CPU, 0));
+        check(model(host, ZELCLIENT_MODEL_SEGMENTATION_CPU, 1));
+    }
+    if (options.json) std::cout << "\n]\n";
+    return good ? kDone : kHost;
+}
+
+}  // namespace zeltool

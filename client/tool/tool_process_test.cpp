@@ -1,0 +1,261 @@
+// The tool as its users run it, on the fake host.
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "client/tool/Picture.h"
+#include "client/tool/PictureFile.h"
+#include "client/tool/frame_source.h"
+#include "platform/include/module.h"
+#include "platform/include/process.h"
+#include "platform/include/thread.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using namespace zeltool;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+class ToolTest : public testing::Test {
+  protected:
+    ToolTest() {
+        folder = fs::temp_directory_path() / ("zelclient_tool_" + std::to_string(platform::currentProcessId()) + "_" +
+                                              testing::UnitTest::GetInstance()->current_test_info()->name());
+        fs::create_directories(folder);
+        // Left half dark, right half of full red: the fake host's mask is the red plane.
+        Image picture = plainColour(64, 36, 0, 50, 50);
+        for (uint32_t y = 0; y < 36; ++y) {
+            for (uint32_t x = 32; x < 64; ++x) picture.row(y)[3 * x] = 255;
+        }
+        std::string error;
+        EXPECT_TRUE(savePicture(path("me.png"), picture, &error)) << error;
+    }
+    ~ToolTest() override {
+        std::error_code ignored;
+        fs::remove_all(folder, ignored);
+    }
+
+    std::string path(const std::string& name) const { return (folder / name).string(); }
+
+    // Runs the tool; what it wrote is in out and err.
+    int run(std::vector<std::string> arguments, const std::string& misbehaviour = "", bool withHost = true) {
+        const std::string here = platform::executableDirectory() + platform::pathSeparator();
+        platform::ProcessOptions options;
+        options.environment = {{"ZELFAKE", misbehaviour}};
+        options.standardOutput = path("stdout");
+        options.standardError = path("stderr");
+        if (withHost) options.environment.emplace_back("ZELHOST_PROGRAM", here + ZEL_FAKE_HOST);
+        std::string error;
+        auto process = platform::startProcess(here + "../bin/" + ZEL_CLIENT_TOOL, arguments, options, &error);
+        EXPECT_TRUE(process) << error;
+        if (!process) return -1;
+        EXPECT_TRUE(process->waitForExit(120000));
+        out = textOf("stdout");
+        err = textOf("stderr");
+        return process->exitCode();
+    }
+    std::string textOf(const std::string& name) const {
+        std::ifstream file(path(name), std::ios::binary);
+        std::ostringstream text;
+        text << file.rdbuf();
+        std::string all = text.str();
+        all.erase(std::remove(all.begin(), all.end(), '\r'), all.end());
+        return all;
+    }
+    Image picture(const std::string& name) const {
+        Image loaded;
+        std::string error;
+        EXPECT_TRUE(loadPicture(path(name), loaded, &error)) << error;
+        return loaded;
+    }
+
+    fs::path folder;
+    std::string out;
+    std::string err;
+};
+
+TEST_F(ToolTest, PersonIsPutOverAColour) {
+    ASSERT_EQ(run({"segment", path("me.png"), "--out", path("out.png"), "--mask-out", path("mask.png"), "--cutout",
+                   path("cut.png"), "--background", "#0a0b0c"}),
+              0)
+        << err;
+    const Image composed = picture("out.png");
+    ASSERT_EQ(composed.width, 64u);
+    ASSERT_EQ(composed.height, 36u);
+    EXPECT_EQ(composed.row(18)[0], 0x0a);
+    EXPECT_EQ(composed.row(18)[1], 0x0b);
+    EXPECT_EQ(composed.row(18)[3 * 60], 255);
+    EXPECT_EQ(composed.row(18)[3 * 60 + 1], 50);
+    EXPECT_EQ(picture("mask.png").row(5)[3 * 60], 255);
+    EXPECT_EQ(picture("cut.png").width, 64u);
+    EXPECT_THAT(out, AllOf(StartsWith("me  64x36  person 50.0 %"), HasSubstr("32x36 at 32,0")));
+    EXPECT_THAT(err, IsEmpty());
+}
+
+TEST_F(ToolTest, LargerNetworkAndTallPicturesKeepTheirShape) {
+    std::string error;
+    Image tall = plainColour(30, 90, 0, 0, 0);
+    for (uint32_t y = 45; y < 90; ++y) {
+        for (uint32_t x = 0; x < 30; ++x) tall.row(y)[3 * x] = 255;
+    }
+    ASSERT_TRUE(savePicture(path("tall.png"), tall, &error)) << error;
+    ASSERT_EQ(run({"segment", path("tall.png"), "--capacity", "1", "--json"}), 0) << err;
+    EXPECT_THAT(out, StartsWith("{\"name\":\"tall\",\"width\":30,\"height\":90,\"coverage\":0.5000,"
+                                "\"person\":{\"x\":0,\"y\":45,\"width\":30,\"height\":45},\"round_trip_us\":"));
+}
+
+TEST_F(ToolTest, FolderOfPicturesGoesIntoAFolder) {
+    fs::create_directories(folder / "in");
+    fs::copy(path("me.png"), folder / "in" / "b.png");
+    fs::copy(path("me.png"), folder / "in" / "a.png");
+    std::ofstream(folder / "in" / "notes.txt") << "not a picture";
+    ASSERT_EQ(run({"segment", path("in"), "--out", path("results"), "--mask", path("results"), "--background", "blur",
+                   "--json"}),
+              0)
+        << err;
+    EXPECT_TRUE(fs::exists(folder / "results" / "a-composed.png"));
+    EXPECT_TRUE(fs::exists(folder / "results" / "b-mask.png"));
+    EXPECT_THAT(out, StartsWith("{\"name\":\"a\""));
+    EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 2);
+}
+
+TEST_F(ToolTest, PictureIsABackgroundToo) {
+    std::string error;
+    ASSERT_TRUE(savePicture(path("wall.png"), plainColour(10, 300, 1, 2, 3), &error)) << error;
+    ASSERT_EQ(run({"segment", path("me.png"), "--out", path("out.png"), "--background", path("wall.png")}), 0) << err;
+    EXPECT_EQ(picture("out.png").row(3)[2], 3);
+}
+
+TEST_F(ToolTest, SeveralPicturesDoNotFitIntoOneFile) {
+    fs::create_directories(folder / "in");
+    fs::copy(path("me.png"), folder / "in" / "a.png");
+    fs::copy(path("me.png"), folder / "in" / "b.png");
+    EXPECT_EQ(run({"segment", path("in"), "--out", path("one.png")}), 1);
+    EXPECT_THAT(err, HasSubstr("one picture only"));
+}
+
+TEST_F(ToolTest, InputThatCannotBeReadIsTold) {
+    EXPECT_EQ(run({"segment", path("none.png")}), 2);
+    EXPECT_THAT(err, AllOf(StartsWith("zelclient: "), HasSubstr("none.png")));
+    std::ofstream(path("broken.png")) << "this is no picture";
+    EXPECT_EQ(run({"segment", path("broken.png")}), 2);
+    EXPECT_THAT(err, HasSubstr("broken.png"));
+    fs::create_directories(folder / "empty");
+    EXPECT_EQ(run({"segment", path("empty")}), 2);
+    std::ofstream(path("broken.mp4")) << "this is no video";
+    EXPECT_EQ(run({"segment", path("broken.mp4")}), 2);
+    EXPECT_THAT(err, HasSubstr("broken.mp4"));
+    EXPECT_EQ(run({"segment", path("me.png"), "--background", path("nowall.png")}), 2);
+    EXPECT_THAT(out, IsEmpty());
+}
+
+TEST_F(ToolTest, OutputThatCannotBeWrittenIsTold) {
+    EXPECT_EQ(run({"segment", path("me.png"), "--out", path("no/such/out.png")}), 3);
+    EXPECT_THAT(err, HasSubstr("out.png"));
+}
+
+TEST_F(ToolTest, CommandLinesThatMakeNoSenseAreTold) {
+    EXPECT_EQ(run({}), 1);
+    EXPECT_EQ(run({"segment"}), 1);
+    EXPECT_EQ(run({"segment", path("me.png"), "--capacity", "2"}), 1);
+    EXPECT_EQ(run({"segment", path("me.png"), "--background", "#12"}), 1);
+    EXPECT_EQ(run({"segment", path("me.png"), "--camera", "0"}), 1);
+    EXPECT_EQ(run({"paint", path("me.png")}), 1);
+    EXPECT_THAT(err, Not(IsEmpty()));
+}
+
+TEST_F(ToolTest, HelpAndVersionGoToStdout) {
+    EXPECT_EQ(run({"--help"}), 0);
+    EXPECT_THAT(out, AllOf(HasSubstr("segment"), HasSubstr("bench"), HasSubstr("doctor"), HasSubstr("Exit codes")));
+    for (const char* command : {"segment", "bench", "doctor"}) {
+        EXPECT_EQ(run({command, "--help"}), 0);
+        EXPECT_THAT(out, AllOf(HasSubstr("Examples:"), HasSubstr("Exit codes")));
+    }
+    EXPECT_EQ(run({"--version"}), 0);
+    EXPECT_THAT(out, StartsWith("zelclient 0."));
+}
+
+TEST_F(ToolTest, HostThatDoesNotStartIsTold) {
+    EXPECT_EQ(run({"segment", path("me.png"), "--host", path("nohost")}), 4);
+    EXPECT_THAT(err, HasSubstr("nohost"));
+    EXPECT_EQ(run({"segment", path("me.png")}, "quit=3"), 4);
+    EXPECT_THAT(err, HasSubstr("ended with code 3"));
+}
+
+TEST_F(ToolTest, ModelThatIsRefusedIsTold) {
+    EXPECT_EQ(run({"segment", path("me.png"), "--type", "5"}, "refuse=1"), 4);
+    EXPECT_THAT(err, HasSubstr("model type 5"));
+}
+
+TEST_F(ToolTest, FrameWithoutAMaskIsTold) {
+    EXPECT_EQ(run({"segment", path("me.png"), "--out", path("out.png")}, "fail-every=2"), 5);
+    EXPECT_THAT(err, HasSubstr("no mask"));
+    EXPECT_FALSE(fs::exists(path("out.png")));
+}
+
+TEST_F(ToolTest, FrameOfADeadHostIsSentAgain) {
+    EXPECT_EQ(run({"segment", path("me.png"), "--json", "--repeat", "3"}, "die-after=3"), 0) << err;
+}
+
+TEST_F(ToolTest, BenchPrintsATableAndJson) {
+    ASSERT_EQ(run({"bench", "--frames", "30"}), 0) << err;
+    EXPECT_THAT(out, AllOf(HasSubstr("p50 ms"), HasSubstr("256x144"), HasSubstr("640x360"), HasSubstr("still")));
+    ASSERT_EQ(run({"bench", path("me.png"), "--frames", "30", "--capacity", "1", "--json"}), 0) << err;
+    EXPECT_THAT(out, AllOf(StartsWith("[\n"), HasSubstr("\"p99_us\":"), Not(HasSubstr("256"))));
+}
+
+TEST_F(ToolTest, DoctorFindsAHostThatWorks) {
+    EXPECT_EQ(run({"doctor"}), 0) << out << err;
+    EXPECT_THAT(out, AllOf(HasSubstr("host answers"), HasSubstr("model 3, 640x360"), Not(HasSubstr("FAILED"))));
+    EXPECT_EQ(run({"doctor", "--json"}), 0);
+    EXPECT_THAT(out, StartsWith("[\n  {\"check\":\"host program\",\"verdict\":\"ok\""));
+}
+
+TEST_F(ToolTest, DoctorTellsWhatIsWrong) {
+    EXPECT_EQ(run({"doctor", "--host", path("nohost")}), 4);
+    EXPECT_THAT(out, AllOf(HasSubstr("FAILED"), HasSubstr("nohost")));
+    EXPECT_EQ(run({"doctor"}, "quit=127,noise=1"), 4);
+    EXPECT_THAT(out, AllOf(HasSubstr("ended with code 127"), HasSubstr("noise on stderr")));
+    EXPECT_EQ(run({"doctor", "--timeout", "2000"}, "fail-every=1"), 4);
+    EXPECT_THAT(out, HasSubstr("no mask"));
+}
+
+TEST_F(ToolTest, VideoGoesThroughOrIsRefusedClearly) {
+    if (!canDoVideo()) {
+        std::ofstream(path("talk.mp4")) << "any";
+        EXPECT_EQ(run({"segment", path("talk.mp4")}), 2);
+        EXPECT_THAT(err, HasSubstr("reads pictures only"));
+        EXPECT_EQ(run({"segment", "--camera", "0"}), 2);
+        EXPECT_THAT(err, HasSubstr("reads pictures only"));
+        return;
+    }
+    std::string error;
+    auto video = createVideo(path("talk.mkv"), 25, &error);
+    ASSERT_TRUE(video) << error;
+    for (int frame = 0; frame < 12; ++frame) ASSERT_TRUE(video->put(picture("me.png"))) << video->error();
+    ASSERT_TRUE(video->finish()) << video->error();
+    ASSERT_EQ(run({"segment", path("talk.mkv"), "--out", path("out.mkv"), "--mask-out", path("masks"), "--frames", "10",
+                   "--json"}),
+              0)
+        << err;
+    EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 10);
+    EXPECT_TRUE(fs::exists(folder / "masks" / "000010-mask.png"));
+    auto back = openVideo(path("out.mkv"), &error);
+    ASSERT_TRUE(back) << error;
+    Image frame;
+    int frames = 0;
+    while (back->next(frame)) ++frames;
+    EXPECT_EQ(frames, 10);
+    EXPECT_EQ(frame.width, 64u);
+    EXPECT_NEAR(frame.row(18)[3 * 50], 255, 12);
+}
+
+}  // namespace

@@ -1,0 +1,76 @@
+# The kinds of target that the folders declare: a library of our own, the tests that lie beside it, a fuzz target.
+
+# zel_library(NAME SOURCES ... [DEPS ...] [PLATFORM_SOURCES ...])
+# PLATFORM_SOURCES are taken from the folder of the system that is built for (posix/ or win32/).
+function(zel_library name)
+  cmake_parse_arguments(arg "" "" "SOURCES;DEPS;PLATFORM_SOURCES" ${ARGN})
+  list(TRANSFORM arg_PLATFORM_SOURCES PREPEND ${ZELHOST_PLATFORM}/)
+  add_library(${name} STATIC ${arg_SOURCES} ${arg_PLATFORM_SOURCES})
+  target_link_libraries(${name} PUBLIC zel_flags ${arg_DEPS})
+endfunction()
+
+# zel_test(NAME SOURCES ... [DEPS ...]): one GoogleTest program and one ctest entry, the same on both systems.
+function(zel_test name)
+  cmake_parse_arguments(arg "" "" "SOURCES;DEPS" ${ARGN})
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE zel_flags ${arg_DEPS} GTest::gmock GTest::gtest GTest::gtest_main)
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+  set(report ${CMAKE_BINARY_DIR}/reports/${name}.xml)
+  if(WIN32)
+    string(PREPEND report Z:)
+  endif()
+  zel_add_test(${name} COMMAND ${name} --gtest_output=xml:${report})
+endfunction()
+
+# add_test for any other program. The fuzz build has no tests but its fuzz targets.
+function(zel_add_test name)
+  if(NOT ZELHOST_FUZZ)
+    zel_register_test(${name} ${ARGN})
+  endif()
+endfunction()
+
+# zel_fuzz(NAME SOURCES ... [DEPS ...] [SEEDS folder])
+# One libFuzzer program, run as a test for ZELHOST_FUZZ_SECONDS; what it finds is kept in the build folder.
+if(ZELHOST_FUZZ)
+  add_custom_target(zel_fuzz_targets)
+endif()
+
+function(zel_fuzz name)
+  cmake_parse_arguments(arg "" "SEEDS" "SOURCES;DEPS" ${ARGN})
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE zel_flags ${arg_DEPS})
+  target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/fuzz)
+  add_dependencies(zel_fuzz_targets ${name})
+  set(corpus ${CMAKE_BINARY_DIR}/corpus/${name})
+  file(MAKE_DIRECTORY ${corpus})
+  zel_register_test(${name} COMMAND ${name} -max_total_time=${ZELHOST_FUZZ_SECONDS} -print_final_stats=1
+                    -artifact_prefix=${CMAKE_BINARY_DIR}/fuzz/${name}- ${corpus} ${arg_SEEDS})
+endfunction()
+
+# Built for Windows too, but not run under Wine; cmake/one-system-tests.txt says why.
+set(ZELHOST_NOT_UNDER_WINE kernel_objects_test inference_engine_test client_tool_test)
+
+# add_test with the build's name in front and the sanitizers' settings around it.
+function(zel_register_test name)
+  if(WIN32 AND name IN_LIST ZELHOST_NOT_UNDER_WINE)
+    return()
+  endif()
+  add_test(NAME ${ZELHOST_TEST_PREFIX}${name} ${ARGN})
+  if(WIN32)
+    # Wine fails or hangs now and then when two test programs start processes at the same moment.
+    set_tests_properties(${ZELHOST_TEST_PREFIX}${name} PROPERTIES RESOURCE_LOCK wine)
+  endif()
+  if(NOT ZELHOST_SANITIZE)
+    return()
+  endif()
+  set(supp ${CMAKE_SOURCE_DIR}/cmake)
+  set(common "external_symbolizer_path=/usr/bin/llvm-symbolizer-14")
+  # TBB loads a library with RTLD_DEEPBIND, which ends a program under a sanitizer, unless it is told of it.
+  set_tests_properties(${ZELHOST_TEST_PREFIX}${name} PROPERTIES ENVIRONMENT_MODIFICATION
+    "ASAN_OPTIONS=set:${common}:detect_stack_use_after_return=1;\
+UBSAN_OPTIONS=set:${common}:print_stacktrace=1;\
+LSAN_OPTIONS=set:suppressions=${supp}/lsan.supp:print_suppressions=0;\
+TSAN_OPTIONS=set:${common}:suppressions=${supp}/tsan.supp:second_deadlock_stack=1:ignore_noninstrumented_modules=1;\
+TBB_ENABLE_SANITIZERS=set:1")
+endfunction()

@@ -1,0 +1,85 @@
+#include <cstdlib>
+#include <new>
+
+#include "engines/vino/HelperFixture.h"
+
+namespace {
+
+thread_local size_t allocations = 0;
+
+void* counted(size_t size) {
+    ++allocations;
+    if (void* memory = std::malloc(size != 0 ? size : 1)) return memory;
+    throw std::bad_alloc();
+}
+
+}  // namespace
+
+void* operator new(size_t size) {
+    return counted(size);
+}
+void* operator new[](size_t size) {
+    return counted(size);
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, size_t) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, size_t) noexcept {
+    std::free(memory);
+}
+
+namespace {
+
+template <class Frame>
+size_t allocationsOf(Frame frame) {
+    for (int i = 0; i < 25; ++i) frame();
+    const size_t before = allocations;
+    for (int i = 0; i < 100; ++i) frame();
+    return allocations - before;
+}
+
+class HelperAllocationsTest : public HelperFixture {};
+
+}  // namespace
+
+TEST_F(HelperAllocationsTest, AllocationsAreCounted) {
+    EXPECT_EQ(allocationsOf([] { delete new volatile int(1); }), 100u);
+}
+
+TEST_F(HelperAllocationsTest, InferredFrameAllocatesNoMoreThanItsInference) {
+    InferenceEngine::Core core;
+    auto request = core.LoadNetwork(mask_networks::make({}).read(core), "CPU").CreateInferRequest();
+    const size_t ofInference = allocationsOf([&] { request.Infer(); });
+
+    ZelVinoHelper helper(source());
+    ASSERT_TRUE(helper.init("CPU"));
+    const Bytes frames[] = {halfFrame(201), halfFrame(31)};
+    size_t turn = 0;
+    EXPECT_LE(allocationsOf([&] {
+                  const Bytes& frame = frames[++turn % 2];
+                  ASSERT_TRUE(helper.processUsingV5Model(kWidth, kHeight, frame.data(), kFrameBytes, &mask));
+              }),
+              ofInference);
+}
+
+TEST_F(HelperAllocationsTest, SkippedFrameAllocatesNothing) {
+    ZelVinoHelper helper(source());
+    ASSERT_TRUE(helper.init("CPU"));
+    const Bytes frame = halfFrame(201);
+    ASSERT_TRUE(process(helper, frame));
+    for (int round = 0; round < 3; ++round) {
+        mask = incoming.data();
+        while (mask == incoming.data()) ASSERT_TRUE(process(helper, frame));
+        mask = incoming.data();
+        const size_t before = allocations;
+        for (int skipped = 0; skipped < 17; ++skipped) ASSERT_TRUE(process(helper, frame));
+        EXPECT_EQ(allocations, before);
+        EXPECT_EQ(mask, incoming.data());
+    }
+}

@@ -1,0 +1,78 @@
+"""Recipes of the segmentation family: a frame and the previous mask in, the person's mask out.
+
+The input's planes are R, G, B as bytes 0..255 and the previous mask as bytes 0..255, all zero when there is none. The
+output is the mask, 0..1.
+"""
+
+import numpy as np
+import openvino.opset7 as ops
+
+from models import guided, ir, selfie, table
+
+# A pixel with probability p counts as uncertain by 4p(1-p), the height of a parabola over 0..1; from a third of its
+# height on it leans on the previous mask in full.
+_UNCERTAIN = 12.0
+# How much of a fully uncertain pixel comes from the previous mask.
+_MEMORY = 0.75
+# Where both masks differ by less than the first a pixel may remember in full, from the second on not at all.
+_SAME, _OTHER = 0.4, 0.7
+# The same for the overlap of the whole masks: below the first it is another picture, from the second on the same.
+_CUT, _STILL = 0.6, 0.85
+
+
+def small(pair, network):
+    """256x144: the network at the size of its own, then the blend with the previous mask."""
+    node, frame = ir.parameter(pair)
+    colour, previous = _split(frame)
+    probability = selfie.embed(network, _unit(colour))
+    return ir.model(pair, node, {"output_mask": steadied(probability, previous)})
+
+
+def large(pair, network):
+    """640x360: the network on the picture made smaller, its mask brought to full size along the picture's edges."""
+    node, frame = ir.parameter(pair)
+    colour, previous = _split(frame)
+    picture = _unit(colour)
+    half = guided.halved(picture)
+    probability = selfie.embed(network, selfie.resize(half, selfie.HEIGHT, selfie.WIDTH))
+    mask = guided.upsampled(probability, guided.halved(half), picture)
+    return ir.model(pair, node, {"output_mask": steadied(mask, previous)})
+
+
+def steadied(mask, previous):
+    """The mask, leaning on the previous one where it is uncertain, both see the same, and the picture has not changed.
+
+    A previous mask of zeros overlaps with nothing and so has no weight.
+    """
+    # The feedback is truncated to bytes; half a step puts it back on average.
+    before = ops.multiply(ops.add(previous, _number(0.5)), _number(1 / 255))
+    difference = ops.subtract(before, mask)
+    uncertain = ops.multiply(ops.multiply(mask, ops.subtract(_number(1.0), mask)), _number(_UNCERTAIN))
+    same = _ramp(ops.abs(difference), _OTHER, _SAME)
+    overlap = ops.divide(_mean(ops.minimum(mask, before)), _mean(ops.maximum(mask, before)))
+    still = ops.multiply(_ramp(overlap, _CUT, _STILL), _number(_MEMORY))
+    weight = ops.multiply(ops.multiply(ops.clamp(uncertain, 0.0, 1.0), same), still)
+    return ops.clamp(ops.add(mask, ops.multiply(weight, difference)), 0.0, 1.0)
+
+
+def _split(frame):
+    parts = ops.variadic_split(frame, 1, [3, 1])
+    return parts.output(0), parts.output(1)
+
+
+def _unit(colour):
+    return ops.multiply(colour, _number(1 / 255))
+
+
+def _number(value):
+    return ops.constant(np.float32(value))
+
+
+def _mean(plane):
+    return ops.reduce_mean(plane, [2, 3], True)
+
+
+def _ramp(value, zero_at, one_at):
+    """A straight line from 0 at the first to 1 at the second, flat beyond."""
+    slope = 1 / (one_at - zero_at)
+    return ops.clamp(ops.add(ops.multiply(value, _number(slope)), _number(-zero_at * slope)), 0.0, 1.0)

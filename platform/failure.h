@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+
+#include "platform/include/exception_filter.h"
+
+// The part of the exception filter that is the same on both systems, and what each system does for it.
+namespace platform {
+
+inline constexpr uint32_t kCppException = 0xE06D7363;
+
+// How the process ends: a signal on Linux, an exit code on Windows.
+using Ending = uint32_t;
+
+// Puts the filter and the terminate handler in force.
+void setFilter(ExceptionFilter filter, uint32_t timeLimitMs);
+
+// Runs the filter unless it has been run, and ends the process. May be called in a signal handler.
+[[noreturn]] void failProcess(const UncaughtException& exception, Ending ending) noexcept;
+
+// Each system's own. The first two are called in signal handlers.
+void startTimeLimit(uint32_t timeLimitMs, Ending ending);  // ends the process after that time
+[[noreturn]] void endFailedProcess(Ending ending);
+[[noreturn]] void waitForTheEnd();
+Ending endingOfCppException();
+// What std::terminate without an exception is: the exception's code and the ending.
+uint32_t codeOfAbort();
+Ending endingOfAbort();
+
+}  // namespace platform

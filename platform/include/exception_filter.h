@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+
+// The system's road for exceptions that nobody catches.
+namespace platform {
+
+struct UncaughtException {
+    uint32_t code;        // 0xE06D7363 for a C++ exception, else the system's code
+    const char* message;  // what() of a C++ exception, "" else; valid during the filter only
+};
+
+// Installs `filter` for every thread; it runs on the thread that failed, at most once in a process, and afterwards the
+// process ends without destructors. An uncaught C++ exception enters through a terminate handler guarded against
+// re-entry. A filter that fails itself, or has not returned after timeLimitMs, is cut short: the process ends all the
+// same, and threads that fail meanwhile wait for that. The exit code is the exception's code on Windows; on Linux the
+// process ends by the signal of the failure, SIGABRT for a C++ exception. A fault of the system without a Windows code
+// of its own has the signal's number as its code on Linux; abort() has 0x40000015 on Windows.
+using ExceptionFilter = void (*)(const UncaughtException& exception);
+inline constexpr uint32_t kFilterTimeLimitMs = 5000;
+void installExceptionFilter(ExceptionFilter filter, uint32_t timeLimitMs = kFilterTimeLimitMs);
+
+}  // namespace platform

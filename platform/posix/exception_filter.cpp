@@ -1,0 +1,150 @@
+#include "platform/include/exception_filter.h"
+
+#include <signal.h>
+#include <sys/time.h>
+#include <ucontext.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <memory>
+
+#include "platform/failure.h"
+
+namespace platform {
+
+namespace {
+
+constexpr int kFatalSignals[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGTRAP, SIGABRT};
+constexpr size_t kAlternateStack = 256 * 1024;  // bytes; the filter formats and traces on it
+constexpr uint32_t kStackOverflow = 0xC00000FD;
+
+std::atomic<int> gLimitedSignal{SIGABRT};
+
+void setAction(int signal, void (*handler)(int, siginfo_t*, void*), int flags) {
+    struct sigaction action = {};
+    action.sa_sigaction = handler;
+    action.sa_flags = SA_SIGINFO | flags;
+    sigemptyset(&action.sa_mask);
+    sigaction(signal, &action, nullptr);
+}
+
+void unblock(int signal) {
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, signal);
+    pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+}
+
+uint32_t codeOfArithmetic(int detail) {
+    switch (detail) {
+        case FPE_INTOVF:
+            return 0xC0000095;
+        case FPE_FLTDIV:
+            return 0xC000008E;
+        case FPE_FLTOVF:
+            return 0xC0000091;
+        case FPE_FLTUND:
+            return 0xC0000093;
+        case FPE_FLTRES:
+            return 0xC000008F;
+        case FPE_FLTINV:
+            return 0xC0000090;
+        case FPE_FLTSUB:
+            return 0xC000008C;
+        default:
+            return 0xC0000094;
+    }
+}
+
+// A fault close to the stack pointer: what is mapped there never faults, so the stack has no room left.
+bool isStackOverflow(const siginfo_t& info, const ucontext_t& context) {
+    constexpr uintptr_t kReach = 64 * 1024;
+    const auto stack = static_cast<uintptr_t>(context.uc_mcontext.gregs[REG_RSP]);
+    const auto address = reinterpret_cast<uintptr_t>(info.si_addr);
+    return info.si_code > 0 && info.si_code != SI_KERNEL && address + kReach >= stack && address < stack + kReach;
+}
+
+uint32_t codeOf(int signal, const siginfo_t& info, const ucontext_t& context) {
+    switch (signal) {
+        case SIGSEGV:
+            return isStackOverflow(info, context) ? kStackOverflow : 0xC0000005;
+        case SIGBUS:
+            return info.si_code == BUS_ADRALN ? 0x80000002 : 0xC0000006;
+        case SIGILL:
+            return info.si_code == ILL_PRVOPC || info.si_code == ILL_PRVREG ? 0xC0000096 : 0xC000001D;
+        case SIGFPE:
+            return codeOfArithmetic(info.si_code);
+        case SIGTRAP:
+            return 0x80000003;
+        default:
+            return static_cast<uint32_t>(signal);
+    }
+}
+
+void onFatalSignal(int signal, siginfo_t* info, void* context) {
+    failProcess({codeOf(signal, *info, *static_cast<const ucontext_t*>(context)), ""}, static_cast<Ending>(signal));
+}
+
+void onTimeLimit(int, siginfo_t*, void*) {
+    endFailedProcess(static_cast<Ending>(gLimitedSignal.load()));
+}
+
+// A thread that has used up its stack cannot run a handler on it.
+class AlternateStack {
+  public:
+    AlternateStack() : memory_(new char[kAlternateStack]) {
+        const stack_t stack = {memory_.get(), 0, kAlternateStack};
+        sigaltstack(&stack, nullptr);
+    }
+    ~AlternateStack() {
+        const stack_t none = {nullptr, SS_DISABLE, 0};
+        sigaltstack(&none, nullptr);
+    }
+    AlternateStack(const AlternateStack&) = delete;
+    AlternateStack& operator=(const AlternateStack&) = delete;
+
+  private:
+    std::unique_ptr<char[]> memory_;
+};
+
+}  // namespace
+
+void installExceptionFilter(ExceptionFilter filter, uint32_t timeLimitMs) {
+    thread_local const AlternateStack stack;
+    setFilter(filter, timeLimitMs);
+    for (const int signal : kFatalSignals) setAction(signal, onFatalSignal, SA_ONSTACK);
+}
+
+void startTimeLimit(uint32_t timeLimitMs, Ending ending) {
+    gLimitedSignal = static_cast<int>(ending);
+    setAction(SIGALRM, onTimeLimit, 0);
+    unblock(SIGALRM);
+    const itimerval limit = {{}, {timeLimitMs / 1000, static_cast<suseconds_t>(timeLimitMs % 1000) * 1000}};
+    setitimer(ITIMER_REAL, &limit, nullptr);
+}
+
+void endFailedProcess(Ending ending) {
+    const int signal = static_cast<int>(ending);
+    struct sigaction action = {};
+    action.sa_handler = SIG_DFL;
+    sigaction(signal, &action, nullptr);
+    unblock(signal);
+    raise(signal);
+    _exit(128 + signal);
+}
+
+void waitForTheEnd() {
+    for (;;) pause();
+}
+
+Ending endingOfCppException() {
+    return SIGABRT;
+}
+uint32_t codeOfAbort() {
+    return SIGABRT;
+}
+Ending endingOfAbort() {
+    return SIGABRT;
+}
+
+}  // namespace platform

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "platform/include/folders.h"
+#include "platform/include/machine.h"
+
+namespace platform {
+
+// The system's own services, whatever a test has put in their place.
+Folders& systemFolders();
+Machine& systemMachine();
+
+}  // namespace platform

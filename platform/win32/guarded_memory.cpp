@@ -1,0 +1,27 @@
+#include "platform/include/guarded_memory.h"
+
+#include <windows.h>
+
+#include <new>
+
+namespace platform {
+
+GuardedMemory::GuardedMemory(size_t bytes) : mSize(bytes) {
+    SYSTEM_INFO system;
+    GetSystemInfo(&system);
+    const size_t page = system.dwPageSize;
+    const size_t usable = (bytes + page - 1) / page * page;
+    mReserved = usable + page;
+    mPages = VirtualAlloc(nullptr, mReserved, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
+    if (!mPages) throw std::bad_alloc();
+    uint8_t* const guard = static_cast<uint8_t*>(mPages) + usable;
+    DWORD before = 0;
+    if (!VirtualProtect(guard, page, PAGE_NOACCESS, &before)) throw std::bad_alloc();
+    mData = guard - bytes;
+}
+
+GuardedMemory::~GuardedMemory() {
+    VirtualFree(mPages, 0, MEM_RELEASE);
+}
+
+}  // namespace platform

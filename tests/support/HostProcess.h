@@ -1,0 +1,38 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/include/process.h"
+#include "tests/support/RawClient.h"
+
+namespace zeltest {
+
+// The real host program, started as a client starts it.
+class HostProcess {
+  public:
+    // `arguments` in place of "PID=... MID=..." when given.
+    explicit HostProcess(const std::vector<std::pair<std::string, std::string>>& environment = {},
+                         const std::vector<std::string>* arguments = nullptr);
+    ~HostProcess();
+
+    const std::string& baseName() const { return mBaseName; }
+    platform::Process& process() { return *mProcess; }
+    // Waits for the end of the process and returns its exit code.
+    int exitCode();
+    // What the host wrote to stderr so far.
+    std::string errorText() const;
+
+    static std::string program();
+
+  private:
+    std::string mBaseName;
+    std::string mErrorFile;
+    std::unique_ptr<platform::Process> mProcess;
+};
+
+// Names of shared objects that begin with `baseName` and still exist; always empty where the system keeps no list.
+std::vector<std::string> leftoverObjects(const std::string& baseName);
+
+}  // namespace zeltest
