@@ -117,7 +117,17 @@ step_failed() { # NAME ARGS
     log=$(log_of "$@")
     show_line "zel: the step \"$*\" failed (status $step_status); the end of $log:" >&2
     tail -n 60 "$log" >&2
+    tell_failed_tests "$log" >&2
     exit 1
+}
+
+# ctest shows a failed program's output among all others: what failed in it is told again at the end.
+tell_failed_tests() { # LOG
+    grep -q '^The following tests FAILED:' "$1" || return 0
+    echo "zel: what failed in it:"
+    grep -aE -B 2 -A 12 '(: Failure|SUMMARY: [A-Za-z]+Sanitizer|WARNING: ThreadSanitizer)' "$1" | tail -n 200
+    grep -aE '^\[  FAILED  \] .*(\)|[a-z])$' "$1" | sort -u
+    sed -n '/^The following tests FAILED:/,$p' "$1" | grep -E '^[[:space:]]+[0-9]+ - '
 }
 
 running=

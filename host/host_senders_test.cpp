@@ -1,11 +1,14 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <thread>
 
 #include "host/HostFixture.h"
+#include "platform/include/clock.h"
 #include "platform/include/thread.h"
+#include "tests/support/Repetitions.h"
 
 namespace {
 
@@ -112,26 +115,40 @@ TEST_F(HostSendersTest, EachRecordArrivesOnItsOwnChannel) {
     EXPECT_TRUE(mClient->ladon->read([](const auto& packet) { EXPECT_EQ(packet.record.size, 7u); }, 0));
 }
 
-TEST_F(HostSendersTest, LinesOfSeveralThreadsNeverInterleave) {
-    constexpr int kThreads = 4;
-    constexpr int kLines = 200;
+// A line of one, two or three chunks that tells its number and, by its letter, its writer.
+std::string numberedLine(uint32_t writer, uint32_t number) {
+    constexpr size_t kLengths[] = {60, 700, 1200};
+    return std::to_string(number) + std::string(kLengths[number % 3], static_cast<char>('a' + writer));
+}
+
+// ZELHOST_STRESS_LINES lines, 800 otherwise; the reader rests now and then, so that the writers find the channel full.
+TEST_F(HostSendersTest, LinesOfSeveralThreadsReachASlowClientWholeAndInOrder) {
+    constexpr uint32_t kThreads = 4;
+    const uint32_t lines = zeltest::repetitions("ZELHOST_STRESS_LINES", 800) / kThreads;
+    serve();
     std::vector<std::thread> writers;
-    for (int number = 0; number < kThreads; ++number)
-        writers.emplace_back([this, number] {
-            for (int line = 0; line < kLines; ++line) {
-                std::string text = std::to_string(line) + std::string(1200, static_cast<char>('a' + number));
+    for (uint32_t number = 0; number < kThreads; ++number)
+        writers.emplace_back([this, number, lines] {
+            for (uint32_t line = 0; line < lines; ++line) {
+                std::string text = numberedLine(number, line);
                 mHost->sendLog(2, text.data(), static_cast<uint32_t>(text.size()));
             }
         });
-    int next[kThreads] = {};
-    for (int count = 0; count < kThreads * kLines; ++count) {
+    uint32_t next[kThreads] = {};
+    uint32_t wrong = 0;
+    for (uint32_t count = 0; count < kThreads * lines && wrong == 0; ++count) {
+        if (count % 200 == 100) {
+            platform::sleepMilliseconds(1);
+            if (mClient->event(0)) mClient->command(ipc::CommandCode::HeartBeatAck);
+        }
         const auto line = mClient->logLine();
-        ASSERT_TRUE(line);
-        const std::string text = line->text.substr(line->text.find("] ") + 2);
-        const int writer = text.back() - 'a';
-        ASSERT_EQ(text, std::to_string(next[writer]++) + std::string(1200, text.back()));
+        const std::string text = line ? line->text.substr(line->text.find("] ") + 2) : "";
+        const uint32_t writer = text.empty() ? 0 : std::min<uint32_t>(text.back() - 'a', kThreads - 1);
+        if (text != numberedLine(writer, next[writer]++)) ++wrong;
     }
+    if (wrong != 0) mHost->teardown();
     for (auto& writer : writers) writer.join();
+    EXPECT_EQ(wrong, 0u);
 }
 
 TEST(HostWithoutChannelsTest, SendersReturnFalseWithoutCallingBack) {

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <memory>
 #include <random>
 #include <string>
@@ -8,17 +7,13 @@
 #include "ipc/channel_test_support.h"
 #include "platform/include/module.h"
 #include "platform/include/process.h"
+#include "tests/support/Repetitions.h"
 
 // Two processes on one channel: nothing lost in the long run, and what is left when one is killed.
 namespace ipc {
 namespace {
 
 constexpr uint32_t kPatienceMs = 60000;  // far beyond what any of this takes
-
-uint32_t numberFrom(const char* variable, uint32_t otherwise) {
-    const std::string value = platform::environmentVariable(variable);
-    return value.empty() ? otherwise : static_cast<uint32_t>(std::strtoul(value.c_str(), nullptr, 10));
-}
 
 class ChannelProcessTest : public testing::Test {
   protected:
@@ -62,8 +57,8 @@ class ChannelProcessTest : public testing::Test {
     }
 
     const std::string name = uniqueName();
-    const uint32_t records = numberFrom("ZELHOST_STRESS_RECORDS", 200000);
-    const uint32_t rounds = numberFrom("ZELHOST_KILL_ROUNDS", 20);
+    const uint32_t records = zeltest::repetitions("ZELHOST_STRESS_RECORDS", 200000);
+    const uint32_t rounds = zeltest::repetitions("ZELHOST_KILL_ROUNDS", 20);
 };
 
 TEST_F(ChannelProcessTest, ReaderGetsEveryRecordOfAnotherProcess) {

@@ -1,12 +1,12 @@
 #include <gmock/gmock.h>
 
-#include <cstdlib>
 #include <random>
 
 #include "platform/include/clock.h"
 #include "platform/include/module.h"
 #include "platform/include/process.h"
 #include "tests/support/HostProcess.h"
+#include "tests/support/Repetitions.h"
 
 namespace {
 
@@ -21,11 +21,6 @@ using zeltest::RawClient;
 constexpr uint32_t kLongestOrphanMs = 15000;
 // What a loaded machine may add to a bound that the host itself keeps.
 constexpr uint32_t kSlackMs = 15000;
-
-int roundsFromEnvironment(const char* name, int standard) {
-    const std::string text = platform::environmentVariable(name);
-    return text.empty() ? standard : std::atoi(text.c_str());
-}
 
 void fillEventChannel(RawClient& client) {
     // One answer each; the host stands still in the answer that finds no slot.
@@ -89,19 +84,19 @@ TEST(OrphanProcessTest, HostsWithFullChannelsAndADeafClientEndInTime) {
 
 // Many pairs at once; in each, one side is killed at a random moment.
 TEST(OrphanProcessTest, EitherSideMayBeKilledAtAnyMoment) {
-    const int rounds = roundsFromEnvironment("ZELHOST_KILL_ROUNDS", 50);
-    constexpr int kPairs = 25;
+    const uint32_t rounds = zeltest::repetitions("ZELHOST_KILL_ROUNDS", 50);
+    constexpr uint32_t kPairs = 25;
     std::mt19937 random(4711);
     const bool windows = platform::pathSeparator() == '\\';
     const std::string child =
         platform::executableDirectory() + platform::pathSeparator() + (windows ? "client_child.exe" : "client_child");
-    for (int round = 0; round < rounds; round += kPairs) {
+    for (uint32_t round = 0; round < rounds; round += kPairs) {
         struct Pair {
             std::unique_ptr<HostProcess> host;
             std::unique_ptr<platform::Process> client;
         };
         std::vector<Pair> pairs;
-        for (int number = 0; number < kPairs; ++number) {
+        for (uint32_t number = 0; number < kPairs; ++number) {
             Pair pair;
             pair.host = std::make_unique<HostProcess>();
             platform::ProcessOptions options;
