@@ -34,6 +34,7 @@
 #include <thread>
 #include <vector>
 
+#include "client/src/HostChannels.h"
 #include "ipc/channel_names.h"
 #include "platform/include/clock.h"
 #include "platform/include/process.h"
@@ -141,7 +142,7 @@ class FakeHost {
         log(2, "trace " + platform::environmentVariable("ZELHOST_TRACE"));
         log(2, "own " + platform::environmentVariable("ZELFAKE_OWN"));
         if (tell("garbage")) writeGarbage();
-        for (long mask = 0; mask < tell("stray"); ++mask) writeMask(4, 4, 16, [](uint8_t*) {});
+        writeStrayMasks();
         if (!tell("mute")) {
             event(ipc::EventCode::InitClientReply, [](ipc::Event& reply) {
                 const uint32_t words[] = {1, 0, 0, static_cast<uint32_t>(platform::currentProcessId()), 1};
@@ -150,6 +151,16 @@ class FakeHost {
         }
         for (long line = 0; line < tell("flood"); ++line)
             log(1, "flood " + std::to_string(line) + std::string(line * 37 % 2000, 'x'));
+    }
+
+    // Returns when the client is through with them: a mask that came later would look like the answer to its first
+    // frame.
+    void writeStrayMasks() {
+        if (!tell("stray")) return;
+        for (long mask = 0; mask < tell("stray"); ++mask) writeMask(4, 4, 16, [](uint8_t*) {});
+        const auto slots = client::SlotWatch::open(mBase + ipc::kResultSuffix, ipc::FrameChannel::kSlots,
+                                                   ipc::FrameChannel::kMappingBytes);
+        while (!slots->allGivenBack()) platform::sleepMilliseconds(1);
     }
 
     void onModel(uint32_t type, uint32_t capacity) {

@@ -12,6 +12,12 @@
 
 #include "client/include/zelclient.h"
 
+// A mask whose bytes all have this value. A frame without a mask has none, which does not match.
+MATCHER_P(IsAMaskOf, value, "") {
+    return testing::ExplainMatchResult(testing::AllOf(testing::Not(testing::IsEmpty()), testing::Each(value)), arg,
+                                       result_listener);
+}
+
 // Starts clients on the fake host and collects what they tell.
 class ClientFixture : public testing::Test {
   protected:

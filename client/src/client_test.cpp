@@ -14,7 +14,6 @@
 namespace {
 
 using testing::Contains;
-using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -29,7 +28,7 @@ TEST_F(ClientTest, MaskComesBackWithItsFramesTag) {
         EXPECT_EQ(result.tag, tag << 40);
         EXPECT_EQ(result.status, ZELCLIENT_MASK);
         ASSERT_EQ(result.mask.size(), size_t{kWidth} * kHeight);
-        EXPECT_THAT(result.mask, Each(static_cast<uint8_t>(tag)));
+        EXPECT_THAT(result.mask, IsAMaskOf(static_cast<uint8_t>(tag)));
     }
     EXPECT_EQ(info().masks, 20u);
 }
@@ -58,7 +57,7 @@ TEST_F(ClientTest, EveryAcceptedFrameGetsOneResultAndTheNewestGetsAMask) {
     for (const Collected& result : results) {
         tags.insert(result.tag);
         if (result.status == ZELCLIENT_MASK) {
-            EXPECT_THAT(result.mask, Each(static_cast<uint8_t>(result.tag)));
+            EXPECT_THAT(result.mask, IsAMaskOf(static_cast<uint8_t>(result.tag)));
         }
         if (result.tag == kFrames - 1) {
             EXPECT_EQ(result.status, ZELCLIENT_MASK);
@@ -279,7 +278,7 @@ TEST_F(ClientTest, ManyThreadsMaySubmitAndAsk) {
     ASSERT_TRUE(waitFor([&] { return results.size() == 4 * kEach; }));
     for (const Collected& result : results) {
         if (result.status == ZELCLIENT_MASK) {
-            EXPECT_THAT(result.mask, Each(static_cast<uint8_t>(result.tag)));
+            EXPECT_THAT(result.mask, IsAMaskOf(static_cast<uint8_t>(result.tag)));
         }
     }
 }
@@ -289,11 +288,11 @@ TEST_F(ClientTest, ClientsSideBySideDoNotMeet) {
     zelclient* first = client;
     start();
     std::swap(first, client);
-    EXPECT_THAT(roundTrip(1, 11).mask, Each(11));
+    EXPECT_THAT(roundTrip(1, 11).mask, IsAMaskOf(11));
     std::swap(first, client);
-    EXPECT_THAT(roundTrip(1, 22).mask, Each(22));
+    EXPECT_THAT(roundTrip(1, 22).mask, IsAMaskOf(22));
     zelclient_stop(first);
-    EXPECT_THAT(roundTrip(2, 33).mask, Each(33));
+    EXPECT_THAT(roundTrip(2, 33).mask, IsAMaskOf(33));
 }
 
 TEST_F(ClientTest, StoppedClientLeavesNothingBehind) {

@@ -98,7 +98,7 @@ void addDoctor(CLI::App& app, HostOptions& host, DoctorOptions& options) {
 int run(int count, char** arguments) {
     CLI::App app("Starts zelhost and does with pictures, videos and cameras what a client of it does.", "zelclient");
     app.set_version_flag("--version", std::string("zelclient ") + zelclient_version());
-    app.require_subcommand(1);
+    app.require_subcommand(0, 1);
     app.footer(
         examples("  zelclient segment me.jpg --out me.png\n"
                  "  zelclient bench\n"
@@ -113,6 +113,7 @@ int run(int count, char** arguments) {
     addDoctor(app, host, doctorOptions);
     try {
         app.parse(count, arguments);
+        if (app.get_subcommands().empty()) throw CLI::RequiredError("A command: segment, bench or doctor");
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? kDone : kUsage;
     }

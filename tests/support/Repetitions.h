@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "platform/include/module.h"
+#include "platform/include/process.h"
 
 namespace zeltest {
 
