@@ -166,8 +166,10 @@ std::map<std::string, std::string>& engineVariables() {
     return variables;
 }
 
+// Two loads may ask at once.
 std::string engineVariable(const char* name) {
-    return engineVariables()[name];
+    const auto found = engineVariables().find(name);
+    return found == engineVariables().end() ? std::string() : found->second;
 }
 
 // A machine with a GPU: the processor under its name, with real inference.

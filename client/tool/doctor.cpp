@@ -169,8 +169,9 @@ ExitCode doctor(const HostOptions& host, const DoctorOptions& options) {
         good = good && finding.verdict != Verdict::Bad;
         return finding.verdict != Verdict::Bad;
     };
-    const bool ready = check(hostProgram(host)) & check(sharedMemory());
-    if (ready && check(hostStarts(host))) {
+    const bool present = check(hostProgram(host));
+    const bool roomy = check(sharedMemory());
+    if (present && roomy && check(hostStarts(host))) {
         check(adapters());
         check(gpuProbe(host));
         check(model(host, ZELCLIENT_MODEL_SEGMENTATION_CPU, 0));

@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <linux/futex.h>
 #include <sys/file.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -18,6 +17,8 @@
 #include <string_view>
 #include <system_error>
 #include <utility>
+
+#include "platform/posix/shared_views.h"
 
 // Objects are files of /dev/shm. Whoever has one open holds a shared lock on it, so that a file that can be locked
 // exclusively belongs to nobody and goes: kernel-object lifetime, also for processes that were killed.
@@ -213,7 +214,7 @@ class OpenObject {
   public:
     OpenObject(File file, std::string path) : mFile(std::move(file)), mPath(std::move(path)), mProcess(getpid()) {}
     ~OpenObject() {
-        if (mWord) munmap(mWord, kEventBytes);
+        if (mWord) unmapShared(mWord, kEventBytes);
         if (mProcess == getpid()) removeIfAbandoned(mFile, mPath);
     }
     OpenObject(const OpenObject&) = delete;
@@ -222,8 +223,7 @@ class OpenObject {
     int descriptor() const { return mFile.get(); }
 
     bool mapWord() {
-        void* view = mmap(nullptr, kEventBytes, PROT_READ | PROT_WRITE, MAP_SHARED, mFile.get(), 0);
-        mWord = view == MAP_FAILED ? nullptr : static_cast<uint32_t*>(view);
+        mWord = static_cast<uint32_t*>(mapShared(mFile.get(), kEventBytes));
         return mWord != nullptr;
     }
 
@@ -307,14 +307,13 @@ class SystemKernelObjects final : public KernelObjects {
     }
 
     void* mapView(Handle mapping, size_t size) override {
-        void* view = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, object(mapping).descriptor(), 0);
-        if (view != MAP_FAILED) return view;
+        if (void* view = mapShared(object(mapping).descriptor(), size)) return view;
         lastFailure = errno;
         lastFailureText = "cannot map " + std::to_string(size) + " bytes of shared memory: " + systemText(errno);
         return nullptr;
     }
 
-    void unmapView(void* view, size_t size) override { munmap(view, size); }
+    void unmapView(void* view, size_t size) override { unmapShared(view, size); }
     void closeMapping(Handle mapping) override { delete &object(mapping); }
 
     uint32_t lastError() override { return static_cast<uint32_t>(lastFailure); }
