@@ -51,6 +51,9 @@ class ZelMLHost : public CCmAsyncTimerSink {
     void onIpcCommand(const ipc::packet<ipc::Command>& packet);
     // Runs one frame, from the slot to the reply.
     void onSDFrameIpcPacket(const ipc::packet<ipc::FrameHolder<ipc::kFrameBytes>>& packet);
+    // The same for a record that nobody has looked at: drops one whose size exceeds its slot, with `invalidText` and the
+    // size as a line. What the frame threads call.
+    void onFrame(const ipc::packet<ipc::FrameHolder<ipc::kFrameBytes>>& packet, const char* invalidText);
 
     // Puts a model type in force: starts its engine, retires the old one, reports by events 3 and 4. Main thread.
     void setModelType(uint32_t type, DEV_PERFORMANCE_TYPE capacity);
@@ -90,7 +93,6 @@ class ZelMLHost : public CCmAsyncTimerSink {
     void reportBrokenChannels();
 
     // Frames.
-    void onFrame(const FramePacket& packet, const char* invalidText);
     void runModelInForce(const Frame& frame);
     bool runSegmentation(const Frame& frame, uint8_t** mask);
     void sendMask(const Frame& frame, const uint8_t* mask);

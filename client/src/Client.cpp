@@ -209,17 +209,9 @@ void Client::onMask(const MaskView& mask) {
         ticket = std::exchange(mInHost, Ticket());
         if (ticket.number == 0) return;  // nobody asked for it
     }
-    Result result;
+    Result result = mResults.answer(mask, ticket.width, ticket.height);
+    const bool fits = result.status == ZELCLIENT_MASK;
     result.tag = ticket.tag;
-    result.width = ticket.width;
-    result.height = ticket.height;
-    const uint32_t bytes = ticket.width * ticket.height;
-    const bool fits = mask.width == ticket.width && mask.height == ticket.height && mask.size == bytes;
-    if (fits) {
-        result.status = ZELCLIENT_MASK;
-        result.mask = mResults.spareBuffer();
-        result.mask.assign(mask.bytes, mask.bytes + bytes);
-    }
     result.roundTripUs = now() - ticket.sentAt;
     {
         std::lock_guard lock(mMutex);

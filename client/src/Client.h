@@ -42,7 +42,7 @@ struct Settings {
 // Threads: mMutex guards everything but the parts that say otherwise and is never held over a callback or a wait. The
 // monitor thread starts, watches, replaces and ends hosts; a session's own threads enter through SessionEvents. A
 // session is closed outside the lock.
-class Client final : private SessionEvents {
+class Client final : public SessionEvents {
   public:
     explicit Client(Settings settings);
     // Ends the host and every thread.

@@ -1,9 +1,7 @@
 #include "client/src/HostSession.h"
 
-#include <algorithm>
 #include <cstring>
 #include <exception>
-#include <iterator>
 #include <system_error>
 
 #include "platform/include/clock.h"
@@ -29,9 +27,7 @@ std::string freshId() {
 
 }  // namespace
 
-HostSession::HostSession(SessionEvents& events)
-    : mEvents(events),
-      mLogLines([&events](uint32_t level, const std::string& line) { events.onLogLine(level, line); }) {}
+HostSession::HostSession(SessionEvents& events) : mEvents(events), mRecords(events) {}
 
 std::unique_ptr<HostSession> HostSession::start(const HostSettings& settings, SessionEvents& events,
                                                 bool* channelsFailed, std::string* error) {
@@ -164,35 +160,16 @@ bool HostSession::sendFrame(const FrameView& frame, bool skipAllowed) {
 }
 
 void HostSession::readEvents() {
-    readAll(*mChannels.event, [this](const auto& packet) { onEvent(packet); });
-}
-
-void HostSession::onEvent(const ipc::packet<ipc::Event>& packet) {
-    alive();
-    const ipc::Event event = packet.record;
-    // The host writes a name without a terminator over what the slot holds, so the slot must go back empty.
-    std::memset(const_cast<ipc::Event&>(packet.record).text, 0, sizeof packet.record.text);
-    switch (static_cast<ipc::EventCode>(event.code)) {
-        case ipc::EventCode::InitClientReply:
-            return mEvents.onHello();
-        case ipc::EventCode::HeartBeat:
-            return mEvents.onBeat();
-        case ipc::EventCode::ModelName: {
-            const auto* end = std::find(std::begin(event.text), std::end(event.text), 0);
-            return mEvents.onModelName(std::string(std::begin(event.text), end));
-        }
-        case ipc::EventCode::ModelType:
-            return mEvents.onModelType(event.modelType);
-        case ipc::EventCode::ModelLoadTime:
-            return;
-    }
+    readAll(*mChannels.event, [this](const auto& packet) {
+        alive();
+        mRecords.event(packet);
+    });
 }
 
 void HostSession::readMasks() {
-    const auto consume = [this](const ipc::packet<ipc::FrameHolder<ipc::kFrameBytes>>& packet) {
+    const auto consume = [this](const auto& packet) {
         alive();
-        const auto& record = packet.record;
-        mEvents.onMask({record.width, record.height, record.size, record.data});
+        mRecords.mask(packet);
     };
     while (!mClosing) {
         const uint64_t givenBack = mEvents.frameGivenBack();
@@ -208,13 +185,10 @@ void HostSession::readMasks() {
 }
 
 void HostSession::readLog() {
-    const auto consume = [this](const ipc::packet<ipc::Chunk<512>>& packet) {
+    readAll(*mChannels.log, [this](const auto& packet) {
         alive();
-        const uint8_t flags = packet.record.flags;
-        const uint32_t size = packet.record.size;
-        mLogLines.chunk(flags, size, packet.record.body, sizeof packet.record.body);
-    };
-    readAll(*mChannels.log, consume);
+        mRecords.log(packet);
+    });
 }
 
 template <class Channel, class Consume>

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "client/src/HostChannels.h"
-#include "client/src/LogLines.h"
+#include "client/src/HostRecords.h"
 #include "platform/include/process.h"
 
 namespace client {
@@ -29,36 +29,6 @@ struct FrameView {
     uint32_t height;     // pixels
     size_t stride;       // bytes from row to row
     const uint8_t* rgb;  // height rows of width * 3 bytes
-};
-
-// A mask as it lies in the host's slot: read in place, none of it checked.
-struct MaskView {
-    uint32_t width;
-    uint32_t height;
-    uint32_t size;
-    const uint8_t* bytes;  // ipc::kFrameBytes of them may be read
-};
-
-// What a session hears from its host. Called on the session's threads, each function on one of them; several at once.
-// Ends before HostSession::close returns.
-class SessionEvents {
-  public:
-    virtual void onHello() = 0;
-    virtual void onBeat() = 0;
-    virtual void onModelName(const std::string& name) = 0;
-    virtual void onModelType(uint32_t type) = 0;
-    virtual void onLogLine(uint32_t level, const std::string& line) = 0;
-    // A mask has come.
-    virtual void onMask(const MaskView& mask) = 0;
-    // The number of the frame that the host has and whose slot is already back in the free list; 0 when there is none.
-    // The host writes a mask before it gives the slot back, so that mask, if there is any, lies in the channel by now.
-    virtual uint64_t frameGivenBack() = 0;
-    // After frameGivenBack told a number, the channel of masks was found empty: unless onMask came in between, that
-    // frame has none.
-    virtual void onNoMask(uint64_t frame) = 0;
-
-  protected:
-    ~SessionEvents() = default;
 };
 
 // One host process, its channels under a name that was never used before, and the threads that read them. Every channel
@@ -108,7 +78,6 @@ class HostSession {
     void run(const char* name, std::function<void()> body);
     bool command(ipc::CommandCode code, uint32_t arg0, uint32_t arg1, uint32_t text);
     void readEvents();
-    void onEvent(const ipc::packet<ipc::Event>& packet);
     void readMasks();
     void readLog();
     // Reads a channel until it is stopped and empty.
@@ -118,7 +87,7 @@ class HostSession {
 
     SessionEvents& mEvents;
     HostChannels mChannels;
-    LogLines mLogLines;
+    HostRecords mRecords;
     std::unique_ptr<platform::Process> mProcess;
     std::vector<std::thread> mThreads;
     std::atomic<bool> mClosing{false};

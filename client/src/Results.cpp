@@ -74,6 +74,19 @@ void ResultQueue::finish(bool finished) {
     mArrived.notify_all();
 }
 
+Result ResultQueue::answer(const MaskView& mask, uint32_t width, uint32_t height) {
+    Result result;
+    result.width = width;
+    result.height = height;
+    const uint32_t bytes = width * height;
+    if (mask.width == width && mask.height == height && mask.size == bytes) {
+        result.status = ZELCLIENT_MASK;
+        result.mask = spareBuffer();
+        result.mask.assign(mask.bytes, mask.bytes + bytes);
+    }
+    return result;
+}
+
 std::vector<uint8_t> ResultQueue::spareBuffer() {
     std::lock_guard lock(mMutex);
     if (mSpare.empty()) return {};

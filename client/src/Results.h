@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "client/include/zelclient.h"
+#include "client/src/HostRecords.h"
 
 namespace client {
 
@@ -39,6 +40,10 @@ class ResultQueue {
     bool poll(uint32_t timeoutMs, zelclient_result& result);
     // No result will come any more (true), or some may again (false). Wakes a waiting poll.
     void finish(bool finished);
+
+    // What the host's answer is for a frame of width x height pixels, at most ipc::kFrameBytes of them: its mask, or a
+    // failed frame when the mask has another size. Tag and time are the caller's to fill in. Any thread.
+    Result answer(const MaskView& mask, uint32_t width, uint32_t height);
 
     // An empty buffer that may have capacity, for a mask.
     std::vector<uint8_t> spareBuffer();
