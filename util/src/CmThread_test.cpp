@@ -225,9 +225,14 @@ TEST_F(FactoryThreadTest, ExceptionOfAnEventIsTracedAndTheThreadGoesOn) {
 // While the thread is held inside an event, another one stops it: what was queued before and what is posted after the
 // stop ends unrun, each exactly once.
 TEST_F(FactoryThreadTest, EventsLeftAtTheStopAreDestroyedUnrun) {
-    std::promise<void> gate;
+    std::promise<void> entered, gate;
     std::atomic<int> fired{0}, destroyed{0};
-    ASSERT_EQ(post([opened = gate.get_future().share()] { opened.wait(); }), 0);
+    ASSERT_EQ(post([&entered, opened = gate.get_future().share()] {
+                  entered.set_value();
+                  opened.wait();
+              }),
+              0);
+    entered.get_future().wait();
     ICmEventQueue* const queue = m_thread->GetEventQueue();
     int posted = 0;
     for (; posted < 3; ++posted) ASSERT_EQ(queue->PostEvent(new CountedEvent(fired, destroyed), 128, 0), 0);
