@@ -70,8 +70,17 @@ void RawClient::frame(uint32_t width, uint32_t height, const std::vector<uint8_t
         frame.size = size.value_or(static_cast<uint32_t>(data.size()));
         frame.kind = kind;
         frame.skipAllowed = 1;
-        std::memcpy(frame.data, data.data(), std::min(data.size(), sizeof frame.data));
+        std::copy_n(data.begin(), std::min(data.size(), sizeof frame.data), frame.data);
     });
+}
+
+void RawClient::showLife() {
+    sharing->write(
+        [](ipc::packet<ipc::FrameHolder<ipc::kFrameBytes>>& packet) {
+            packet.record.size = 0;
+            packet.record.kind = -1;
+        },
+        0);
 }
 
 std::optional<ipc::Event> RawClient::event(uint32_t timeoutMs) {
@@ -82,8 +91,10 @@ std::optional<ipc::Event> RawClient::event(uint32_t timeoutMs) {
 
 std::optional<ipc::Event> RawClient::event(ipc::EventCode code, uint32_t timeoutMs) {
     const uint32_t start = platform::tickCount();
-    while (auto next = event(remaining(start, timeoutMs)))
+    while (auto next = event(remaining(start, timeoutMs))) {
         if (next->code == static_cast<uint32_t>(code)) return next;
+        if (next->code == static_cast<uint32_t>(ipc::EventCode::HeartBeat)) showLife();
+    }
     return {};
 }
 

@@ -41,8 +41,12 @@ class RawClient {
     void frame(uint32_t width, uint32_t height, const std::vector<uint8_t>& data, int32_t kind = 1,
                std::optional<uint32_t> size = {}, bool sharing = false);
 
+    // A frame that gets no reply and counts as a sign of life; unlike an answer to a heart beat the host sees it also
+    // while it loads a model. Dropped when the channel is full.
+    void showLife();
+
     std::optional<ipc::Event> event(uint32_t timeoutMs = kDeadlineMs);
-    // The next event of `code`, others dropped.
+    // The next event of `code`, others dropped; heart beats among them are met with showLife.
     std::optional<ipc::Event> event(ipc::EventCode code, uint32_t timeoutMs = kDeadlineMs);
     std::optional<Mask> mask(uint32_t timeoutMs = kDeadlineMs);
     // The next whole log line, put together from its chunks.
