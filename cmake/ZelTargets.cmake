@@ -66,11 +66,13 @@ function(zel_register_test name)
   endif()
   set(supp ${CMAKE_SOURCE_DIR}/cmake)
   set(common "external_symbolizer_path=/usr/bin/llvm-symbolizer-14")
-  # TBB loads a library with RTLD_DEEPBIND, which ends a program under a sanitizer, unless it is told of it.
+  # TBB loads a library with RTLD_DEEPBIND, which ends a program under a sanitizer, unless it is told of it. The counts
+  # are those of tests/support/Repetitions.h, for programs that run several times slower.
   set_tests_properties(${ZELHOST_TEST_PREFIX}${name} PROPERTIES ENVIRONMENT_MODIFICATION
     "ASAN_OPTIONS=set:${common}:detect_stack_use_after_return=1;\
 UBSAN_OPTIONS=set:${common}:print_stacktrace=1;\
 LSAN_OPTIONS=set:suppressions=${supp}/lsan.supp:print_suppressions=0;\
 TSAN_OPTIONS=set:${common}:suppressions=${supp}/tsan.supp:second_deadlock_stack=1:ignore_noninstrumented_modules=1;\
-TBB_ENABLE_SANITIZERS=set:1")
+TBB_ENABLE_SANITIZERS=set:1;\
+ZELHOST_STRESS_RECORDS=set:20000;ZELHOST_STRESS_LINES=set:200;ZELHOST_KILL_ROUNDS=set:5")
 endfunction()
