@@ -109,6 +109,10 @@ void ChannelEvent::set() {
     if (mHandle) platform::kernelObjects().setEvent(mHandle);
 }
 
+void ChannelEvent::setOnce() {
+    if (mHandle) platform::kernelObjects().setEventOnce(mHandle);
+}
+
 platform::WaitResult ChannelEvent::wait(uint32_t timeoutMs) {
     if (!mHandle) return platform::WaitResult::kFailed;
     return platform::kernelObjects().waitEvent(mHandle, timeoutMs);
@@ -265,7 +269,7 @@ bool ChannelCore::give(int32_t node, ChannelList& list, ChannelEvent& event) {
         mBroken = true;
         return false;
     }
-    event.set();
+    event.setOnce();
     return true;
 }
 

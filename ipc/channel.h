@@ -32,8 +32,10 @@ class ChannelEvent {
     bool open(const std::string& name);
     void close();
     bool isOpen() const { return mHandle != nullptr; }
-    // Both without effect when it is not open; wait then fails.
+    // All without effect when it is not open; wait then fails. setOnce saves the system call while nobody has taken the
+    // last set; only set wakes also a waiter whose setter was killed half-way.
     void set();
+    void setOnce();
     platform::WaitResult wait(uint32_t timeoutMs);
 
   private:

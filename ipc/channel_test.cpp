@@ -154,6 +154,15 @@ TEST_F(ChannelTest, StopReleasesABlockedReader) {
     thread.join();
 }
 
+TEST_F(ChannelTest, StopReleasesAReaderWhoseRecordCameWithoutItsSet) {
+    std::thread thread([&] { EXPECT_FALSE(reader->read(nullptr)); });
+    objects.awaitWaits(1);
+    objects.loseSets = true;
+    send(7);
+    reader->stop();
+    thread.join();
+}
+
 TEST_F(ChannelTest, TimedReadGivesUp) {
     EXPECT_FALSE(reader->read(nullptr, 0));
     EXPECT_FALSE(reader->read(nullptr, 20));

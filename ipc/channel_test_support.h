@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <string>
@@ -81,7 +82,8 @@ class WatchedKernelObjects final : public platform::KernelObjects {
     std::string failEvent;  // a name, to be set before it is used
     bool failOpenMapping = false;
     bool failCreateMapping = false;
-    int failViews = 0;  // so many calls fail
+    int failViews = 0;                  // so many calls fail
+    std::atomic<bool> loseSets{false};  // those that come with records, as from a process killed at that moment
 
     // Names in the order of the calls, each with what was done: "event NAME", "open NAME", "create NAME".
     std::vector<std::string> calls() const {
@@ -108,6 +110,9 @@ class WatchedKernelObjects final : public platform::KernelObjects {
         return failEvent == name ? nullptr : counted(mSystem.createEvent(name));
     }
     void setEvent(platform::Handle event) override { mSystem.setEvent(event); }
+    void setEventOnce(platform::Handle event) override {
+        if (!loseSets) mSystem.setEventOnce(event);
+    }
     platform::WaitResult waitEvent(platform::Handle event, uint32_t timeoutMs) override {
         if (timeoutMs != 0) {
             const std::lock_guard lock(mMutex);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <cstring>
 #include <mutex>
@@ -52,6 +53,39 @@ TEST_F(EventTest, SetWakesASleeper) {
     objects.setEvent(event);
     sleeper.join();
     objects.closeEvent(event);
+}
+
+TEST_F(EventTest, SetOnceStaysUntilOneWaitHasTakenIt) {
+    const Handle event = objects.createEvent(name.c_str());
+    objects.setEventOnce(event);
+    objects.setEventOnce(event);
+    EXPECT_EQ(objects.waitEvent(event, kInfinite), WaitResult::kSignalled);
+    EXPECT_EQ(objects.waitEvent(event, 0), WaitResult::kTimeout);
+    objects.closeEvent(event);
+}
+
+// Two steps at a time, since one set may stand for both; then the other side's word that it has seen them.
+TEST_F(EventTest, SetOnceLosesNoWake) {
+    constexpr uint32_t kSteps = 20000;
+    const Handle stepped = objects.createEvent(name.c_str());
+    const Handle seen = objects.createEvent(uniqueName().c_str());
+    std::atomic<uint32_t> steps{0};
+    std::thread sleeper([&] {
+        for (uint32_t awaited = 2; awaited <= kSteps; awaited += 2) {
+            while (steps != awaited) EXPECT_EQ(objects.waitEvent(stepped, kInfinite), WaitResult::kSignalled);
+            objects.setEventOnce(seen);
+        }
+    });
+    while (steps != kSteps) {
+        for (int i = 0; i < 2; ++i) {
+            ++steps;
+            objects.setEventOnce(stepped);
+        }
+        EXPECT_EQ(objects.waitEvent(seen, kInfinite), WaitResult::kSignalled);
+    }
+    sleeper.join();
+    objects.closeEvent(seen);
+    objects.closeEvent(stepped);
 }
 
 TEST_F(EventTest, EachSetReleasesAtMostOneWaiter) {

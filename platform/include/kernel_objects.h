@@ -25,6 +25,9 @@ class KernelObjects {
     virtual Handle createEvent(const char* name) = 0;
     // Sets the event: wakes one waiter, or stays set until the next wait.
     virtual void setEvent(Handle event) = 0;
+    // The same, but an event that is set already may be left as it is, without waking: who set it does that. Only for
+    // one side's sets among themselves; if a process is killed inside one, its waiter sleeps until the next setEvent.
+    virtual void setEventOnce(Handle event) { setEvent(event); }
     // Waits until the event is set and clears it. timeoutMs may be 0 or kInfinite.
     virtual WaitResult waitEvent(Handle event, uint32_t timeoutMs) = 0;
     virtual void closeEvent(Handle event) = 0;

@@ -229,7 +229,12 @@ class OpenObject {
 
     void set() {
         std::atomic_ref(*mWord).store(1);
-        syscall(SYS_futex, mWord, FUTEX_WAKE, 1, nullptr, nullptr, 0);
+        wakeOne();
+    }
+
+    // Nobody goes to sleep on a word that is set, and who slept when it was set is woken by the one that did it.
+    void setOnce() {
+        if (std::atomic_ref(*mWord).exchange(1) == 0) wakeOne();
     }
 
     WaitResult wait(uint32_t timeoutMs) {
@@ -249,6 +254,7 @@ class OpenObject {
 
   private:
     bool take() { return std::atomic_ref(*mWord).exchange(0) != 0; }
+    void wakeOne() { syscall(SYS_futex, mWord, FUTEX_WAKE, 1, nullptr, nullptr, 0); }
 
     static timespec after(uint32_t milliseconds) {
         timespec end{};
@@ -290,6 +296,7 @@ class SystemKernelObjects final : public KernelObjects {
     }
 
     void setEvent(Handle event) override { object(event).set(); }
+    void setEventOnce(Handle event) override { object(event).setOnce(); }
     WaitResult waitEvent(Handle event, uint32_t timeoutMs) override { return object(event).wait(timeoutMs); }
     void closeEvent(Handle event) override { delete &object(event); }
 

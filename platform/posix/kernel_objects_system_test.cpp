@@ -227,6 +227,35 @@ TEST_F(SharedFileTest, SignalsDoNotEndAWait) {
     sigaction(SIGUSR1, &before, nullptr);
 }
 
+// Returns when the thread sleeps, as the kernel's table shows it.
+void awaitSleep(int thread) {
+    std::string state;
+    while (state != "S") {
+        std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+        std::string line;
+        std::getline(file, line);
+        state = line.substr(line.rfind(')') + 2, 1);
+    }
+}
+
+TEST_F(SharedFileTest, SetWakesASleeperWhoseSetterDiedBeforeTheWake) {
+    const Handle event = objects.createEvent(name.c_str());
+    std::atomic<int> sleeperId{0};
+    std::thread sleeper([&] {
+        sleeperId = gettid();
+        EXPECT_EQ(objects.waitEvent(event, kInfinite), WaitResult::kSignalled);
+    });
+    while (sleeperId == 0) std::this_thread::yield();
+    awaitSleep(sleeperId);
+    const int file = open(path.c_str(), O_RDWR | O_CLOEXEC);
+    const uint32_t one = 1;
+    EXPECT_EQ(pwrite(file, &one, 4, 0), 4);
+    objects.setEvent(event);
+    sleeper.join();
+    close(file);
+    objects.closeEvent(event);
+}
+
 // Whether somebody waits for a lock on the file, as the kernel's table shows it.
 bool isLockAwaited(int file) {
     struct stat status {};
