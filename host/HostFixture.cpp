@@ -30,7 +30,7 @@ void HostTest::settle() {
 }
 
 bool HostTest::traced(unsigned long level, const std::string& text) const {
-    for (const auto& line : zeltest::TraceCapture::lines())
+    for (const auto& line : mTrace.lines())
         if (line.level == level && line.text == text) return true;
     return false;
 }

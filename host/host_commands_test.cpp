@@ -79,8 +79,7 @@ TEST_F(HostCommandsTest, SetOptionLogsNumberZeroAndIgnoresOthers) {
     EXPECT_TRUE(traced(2, "zelipc:setOption start" + addressTail(mHost.get())));
     EXPECT_TRUE(traced(2, "zelipc:setOption AutoSkipVBG: 1" + addressTail(mHost.get())));
     int values = 0;
-    for (const auto& line : zeltest::TraceCapture::lines())
-        values += line.text.find("AutoSkipVBG") != std::string::npos;
+    for (const auto& line : mTrace.lines()) values += line.text.find("AutoSkipVBG") != std::string::npos;
     EXPECT_EQ(values, 1);
 }
 
@@ -89,18 +88,18 @@ TEST_F(HostCommandsTest, SwitchEngineIsLoggedAndChangesNothing) {
     mClient->command(CommandCode::SwitchEngine, 3, 1);
     settle();
     EXPECT_TRUE(traced(2, "zelipc>> ZelMLHost::onIpcCommand, SwitchEngine received, engine = 3, device = 1"));
-    EXPECT_FALSE(zeltest::TraceCapture::contains("setModelType"));
+    EXPECT_FALSE(mTrace.contains("setModelType"));
 }
 
 TEST_F(HostCommandsTest, HeartBeatAckAndUnknownCodesAreSilent) {
     serve();
     settle();
-    zeltest::TraceCapture::lines(true);
+    mTrace.takeLines();
     mClient->command(CommandCode::HeartBeatAck);
     mClient->command([](ipc::Command& command) { command.code = 8; });
     mClient->command([](ipc::Command& command) { command.code = 0xFFFFFFFFu; });
     settle();
-    EXPECT_THAT(zeltest::TraceCapture::lines(), testing::SizeIs(1));  // the InitClient of settle itself
+    EXPECT_THAT(mTrace.lines(), testing::SizeIs(1));  // the InitClient of settle itself
 }
 
 TEST_F(HostCommandsTest, TerminateLeavesQueuedCommandsUnread) {
@@ -108,7 +107,7 @@ TEST_F(HostCommandsTest, TerminateLeavesQueuedCommandsUnread) {
     mClient->command(CommandCode::FiniClient);
     mHost->run();
     EXPECT_TRUE(traced(2, "ZelMLHost::onIpcCommand, Terminate received"));
-    EXPECT_FALSE(zeltest::TraceCapture::contains("FiniClient"));
+    EXPECT_FALSE(mTrace.contains("FiniClient"));
     EXPECT_EQ(mClient->event(0).has_value(), false);
 }
 
@@ -118,7 +117,7 @@ TEST_F(HostCommandsTest, TeardownRunsAgainWithoutHarm) {
     mHost->teardown();
     mHost->teardown();
     int releases = 0;
-    for (const auto& line : zeltest::TraceCapture::lines()) releases += line.text == "zelipc>>ZelMLHost::release";
+    for (const auto& line : mTrace.lines()) releases += line.text == "zelipc>>ZelMLHost::release";
     EXPECT_EQ(releases, 1);
 }
 

@@ -48,12 +48,12 @@ TEST_F(HostFramesTest, IdleHostLogsTheFailedFrame) {
 
 TEST_F(HostFramesTest, OtherKindsEndWithoutLineOrReply) {
     const auto packet = std::make_unique<ipc::packet<ipc::FrameHolder<ipc::kFrameBytes>>>();
-    zeltest::TraceCapture::lines(true);
+    mTrace.takeLines();
     for (const int32_t kind : {-1, 3, 0x7FFFFFFF}) {
         packet->record.kind = kind;
         mHost->onSDFrameIpcPacket(*packet);
     }
-    EXPECT_THAT(zeltest::TraceCapture::lines(), testing::IsEmpty());
+    EXPECT_THAT(mTrace.lines(), testing::IsEmpty());
     EXPECT_FALSE(mClient->mask(0));
 }
 

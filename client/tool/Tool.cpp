@@ -23,7 +23,7 @@ constexpr size_t kLogKept = 2000;
 
 std::string findHost(const HostOptions& options) {
     if (!options.program.empty()) return options.program;
-    const std::string told = platform::environmentVariable("ZELHOST_PROGRAM");
+    std::string told = platform::environmentVariable("ZELHOST_PROGRAM");
     if (!told.empty()) return told;
     const std::string beside = platform::executableDirectory() + platform::pathSeparator() + "zelhost";
     std::error_code none;

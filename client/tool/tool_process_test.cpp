@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -46,7 +47,7 @@ class ToolTest : public testing::Test {
     std::string path(const std::string& name) const { return (folder / name).string(); }
 
     // Runs the tool; what it wrote is in out and err.
-    int run(std::vector<std::string> arguments, const std::string& misbehaviour = "", bool withHost = true) {
+    int run(const std::vector<std::string>& arguments, const std::string& misbehaviour = "", bool withHost = true) {
         const std::string here = platform::executableDirectory() + platform::pathSeparator();
         platform::ProcessOptions options;
         options.environment = {{"ZELFAKE", misbehaviour}};

@@ -3,42 +3,10 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
-#include <new>
 
 #include "engines/inference_engine/InferenceEngine.h"
 #include "engines/inference_engine/TestNetworks.h"
-
-namespace {
-
-thread_local size_t allocations = 0;
-
-void* counted(size_t size) {
-    ++allocations;
-    if (void* memory = std::malloc(size != 0 ? size : 1)) return memory;
-    throw std::bad_alloc();
-}
-
-}  // namespace
-
-void* operator new(size_t size) {
-    return counted(size);
-}
-void* operator new[](size_t size) {
-    return counted(size);
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, size_t) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, size_t) noexcept {
-    std::free(memory);
-}
+#include "tests/support/AllocationCount.h"
 
 namespace {
 
@@ -49,9 +17,9 @@ template <class Frame>
 size_t allocationsOf(Frame frame) {
     size_t fewest = SIZE_MAX;
     for (int i = 0; i < kFrames; ++i) {
-        const size_t before = allocations;
+        const size_t before = zeltest::allocationCount();
         frame();
-        fewest = std::min(fewest, allocations - before);
+        fewest = std::min(fewest, zeltest::allocationCount() - before);
     }
     return fewest;
 }

@@ -60,7 +60,8 @@ class InferenceEngineTest : public testing::Test {
     // Runs one frame in which channel c holds `base` + c and checks the mask: the sum of (c + 1) * (base + c).
     static void expectInference(InferRequest request, float base) {
         float* input = request.GetBlob("input_image")->buffer().as<float*>();
-        for (int i = 0; i < 4 * 8 * 16; ++i) input[i] = base + static_cast<float>(i / (8 * 16));
+        for (int channel = 0; channel < 4; ++channel)
+            std::fill_n(input + channel * 8 * 16, 8 * 16, base + static_cast<float>(channel));
         request.Infer();
         const float* mask = request.GetBlob("output_mask")->cbuffer().as<const float*>();
         for (int i = 0; i < 8 * 16; ++i) ASSERT_EQ(mask[i], 10 * base + 20) << i;

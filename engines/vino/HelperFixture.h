@@ -10,9 +10,9 @@
 
 #include "engines/inference_engine/DeviceAlias.h"
 #include "engines/vino/MaskNetworks.h"
-#include "engines/vino/TraceCapture.h"
 #include "engines/vino/ZelVinoHelper.h"
 #include "platform/include/clock.h"
+#include "tests/support/TraceCapture.h"
 
 // For tests of the segmentation helper: small networks by resource id, devices under an alias, a clock that counts its
 // readings, and the trace.
@@ -23,7 +23,7 @@ class HelperFixture : public testing::Test {
     static constexpr int32_t kPixels = kWidth * kHeight;
     static constexpr int32_t kFrameBytes = kPixels * 3;
 
-    using Lines = std::vector<TraceCapture::Line>;
+    using Lines = std::vector<zeltest::TraceCapture::Line>;
     using Bytes = std::vector<uint8_t>;
 
     HelperFixture();
@@ -44,7 +44,7 @@ class HelperFixture : public testing::Test {
     static Bytes uniformFrame(uint8_t value) { return Bytes(kFrameBytes, value); }
     Bytes maskBytes() const { return Bytes(mask, mask + kPixels); }
 
-    TraceCapture trace;
+    zeltest::TraceCapture trace;
     std::map<int, mask_networks::Options> networks;
     std::vector<std::pair<int, int>> idsRead;
     Bytes incoming = Bytes(ZelVinoHelper::kMaskBytes, 0);

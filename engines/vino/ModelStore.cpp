@@ -53,7 +53,7 @@ CNNNetwork loadNetwork(const Core& core, int xmlId, int weightsId) {
 }
 
 std::string getTestDataPath(const std::string& name) {
-    const std::string path = testDataPath(name);
+    std::string path = testDataPath(name);
     QOR_INFO("zelipc>> getTestDataPath :" << path);
     return path;
 }

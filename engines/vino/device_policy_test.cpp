@@ -4,10 +4,10 @@
 
 #include <filesystem>
 
-#include "engines/vino/TraceCapture.h"
 #include "platform/include/folders.h"
 #include "platform/include/machine.h"
 #include "platform/include/module.h"
+#include "tests/support/TraceCapture.h"
 
 using InferenceEngine::Core;
 using platform::PathKind;
@@ -15,7 +15,7 @@ using testing::ElementsAre;
 
 namespace {
 
-using Line = TraceCapture::Line;
+using Line = zeltest::TraceCapture::Line;
 
 class FakeMachine : public platform::Machine {
   public:
@@ -73,7 +73,7 @@ class DevicePolicyTest : public testing::Test {
 
     FakeMachine machine;
     FakeFolders folders;
-    TraceCapture trace;
+    zeltest::TraceCapture trace;
 };
 
 const Line kNotFound{2, "zelipc CheckGPUSupported clDNNPlugin.dll not found"};

@@ -1,47 +1,14 @@
-#include <cstdlib>
-#include <new>
-
 #include "engines/vino/HelperFixture.h"
-
-namespace {
-
-thread_local size_t allocations = 0;
-
-void* counted(size_t size) {
-    ++allocations;
-    if (void* memory = std::malloc(size != 0 ? size : 1)) return memory;
-    throw std::bad_alloc();
-}
-
-}  // namespace
-
-void* operator new(size_t size) {
-    return counted(size);
-}
-void* operator new[](size_t size) {
-    return counted(size);
-}
-void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
-void operator delete(void* memory, size_t) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, size_t) noexcept {
-    std::free(memory);
-}
+#include "tests/support/AllocationCount.h"
 
 namespace {
 
 template <class Frame>
 size_t allocationsOf(Frame frame) {
     for (int i = 0; i < 25; ++i) frame();
-    const size_t before = allocations;
+    const size_t before = zeltest::allocationCount();
     for (int i = 0; i < 100; ++i) frame();
-    return allocations - before;
+    return zeltest::allocationCount() - before;
 }
 
 class HelperAllocationsTest : public HelperFixture {};
@@ -77,9 +44,9 @@ TEST_F(HelperAllocationsTest, SkippedFrameAllocatesNothing) {
         mask = incoming.data();
         while (mask == incoming.data()) ASSERT_TRUE(process(helper, frame));
         mask = incoming.data();
-        const size_t before = allocations;
+        const size_t before = zeltest::allocationCount();
         for (int skipped = 0; skipped < 17; ++skipped) ASSERT_TRUE(process(helper, frame));
-        EXPECT_EQ(allocations, before);
+        EXPECT_EQ(zeltest::allocationCount(), before);
         EXPECT_EQ(mask, incoming.data());
     }
 }

@@ -6,9 +6,9 @@
 #include <filesystem>
 #include <map>
 
-#include "engines/vino/TraceCapture.h"
 #include "platform/include/folders.h"
 #include "platform/include/module.h"
+#include "tests/support/TraceCapture.h"
 
 using InferenceEngine::CNNNetwork;
 using InferenceEngine::Core;
@@ -19,7 +19,7 @@ using testing::HasSubstr;
 
 namespace {
 
-using Line = TraceCapture::Line;
+using Line = zeltest::TraceCapture::Line;
 
 constexpr int kXmlId = 140;
 constexpr int kWeightsId = 150;
@@ -56,7 +56,7 @@ class TestDataPathTest : public testing::Test {
 
     const std::string local = std::string("/local") + platform::pathSeparator() + "gpucache";
     FakeFolders folders;
-    TraceCapture trace;
+    zeltest::TraceCapture trace;
 };
 
 }  // namespace

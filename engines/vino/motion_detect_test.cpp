@@ -6,7 +6,7 @@
 #include <random>
 #include <vector>
 
-#include "engines/vino/TraceCapture.h"
+#include "tests/support/TraceCapture.h"
 
 using testing::Each;
 using testing::ElementsAre;
@@ -56,14 +56,15 @@ Bytes eroded(int32_t width, int32_t height, const Bytes& src) {
 TEST(IsChangedTest, NullBufferIsLoggedAndCountsAsAChange) {
     const Bytes bytes(30, 0);
     for (int missing = 0; missing < 3; ++missing) {
-        TraceCapture trace;
+        zeltest::TraceCapture trace;
         int32_t counter = 7;
         EXPECT_EQ(
             MotionDetect::isChanged(10, missing == 0 ? nullptr : bytes.data(), missing == 1 ? nullptr : bytes.data(),
                                     missing == 2 ? nullptr : bytes.data(), 10, &counter),
             1);
         EXPECT_EQ(counter, 0);
-        EXPECT_THAT(trace.lines(), ElementsAre(TraceCapture::Line{0, "MotionDetect isChanged: Pointer is empty"}));
+        EXPECT_THAT(trace.lines(),
+                    ElementsAre(zeltest::TraceCapture::Line{0, "MotionDetect isChanged: Pointer is empty"}));
     }
 }
 
@@ -142,11 +143,12 @@ TEST(IsChangedTest, NoPixelsAreUnchanged) {
 TEST(GetMaskEdgeTest, NullBufferIsLoggedAndLeavesTheCount) {
     Bytes bytes(9, 200);
     for (const bool withMask : {false, true}) {
-        TraceCapture trace;
+        zeltest::TraceCapture trace;
         int32_t count = 5;
         MotionDetect::getMaskEdge(3, 3, withMask ? bytes.data() : nullptr, &count, withMask ? nullptr : bytes.data());
         EXPECT_EQ(count, 5);
-        EXPECT_THAT(trace.lines(), ElementsAre(TraceCapture::Line{0, "MotionDetect getMaskEdge: Pointer is empty"}));
+        EXPECT_THAT(trace.lines(),
+                    ElementsAre(zeltest::TraceCapture::Line{0, "MotionDetect getMaskEdge: Pointer is empty"}));
     }
     EXPECT_THAT(bytes, Each(200));
 }
@@ -211,10 +213,10 @@ TEST(GetMaskEdgeTest, EdgeIsWhereAWindowHoldsBothKinds) {
                 bool inside = false, outside = false;
                 for (int v = std::max(y - 2, 0); v <= std::min(y + 2, height - 1); ++v) {
                     for (int u = std::max(x - 2, 0); u <= std::min(x + 2, width - 1); ++u) {
-                        (mask[static_cast<size_t>(v * width + u)] ? inside : outside) = true;
+                        (mask[static_cast<size_t>(v) * width + u] ? inside : outside) = true;
                     }
                 }
-                ASSERT_EQ(edges.map[static_cast<size_t>(y * width + x)], inside && outside) << x << ' ' << y;
+                ASSERT_EQ(edges.map[static_cast<size_t>(y) * width + x], inside && outside) << x << ' ' << y;
                 count += inside && outside;
             }
         }
@@ -231,7 +233,7 @@ TEST(GetMaskEdgeTest, NegativeDimensionsAreAnEmptyPicture) {
 }
 
 TEST(ErodeMaskTest, NullPointersAndSmallPicturesAreRefusedWithoutALine) {
-    TraceCapture trace;
+    zeltest::TraceCapture trace;
     const Bytes src(9, 1);
     Bytes dst(9, 77);
     EXPECT_EQ(MotionDetect::erodeMask(3, 3, nullptr, dst.data()), -1);

@@ -49,8 +49,10 @@ class PixelLoopsTest : public testing::Test {
         std::uniform_int_distribution<int> noise(0, 4);
         const double scale = std::uniform_real_distribution<double>(0.2, 2.0)(random);
         for (size_t i = 0; i < memory.size(); ++i) {
+            const size_t row = i / width;
+            const size_t column = i % width;
             const double wave =
-                std::sin(static_cast<double>(i % width) * scale) * std::cos(static_cast<double>(i / width) * 0.7);
+                std::sin(static_cast<double>(column) * scale) * std::cos(static_cast<double>(row) * 0.7);
             memory.data()[i] = static_cast<uint8_t>(std::clamp(128 + wave * 140 + noise(random), 0.0, 255.0));
         }
     }

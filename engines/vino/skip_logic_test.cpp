@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <limits>
 
-#include "engines/vino/TraceCapture.h"
 #include "platform/include/clock.h"
 #include "platform/include/guarded_memory.h"
+#include "tests/support/TraceCapture.h"
 
 using platform::GuardedMemory;
 using testing::IsEmpty;
@@ -37,7 +37,7 @@ class SkipLogicTest : public testing::Test {
     int32_t test() { return skip.test(kWidth, kHeight, frame.data(), kPixels * 3); }
     void paint(uint8_t value) { std::fill(frame.begin(), frame.end(), value); }
 
-    TraceCapture trace;
+    zeltest::TraceCapture trace;
     GuardedMemory frame;
     std::vector<uint8_t> mask;
     SkipLogic skip;
@@ -47,7 +47,8 @@ class SkipLogicTest : public testing::Test {
 
 TEST_F(SkipLogicTest, WithoutAReferenceTheChangeTestTellsThatAPointerIsEmpty) {
     EXPECT_EQ(test(), 1);
-    EXPECT_EQ(trace.lines(), (std::vector<TraceCapture::Line>{{0, "MotionDetect isChanged: Pointer is empty"}}));
+    EXPECT_EQ(trace.lines(),
+              (std::vector<zeltest::TraceCapture::Line>{{0, "MotionDetect isChanged: Pointer is empty"}}));
     EXPECT_FALSE(skip.hasMask());
 }
 

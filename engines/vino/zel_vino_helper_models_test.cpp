@@ -12,15 +12,15 @@
 
 #include "engines/inference_engine/DeviceAlias.h"
 #include "engines/vino/ModelStore.h"
-#include "engines/vino/TraceCapture.h"
 #include "engines/vino/ZelVinoHelper.h"
+#include "tests/support/TraceCapture.h"
 
 using testing::HasSubstr;
 
 namespace {
 
 using Bytes = std::vector<uint8_t>;
-using Line = TraceCapture::Line;
+using Line = zeltest::TraceCapture::Line;
 
 struct Network {
     const char* device;
@@ -103,7 +103,7 @@ class ZelVinoHelperModelsTest : public testing::Test {
         return either == 0 ? 0 : static_cast<double>(both) / either;
     }
 
-    TraceCapture trace;
+    zeltest::TraceCapture trace;
 };
 
 }  // namespace

@@ -20,7 +20,7 @@ using testing::Pair;
 
 namespace {
 
-using Line = TraceCapture::Line;
+using Line = zeltest::TraceCapture::Line;
 
 const Line kEmptyPointer{0, "MotionDetect isChanged: Pointer is empty"};
 const Line kNotInited{0, "ZelVinoHelper::processUsingV5Model not inited."};

@@ -20,7 +20,8 @@
 #include "platform/include/clock.h"
 #include "platform/include/kernel_objects.h"
 
-extern char** environ;
+// POSIX leaves it to its users to declare this; some headers do all the same.
+extern char** environ;  // NOLINT(readability-redundant-declaration)
 
 namespace platform {
 
@@ -76,7 +77,7 @@ std::vector<std::string> mergedEnvironment(const ProcessOptions& options) {
                                           [&](const auto& setting) { return setting.first == name; });
         if (!replaced) merged.push_back(variable);
     }
-    for (const auto& [name, value] : options.environment) merged.push_back(name + '=' + value);
+    for (const auto& [name, value] : options.environment) merged.emplace_back(name).append("=").append(value);
     return merged;
 }
 

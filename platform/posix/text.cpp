@@ -1,5 +1,6 @@
 #include "platform/include/text.h"
 
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -52,7 +53,7 @@ std::string narrow(const std::wstring& text) {
     std::string out;
     out.reserve(text.size());
     for (const wchar_t wide : text) {
-        const uint32_t character = static_cast<uint32_t>(wide);
+        const auto character = std::bit_cast<uint32_t>(wide);
         if (isEscapedByte(character)) {
             out += static_cast<char>(character - kEscape);
         } else {

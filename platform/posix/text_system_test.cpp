@@ -23,11 +23,13 @@ TEST(LinuxTextTest, NarrowTextIsUtf8) {
 }
 
 TEST(LinuxTextTest, EverySequenceOfThreeBytesSurvivesTheRoundTrip) {
-    const std::string heads = "\x00\x41\x7f\x80\xbf\xc0\xc1\xc2\xdf\xe0\xed\xef\xf0\xf4\xf5\xff\x90\xa0\x9f\x8f";
-    for (const char first : heads) {
+    constexpr uint8_t kHeads[] = {0x00, 0x41, 0x7F, 0x80, 0xBF, 0xC0, 0xC1, 0xC2, 0xDF, 0xE0,
+                                  0xED, 0xEF, 0xF0, 0xF4, 0xF5, 0xFF, 0x90, 0xA0, 0x9F, 0x8F};
+    for (const uint8_t first : kHeads) {
         for (int second = 0; second < 256; ++second) {
             for (int third = 0; third < 256; ++third) {
-                const std::string bytes = {first, static_cast<char>(second), static_cast<char>(third)};
+                const std::string bytes = {static_cast<char>(first), static_cast<char>(second),
+                                           static_cast<char>(third)};
                 ASSERT_EQ(narrow(widen(bytes)), bytes);
             }
         }

@@ -5,13 +5,13 @@
 #include <functional>
 
 #include "platform/include/thread.h"
+#include "tests/support/TraceCapture.h"
 #include "util/src/fake_thread.h"
 #include "util/src/queue_thread_fixture.h"
-#include "util/src/trace_capture.h"
 
 namespace {
 
-using Line = TraceCapture::Line;
+using Line = zeltest::TraceCapture::Line;
 using Lines = std::vector<Line>;
 using Calls = std::vector<std::string>;
 
@@ -44,14 +44,14 @@ const CCmTimeValue kOneMillisecond(0, 1000);
 // No thread of the system has the first id; the second one is the test's own.
 struct CmAsyncTimerTest : testing::Test {
     static std::string notCancelled(const CCmAsyncTimer* timer) {
-        return "CCmAsyncTimer::~CCmAsyncTimer, timer is not canceled" + thisTail(timer);
+        return "CCmAsyncTimer::~CCmAsyncTimer, timer is not canceled" + zeltest::thisTail(timer);
     }
 
     FakeThread foreign{0xFFFFFFF0};
     FakeThread own{platform::currentThreadId()};
     Sink sink, other;
     std::shared_ptr<CCmAsyncTimer> timer = makeTimer();
-    const TraceCapture trace;
+    const zeltest::TraceCapture trace;
 };
 
 TEST_F(CmAsyncTimerTest, ScheduleNeedsAThread) {
@@ -77,7 +77,7 @@ TEST_F(CmAsyncTimerTest, ScheduleOnTheThreadWithoutTimerQueueWarns) {
     own.hasTimers = false;
     EXPECT_EQ(timer->ScheduleInThread(&own, &sink, kOneMillisecond, 0), kNoTimerQueue);
     EXPECT_EQ(trace.lines(), (Lines{{1, "CCmAsyncTimer::Schedule_i, your thread doesn't support TP timer queue 2." +
-                                            thisTail(timer.get())}}));
+                                            zeltest::thisTail(timer.get())}}));
     EXPECT_EQ(cm_assertion_count(), before);
 }
 
@@ -227,7 +227,7 @@ TEST_F(CmAsyncTimerTest, DestroyingAnIdleTimerSaysNothing) {
 class CmAsyncTimerOnThreadTest : public QueueThreadFixture {
   protected:
     std::shared_ptr<CCmAsyncTimer> m_timer = makeTimer();
-    const TraceCapture m_trace;
+    const zeltest::TraceCapture m_trace;
 };
 
 TEST_F(CmAsyncTimerOnThreadTest, TicksOnTheThreadUntilItIsCancelled) {

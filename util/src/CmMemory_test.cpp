@@ -119,7 +119,7 @@ TEST_F(CmMemoryTest, MemsetClearsSmaxBytesBeforeItFails) {
 TEST_F(CmMemoryTest, MemsetHasClearedWhenTheHandlerRuns) {
     static char bytes[4] = {'b', 'b', 'b', 'b'};
     static int seen = -1;
-    cm::setConstraintHandler([](unsigned, const char*) { seen = bytes[3]; });
+    cm::setConstraintHandler([](unsigned, const char*) { seen = static_cast<unsigned char>(bytes[3]); });
     cm::memset_s(bytes, 4, 'x', 5);
     EXPECT_EQ(seen, 0);
 }

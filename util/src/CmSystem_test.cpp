@@ -6,8 +6,8 @@
 
 #include "platform/include/machine.h"
 #include "platform/include/module.h"
+#include "tests/support/TraceCapture.h"
 #include "util/src/child_process.h"
-#include "util/src/trace_capture.h"
 
 namespace {
 
@@ -116,7 +116,7 @@ TEST(CmSystemTest, FailedLoadIsNullWithTheSystemsNumber) {
 }
 
 TEST(CmSystemTest, LibrariesAreTracedWhileANotificationObjectLives) {
-    const TraceCapture trace;
+    const zeltest::TraceCapture trace;
     expectLoaded(kmo_load_library_s(libraryPath().c_str(), enPathAppendNone, true));
     EXPECT_TRUE(trace.lines().empty());
     {

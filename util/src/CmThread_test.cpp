@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "platform/include/thread.h"
+#include "tests/support/TraceCapture.h"
 #include "util/src/fake_thread.h"
 #include "util/src/queue_thread_fixture.h"
-#include "util/src/trace_capture.h"
 
 namespace {
 
@@ -55,21 +55,22 @@ TEST(CmThreadTest, ThreadThatIsNotOfTheFactoryIsUnknown) {
 }
 
 TEST(CmThreadTest, InvokeInThreadNeedsAThread) {
-    const TraceCapture trace;
+    const zeltest::TraceCapture trace;
     const unsigned long before = cm_assertion_count();
     EXPECT_EQ(InvokeInThread(nullptr, [] {}), 0x46004003);
-    EXPECT_EQ(trace.lines(), (std::vector<TraceCapture::Line>{{0, "CmThread.h:174 Assert failed: pThread != NULL"}}));
+    EXPECT_EQ(trace.lines(),
+              (std::vector<zeltest::TraceCapture::Line>{{0, "CmThread.h:174 Assert failed: pThread != NULL"}}));
     EXPECT_EQ(cm_assertion_count(), before + 1);
 }
 
 TEST(CmThreadTest, InvokeInThreadNeedsAnEventQueue) {
-    const TraceCapture trace;
+    const zeltest::TraceCapture trace;
     const unsigned long before = cm_assertion_count();
     FakeThread thread(1);
     thread.hasEvents = false;
     EXPECT_EQ(InvokeInThread(&thread, [] {}), 0x46004003);
     EXPECT_EQ(trace.lines(),
-              (std::vector<TraceCapture::Line>{{0, "CmThread.h:176 Assert failed: pEventQueue != NULL"}}));
+              (std::vector<zeltest::TraceCapture::Line>{{0, "CmThread.h:176 Assert failed: pEventQueue != NULL"}}));
     EXPECT_EQ(cm_assertion_count(), before + 1);
 }
 
@@ -213,12 +214,13 @@ TEST_F(FactoryThreadTest, UnknownFlagAndMissingEventAreRefused) {
 }
 
 TEST_F(FactoryThreadTest, ExceptionOfAnEventIsTracedAndTheThreadGoesOn) {
-    const TraceCapture trace(0);
+    const zeltest::TraceCapture trace(0);
     ASSERT_EQ(post([] { throw std::runtime_error("no such mask"); }), 0);
     ASSERT_EQ(post([] { throw 5; }), 0);
     EXPECT_EQ(onThread([] { return 3; }), 3);
-    EXPECT_EQ(
-        trace.count(0, "CCmQueueThread, event failed, thread=utest-disp, error=no such mask" + thisTail(m_thread)), 1);
+    EXPECT_EQ(trace.count(0, "CCmQueueThread, event failed, thread=utest-disp, error=no such mask" +
+                                 zeltest::thisTail(m_thread)),
+              1);
     EXPECT_EQ(trace.count(0, "error=unknown exception"), 1);
 }
 

@@ -8,15 +8,15 @@
 #include <stdexcept>
 #include <thread>
 
+#include "tests/support/TraceCapture.h"
 #include "util/include/CmTime.h"
 #include "util/src/child_process.h"
-#include "util/src/trace_capture.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using Line = TraceCapture::Line;
+using Line = zeltest::TraceCapture::Line;
 
 void traceEachLevel() {
     QOR_ERROR("error");
@@ -25,26 +25,26 @@ void traceEachLevel() {
 }
 
 TEST(CmTraceTest, NegativeMaskSilencesEveryLine) {
-    const TraceCapture trace(-1);
+    const zeltest::TraceCapture trace(-1);
     traceEachLevel();
     CM_ERROR("error");
     EXPECT_THAT(trace.lines(), IsEmpty());
 }
 
 TEST(CmTraceTest, MaskOfZeroPassesFailuresOnly) {
-    const TraceCapture trace(0);
+    const zeltest::TraceCapture trace(0);
     traceEachLevel();
     EXPECT_THAT(trace.lines(), ElementsAre(Line{0, "error"}));
 }
 
 TEST(CmTraceTest, MaskOfOnePassesWarningsToo) {
-    const TraceCapture trace(1);
+    const zeltest::TraceCapture trace(1);
     traceEachLevel();
     EXPECT_THAT(trace.lines(), ElementsAre(Line{0, "error"}, Line{1, "warning"}));
 }
 
 TEST(CmTraceTest, MaskIsAThresholdAndNoSetOfBits) {
-    const TraceCapture trace(4);
+    const zeltest::TraceCapture trace(4);
     traceEachLevel();
     CM_ERROR("error");
     CM_WARNING("warning");
@@ -54,7 +54,7 @@ TEST(CmTraceTest, MaskIsAThresholdAndNoSetOfBits) {
 }
 
 TEST(CmTraceTest, NothingOfAGatedLineIsEvaluated) {
-    const TraceCapture trace(1);
+    const zeltest::TraceCapture trace(1);
     int evaluated = 0;
     QOR_INFO("n=" << ++evaluated);
     EXPECT_EQ(evaluated, 0);
@@ -64,7 +64,7 @@ TEST(CmTraceTest, NothingOfAGatedLineIsEvaluated) {
 }
 
 TEST(CmTraceTest, SiteIsOneStatement) {
-    const TraceCapture trace(2);
+    const zeltest::TraceCapture trace(2);
     if (trace.lines().size() == 1)
         QOR_INFO("then");
     else
@@ -73,13 +73,13 @@ TEST(CmTraceTest, SiteIsOneStatement) {
 }
 
 TEST(CmTraceTest, LineIsCutAtItsBuffer) {
-    const TraceCapture trace(2);
+    const zeltest::TraceCapture trace(2);
     QOR_INFO(std::string(1022, 'a') << "bc");
     EXPECT_THAT(trace.lines(), ElementsAre(Line{2, std::string(1022, 'a') + "b"}));
 }
 
 TEST(CmTraceTest, SinkGetsTheTextAsGivenWhateverTheMask) {
-    const TraceCapture trace(-1);
+    const zeltest::TraceCapture trace(-1);
     EXPECT_EQ(util_adapter_trace(7, "module", "text\nand more", 6), 0);
     EXPECT_THAT(trace.lines(), ElementsAre(Line{7, "text\na"}));
 }
@@ -108,7 +108,7 @@ std::string stderrOf(void (*work)()) {
 }
 
 TEST(CmTraceTest, StderrShowsLevelModuleAndText) {
-    const TraceCapture trace(2);
+    const zeltest::TraceCapture trace(2);
     EXPECT_EQ(stderrOf([] {
                   QOR_WARNING("zelipc>> text");
                   CM_ERROR("of the library");
@@ -151,7 +151,7 @@ int failing(bool expression, const char* file) {
 }
 
 TEST(CmTraceTest, FailedAssertionIsTracedCountedAndReturnsItsCode) {
-    const TraceCapture trace(0);
+    const zeltest::TraceCapture trace(0);
     const unsigned long before = cm_assertion_count();
     EXPECT_EQ(failing(false, "CmAsyncTimer.h"), 0x46004003);
     EXPECT_EQ(failing(false, "d:\\src\\util\\CmAsyncTimer.h"), 0x46004003);
@@ -162,7 +162,7 @@ TEST(CmTraceTest, FailedAssertionIsTracedCountedAndReturnsItsCode) {
 }
 
 TEST(CmTraceTest, MaskGatesTheAssertionsLineButNotItsReport) {
-    const TraceCapture trace(-1);
+    const zeltest::TraceCapture trace(-1);
     const unsigned long before = cm_assertion_count();
     EXPECT_EQ(failing(false, "CmAsyncTimer.h"), 0x46004003);
     EXPECT_THAT(trace.lines(), IsEmpty());
@@ -170,7 +170,7 @@ TEST(CmTraceTest, MaskGatesTheAssertionsLineButNotItsReport) {
 }
 
 TEST(CmTraceTest, HeldAssertionDoesNothing) {
-    const TraceCapture trace(2);
+    const zeltest::TraceCapture trace(2);
     const unsigned long before = cm_assertion_count();
     EXPECT_EQ(failing(true, "CmAsyncTimer.h"), 0);
     EXPECT_THAT(trace.lines(), IsEmpty());
@@ -188,10 +188,10 @@ struct Member {
 };
 
 TEST(CmTraceTest, MemberLineEndsWithItsObject) {
-    const TraceCapture trace(2);
+    const zeltest::TraceCapture trace(2);
     const Member member;
     member.trace();
-    EXPECT_THAT(trace.lines(), ElementsAre(Line{2, "zelipc>> Member::trace" + thisTail(&member)}));
+    EXPECT_THAT(trace.lines(), ElementsAre(Line{2, "zelipc>> Member::trace" + zeltest::thisTail(&member)}));
 }
 
 unsigned long long g_clock = 0;
@@ -204,7 +204,7 @@ class CmUtilFuncTracerTest : public testing::Test {
     }
     void TearDown() override { timer_policy::replace(nullptr); }
 
-    const TraceCapture m_trace{2};
+    const zeltest::TraceCapture m_trace{2};
 };
 
 TEST_F(CmUtilFuncTracerTest, TellsEntryAndExitWithTheDifferenceOfTruncatedMilliseconds) {
@@ -230,7 +230,7 @@ TEST_F(CmUtilFuncTracerTest, WritesNothingWhenItIsOff) {
 }
 
 TEST_F(CmUtilFuncTracerTest, WritesNothingBelowLevelTwo) {
-    const TraceCapture trace(1);
+    const zeltest::TraceCapture trace(1);
     { const CCmUtilFuncTracer tracer(true, true, "zelhost", "f", "m"); }
     EXPECT_THAT(trace.lines(), IsEmpty());
 }
@@ -246,7 +246,8 @@ TEST_F(CmUtilFuncTracerTest, TellsTheExitByAnExceptionToo) {
 
 TEST_F(CmUtilFuncTracerTest, MacroFormsBothTexts) {
     Member member;
-    const std::string function = "Member::traceScope2,line=" + std::to_string(member.traceScope()) + thisTail(&member);
+    const std::string function =
+        "Member::traceScope2,line=" + std::to_string(member.traceScope()) + zeltest::thisTail(&member);
     EXPECT_THAT(m_trace.lines(), ElementsAre(Line{2, "zelipc>> scope, enter, " + function},
                                              Line{2, "zelipc>> scope, leave, " + function + ", elapsed=0 ms"}));
 }
@@ -258,7 +259,7 @@ TEST_F(CmUtilFuncTracerTest, MacroWithoutObjectLeavesItOut) {
 }
 
 TEST(CmTraceTest, AnyThreadTracesWhileTheSinkAndTheMaskChange) {
-    const TraceCapture trace(2);
+    const zeltest::TraceCapture trace(2);
     std::atomic<int> running{4};
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i) {
@@ -269,7 +270,7 @@ TEST(CmTraceTest, AnyThreadTracesWhileTheSinkAndTheMaskChange) {
     }
     while (running > 0) {
         set_external_trace_mask(-1);
-        { const TraceCapture other(1); }
+        { const zeltest::TraceCapture other(1); }
         set_util_external_trace_sink(nullptr);
         set_external_trace_mask(2);
     }
@@ -278,7 +279,7 @@ TEST(CmTraceTest, AnyThreadTracesWhileTheSinkAndTheMaskChange) {
 }
 
 TEST(CmTraceTest, EveryLineOfManyThreadsArrivesWhole) {
-    const TraceCapture trace(2);
+    const zeltest::TraceCapture trace(2);
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i) {
         threads.emplace_back([i] {

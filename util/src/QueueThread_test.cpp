@@ -5,8 +5,8 @@
 #include <functional>
 #include <stdexcept>
 
+#include "tests/support/TraceCapture.h"
 #include "util/src/queue_thread_fixture.h"
-#include "util/src/trace_capture.h"
 
 namespace {
 
@@ -38,7 +38,7 @@ TEST(NextTickTest, DoesNotDriftOverManyLateTicks) {
 class Handler : public ICmTimerHandler {
   public:
     explicit Handler(std::function<void(void*)> work = {}) : m_work(std::move(work)) {}
-    virtual ~Handler() = default;
+    ~Handler() override = default;
     void OnTimeout(const CCmTimeValue& interval, void* token) override {
         lastInterval = interval;
         lastThread = CmGetThreadID();
@@ -140,7 +140,7 @@ TEST_F(QueueTimerTest, TickThatIsDueMayBeCancelledByAnotherTick) {
 }
 
 TEST_F(QueueTimerTest, OnlyItsOwnThreadTouchesTheQueue) {
-    const TraceCapture trace(0);
+    const zeltest::TraceCapture trace(0);
     Handler handler;
     ICmTimerQueue* const queue = m_thread->GetTimerQueue();
     EXPECT_EQ(queue->ScheduleTimer(&handler, nullptr, CCmTimeValue(0, 1000), 0), CM_ERROR_WRONG_THREAD);
@@ -152,7 +152,7 @@ TEST_F(QueueTimerTest, OnlyItsOwnThreadTouchesTheQueue) {
 }
 
 TEST_F(QueueTimerTest, RefusesAnIntervalThatIsNotPositiveAndAMissingHandler) {
-    const TraceCapture trace(0);
+    const zeltest::TraceCapture trace(0);
     Handler handler;
     EXPECT_EQ(schedule(handler, 0, 0), CM_ERROR_INVALID_ARGUMENT);
     EXPECT_EQ(schedule(handler, -5, 0), CM_ERROR_INVALID_ARGUMENT);
@@ -176,7 +176,7 @@ TEST_F(QueueTimerTest, TakesTheLongestInterval) {
 }
 
 TEST_F(QueueTimerTest, ExceptionOfATickIsTracedAndTheTicksGoOn) {
-    const TraceCapture trace(0);
+    const zeltest::TraceCapture trace(0);
     Handler handler([](void*) { throw std::runtime_error("tick broke"); });
     ASSERT_EQ(schedule(handler, 1000, 3), 0);
     EXPECT_TRUE(eventually(
