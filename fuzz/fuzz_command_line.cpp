@@ -22,7 +22,7 @@ Number outcome(const Convert& convert, const std::string& text) {
 }
 
 std::string value(const std::string& line, const std::string& key) {
-    const std::string found = commandLineValue(line, key);
+    std::string found = commandLineValue(line, key);
     fuzz::require(found.find(' ') == std::string::npos);
     fuzz::require(found.empty() || line.find(key + "=" + found) != std::string::npos);
     return found;
