@@ -1,10 +1,9 @@
 #include "bench/Comparison.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <random>
-
-#include "platform/include/clock.h"
 
 namespace zelbench {
 
@@ -15,19 +14,24 @@ Samples runBlock(const Blocks& blocks, const std::function<void()>& operation) {
     Samples samples;
     samples.reserve(blocks.operations);
     for (int count = 0; count < blocks.operations; ++count) {
-        const uint64_t start = platform::monotonicMicroseconds();
+        const auto start = std::chrono::steady_clock::now();
         operation();
-        samples.push_back(static_cast<double>(platform::monotonicMicroseconds() - start));
+        const std::chrono::duration<double, std::micro> elapsed = std::chrono::steady_clock::now() - start;
+        samples.push_back(elapsed.count());
     }
     return samples;
+}
+
+double spreadOf(const Samples& medians) {
+    const auto [least, most] = std::minmax_element(medians.begin(), medians.end());
+    return (*most - *least) / percentile(medians, 0.5);
 }
 
 void addRatio(Comparison& result, const Samples& ours, const Samples& theirs) {
     Samples ratios;
     for (size_t block = 0; block < ours.size(); ++block) ratios.push_back(ours[block] / theirs[block]);
     result.ratio = percentile(ratios, 0.5);
-    result.spread = (*std::max_element(ours.begin(), ours.end()) - *std::min_element(ours.begin(), ours.end())) /
-                    percentile(ours, 0.5);
+    result.spread = spreadOf(ours);
     std::mt19937 random(1);
     Samples medians;
     for (int draw = 0; draw < 2000; ++draw) {
@@ -75,6 +79,14 @@ Comparison compareFigures(const std::vector<double>& ours, const std::vector<dou
     result.theirsP50 = percentile(theirs, 0.5);
     result.theirsP99 = percentile(theirs, 0.99);
     addRatio(result, ours, theirs);
+    return result;
+}
+
+Comparison figuresAlone(const std::vector<double>& ours) {
+    Comparison result;
+    result.oursP50 = percentile(ours, 0.5);
+    result.oursP99 = percentile(ours, 0.99);
+    result.spread = spreadOf(ours);
     return result;
 }
 

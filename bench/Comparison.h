@@ -11,13 +11,13 @@ using Samples = std::vector<double>;
 
 double percentile(Samples samples, double fraction);
 
-// What came of measuring two things in interleaved blocks.
+// What came of measuring two things in interleaved blocks, or one thing alone: its ratio and theirs are 0 then.
 struct Comparison {
-    double oursP50 = 0, oursP99 = 0;      // microseconds
-    double theirsP50 = 0, theirsP99 = 0;  // microseconds
-    double ratio = 0;                     // median over the blocks of ours / theirs
-    double ratioLow = 0, ratioHigh = 0;   // 95 % interval of that median, by bootstrap over the blocks
-    double spread = 0;                    // of our blocks' medians: (largest - smallest) / median
+    double oursP50 = 0, oursP99 = 0;
+    double theirsP50 = 0, theirsP99 = 0;
+    double ratio = 0;                    // median over the blocks of ours / theirs
+    double ratioLow = 0, ratioHigh = 0;  // 95 % interval of that median, by bootstrap over the blocks
+    double spread = 0;                   // of our blocks' medians: (largest - smallest) / median
 };
 
 struct Blocks {
@@ -31,5 +31,6 @@ Comparison compare(const Blocks& blocks, const std::function<void()>& ours, cons
 
 // Summarises single figures (a start, a size) taken in turn.
 Comparison compareFigures(const std::vector<double>& ours, const std::vector<double>& theirs);
+Comparison figuresAlone(const std::vector<double>& ours);
 
 }  // namespace zelbench

@@ -21,19 +21,20 @@ struct Photograph {
     std::unique_ptr<uint8_t, void (*)(void*)> pixels{nullptr, stbi_image_free};
 };
 
-// The part of 16:9 that begins at `left`, `top` fractions of what is spare, by nearest pixel.
-std::vector<uint8_t> cut(const Photograph& photograph, uint32_t width, uint32_t height, double left, double top) {
-    const int cutWidth = photograph.width * 3 / 4;
-    const int cutHeight = cutWidth * static_cast<int>(height) / static_cast<int>(width);
-    const int x0 = static_cast<int>((photograph.width - cutWidth) * left);
-    const int y0 = static_cast<int>((photograph.height - cutHeight) * top);
+constexpr uint8_t kFrames = 13;
+constexpr uint8_t kLightStep = 11;  // three bytes of a pixel then differ by 33; more than 30 is a change
+
+// The middle of the photograph, as wide as it is, by nearest pixel.
+std::vector<uint8_t> cut(const Photograph& photograph, uint32_t width, uint32_t height) {
+    const auto cutWidth = static_cast<uint32_t>(photograph.width);
+    const uint32_t cutHeight = cutWidth * height / width;
+    const uint32_t top = (static_cast<uint32_t>(photograph.height) - cutHeight) / 2;
     std::vector<uint8_t> frame;
     frame.reserve(size_t{width} * height * 3);
     for (uint32_t y = 0; y < height; ++y)
         for (uint32_t x = 0; x < width; ++x) {
-            const int sourceX = x0 + static_cast<int>(x * static_cast<uint32_t>(cutWidth) / width);
-            const int sourceY = y0 + static_cast<int>(y * static_cast<uint32_t>(cutHeight) / height);
-            const uint8_t* pixel = photograph.pixels.get() + (size_t(sourceY) * photograph.width + sourceX) * 3;
+            const size_t source = size_t{top + y * cutHeight / height} * cutWidth + x * cutWidth / width;
+            const uint8_t* pixel = photograph.pixels.get() + source * 3;
             frame.insert(frame.end(), pixel, pixel + 3);
         }
     return frame;
@@ -41,12 +42,22 @@ std::vector<uint8_t> cut(const Photograph& photograph, uint32_t width, uint32_t 
 
 }  // namespace
 
-FramePair readFramePair(const std::string& file, uint32_t width, uint32_t height) {
+FrameSeries readFrames(const std::string& file, uint32_t width, uint32_t height) {
     Photograph photograph;
     int channels = 0;
     photograph.pixels.reset(stbi_load(file.c_str(), &photograph.width, &photograph.height, &channels, 3));
     if (!photograph.pixels) throw std::runtime_error("cannot read the picture " + file + "; ./zel models makes it");
-    return {width, height, cut(photograph, width, height, 0.1, 0.0), cut(photograph, width, height, 0.8, 0.1)};
+    if (int64_t{photograph.width} * height > int64_t{photograph.height} * width)
+        throw std::runtime_error("the picture " + file + " is wider than " + std::to_string(width) + ":" +
+                                 std::to_string(height));
+    FrameSeries series{width, height, {}};
+    const std::vector<uint8_t> picture = cut(photograph, width, height);
+    for (uint8_t number = 0; number < kFrames; ++number) {
+        std::vector<uint8_t> frame = picture;
+        for (uint8_t& byte : frame) byte = static_cast<uint8_t>(byte * 4 / 9 + number * kLightStep);
+        series.frames.push_back(std::move(frame));
+    }
+    return series;
 }
 
 }  // namespace zelbench

@@ -10,18 +10,26 @@ namespace zelbench {
 namespace {
 
 void printHeading() {
-    std::printf("%-34s %-30s %10s %10s %10s %10s  %-22s %7s  %s\n", "what", "against", "p50", "p99", "their p50",
-                "their p99", "ratio [95 %]", "spread", "goal");
+    std::printf("%-35s %-4s %9s %9s   %9s %9s   %-22s %7s   %s\n", "", "", "ours", "", "theirs", "", "ours / theirs",
+                "", "");
+    std::printf("%-35s %-4s %9s %9s   %9s %9s   %-22s %7s   %s\n", "what", "unit", "p50", "p99", "p50", "p99",
+                "[95 % interval]", "spread", "goal");
 }
 
+// A line of figures, and one that tells what they were held against.
 void print(const Row& row) {
     const Comparison& figures = row.figures;
-    char ratio[64];
-    std::snprintf(ratio, sizeof ratio, "%.3f [%.3f %.3f]", figures.ratio, figures.ratioLow, figures.ratioHigh);
-    std::printf("%-34s %-30s %10.2f %10.2f %10.2f %10.2f  %-22s %6.1f%%  %s %s%s%s\n", row.what.c_str(),
-                row.against.c_str(), figures.oursP50, figures.oursP99, figures.theirsP50, figures.theirsP99, ratio,
-                figures.spread * 100, row.goal.c_str(), row.reached ? "reached" : "MISSED",
-                row.note.empty() ? "" : "; ", row.note.c_str());
+    const bool alone = row.against.empty();
+    char theirs[64] = "        -         -", ratio[64] = "-";
+    if (!alone) {
+        std::snprintf(theirs, sizeof theirs, "%9.2f %9.2f", figures.theirsP50, figures.theirsP99);
+        std::snprintf(ratio, sizeof ratio, "%.3f [%.3f %.3f]", figures.ratio, figures.ratioLow, figures.ratioHigh);
+    }
+    std::printf("%-35s %-4s %9.2f %9.2f   %s   %-22s %5.1f %%   %s\n", row.what.c_str(), row.unit.c_str(),
+                figures.oursP50, figures.oursP99, theirs, ratio, figures.spread * 100,
+                row.reached ? "reached" : "MISSED");
+    std::printf("    %s%sgoal %s%s%s\n", alone ? "" : "against ", alone ? "" : (row.against + "; ").c_str(),
+                row.goal.c_str(), row.note.empty() ? "" : "; ", row.note.c_str());
     std::fflush(stdout);
 }
 
@@ -42,8 +50,15 @@ void Report::add(Row row) {
     mRows.push_back(std::move(row));
 }
 
-bool Report::allReached() const {
-    return std::all_of(mRows.begin(), mRows.end(), [](const Row& row) { return row.reached; });
+bool Report::tellMissed() const {
+    const auto isMissed = [](const Row& row) { return !row.reached; };
+    const auto missed = std::count_if(mRows.begin(), mRows.end(), isMissed);
+    std::printf("\n%zu of %zu rows reached their goal.\n", mRows.size() - static_cast<size_t>(missed), mRows.size());
+    for (const Row& row : mRows)
+        if (isMissed(row))
+            std::printf("Missed: %s%s%s, goal %s.\n", row.what.c_str(), row.against.empty() ? "" : " against ",
+                        row.against.c_str(), row.goal.c_str());
+    return missed > 0;
 }
 
 void Report::writeJson(const std::string& file) const {

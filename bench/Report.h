@@ -10,8 +10,8 @@ namespace zelbench {
 // One line of the table: what was measured against what, and the goal.
 struct Row {
     std::string what;
-    std::string against;
-    std::string unit;  // of the figures: "us", "ms", "MiB", "% of a core"
+    std::string against;  // "" for figures that stand alone
+    std::string unit;     // of the figures: "us", "ms", "MiB", "%"
     Comparison figures;
     std::string goal;
     bool reached = false;
@@ -20,9 +20,10 @@ struct Row {
 
 class Report {
   public:
-    // Prints the row at once; the heading comes with the first.
+    // Prints the row at once, 120 columns wide; the heading comes with the first.
     void add(Row row);
-    bool allReached() const;
+    // Prints how many rows reached their goal and which did not. True when one did not.
+    bool tellMissed() const;
     void writeJson(const std::string& file) const;
 
   private:

@@ -11,7 +11,7 @@ struct Settings {
     std::string picture;  // photograph of a person, PNG
     Blocks blocks;
     int starts = 7;  // process starts of each kind
-    int idleSeconds = 10;
+    int idleSeconds = 20;
 };
 
 // A frame's way to a host and back against the bare network, and against the bare channel for a still one.
@@ -20,6 +20,8 @@ void measureFrames(const Settings& settings, Report& report);
 void measureChannels(const Settings& settings, Report& report);
 // Start, memory and idle time of the process.
 void measureProcess(const Settings& settings, Report& report);
+// What a program on the client library sees when its host is killed while it serves.
+void measureRecovery(const Settings& settings, Report& report);
 
 // Echoes on the channels of `baseName` until it is ended: the other side of the bare channel.
 [[noreturn]] void serveChannelEcho(const std::string& baseName);

@@ -1,9 +1,7 @@
 #include "bench/posix/ForeignProcess.h"
 
-#include <unistd.h>
-
+#include <ctime>
 #include <fstream>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 
@@ -11,12 +9,8 @@ namespace zelbench {
 
 namespace {
 
-std::string procFile(int processId, const char* name) {
-    return "/proc/" + std::to_string(processId) + "/" + name;
-}
-
 uint64_t statusKilobytes(int processId, const std::string& key) {
-    std::ifstream file(procFile(processId, "status"));
+    std::ifstream file("/proc/" + std::to_string(processId) + "/status");
     std::string line;
     while (std::getline(file, line))
         if (line.rfind(key, 0) == 0) return std::stoull(line.substr(key.size()));
@@ -30,15 +24,11 @@ uint64_t privateResidentBytes(int processId) {
 }
 
 uint64_t processorMicroseconds(int processId) {
-    std::ifstream file(procFile(processId, "stat"));
-    std::string text;
-    std::getline(file, text);
-    std::istringstream fields(text.substr(text.rfind(')') + 2));
-    std::string skipped;
-    for (int field = 3; field < 14; ++field) fields >> skipped;
-    uint64_t user = 0, system = 0;
-    fields >> user >> system;
-    return (user + system) * 1000000 / static_cast<uint64_t>(sysconf(_SC_CLK_TCK));
+    clockid_t clock{};
+    timespec time{};
+    if (clock_getcpuclockid(processId, &clock) != 0 || clock_gettime(clock, &time) != 0)
+        throw std::runtime_error("cannot read the processor time of process " + std::to_string(processId));
+    return static_cast<uint64_t>(time.tv_sec) * 1000000 + static_cast<uint64_t>(time.tv_nsec) / 1000;
 }
 
 }  // namespace zelbench

@@ -8,17 +8,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cstring>
 #include <stdexcept>
 
 namespace zelbench {
-
-struct FutexRoad::Shared {
-    alignas(64) std::atomic<uint32_t> request;
-    alignas(64) std::atomic<uint32_t> reply;
-    alignas(64) uint8_t bytes[1];
-};
 
 namespace {
 
@@ -33,37 +26,40 @@ void wait(std::atomic<uint32_t>& word) {
 
 }  // namespace
 
-FutexRoad::FutexRoad(size_t inBytes, size_t outBytes) : mInBytes(inBytes), mOutBytes(outBytes) {
-    void* memory =
-        mmap(nullptr, sizeof(Shared) + inBytes + outBytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+FutexRoad::FutexRoad(size_t inBytes, size_t outBytes, uint8_t answer, size_t slots, size_t slotBytes)
+    : mInBytes(inBytes), mOutBytes(outBytes), mSlots(slots), mSlotBytes(slotBytes) {
+    void* memory = mmap(nullptr, mappingBytes(), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED) throw std::runtime_error("cannot map shared memory");
-    mShared = static_cast<Shared*>(memory);
+    mWords = static_cast<Words*>(memory);
+    mData = reinterpret_cast<uint8_t*>(mWords + 1);
     mChild = fork();
     if (mChild < 0) throw std::runtime_error("cannot fork");
-    if (mChild == 0) serve();
+    if (mChild == 0) serve(answer);
 }
 
 FutexRoad::~FutexRoad() {
     kill(mChild, SIGKILL);
     waitpid(mChild, nullptr, 0);
-    munmap(mShared, sizeof(Shared) + mInBytes + mOutBytes);
+    munmap(mWords, mappingBytes());
 }
 
-void FutexRoad::serve() {
+void FutexRoad::serve(uint8_t answer) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    std::vector<uint8_t> out(mOutBytes, 7);
+    const std::vector<uint8_t> out(mOutBytes, answer);
     while (true) {
-        wait(mShared->request);
-        std::memcpy(mShared->bytes + mInBytes, out.data(), mOutBytes);
-        set(mShared->reply);
+        wait(mWords->request);
+        std::memcpy(replySlot(), out.data(), mOutBytes);
+        set(mWords->reply);
+        mNext = (mNext + 1) % mSlots;
     }
 }
 
 void FutexRoad::exchange(const std::vector<uint8_t>& in, std::vector<uint8_t>& out) {
-    std::memcpy(mShared->bytes, in.data(), mInBytes);
-    set(mShared->request);
-    wait(mShared->reply);
-    std::memcpy(out.data(), mShared->bytes + mInBytes, mOutBytes);
+    std::memcpy(requestSlot(), in.data(), mInBytes);
+    set(mWords->request);
+    wait(mWords->reply);
+    std::memcpy(out.data(), replySlot(), mOutBytes);
+    mNext = (mNext + 1) % mSlots;
 }
 
 }  // namespace zelbench
