@@ -179,7 +179,7 @@ TEST_F(FactoryThreadTest, EventsRunInTheOrderOfPosting) {
 TEST_F(FactoryThreadTest, HigherPriorityRunsBeforeLower) {
     std::promise<void> gate;
     std::vector<char> order;
-    ASSERT_EQ(post([opened = gate.get_future().share()] { opened.wait(); }), 0);
+    hold(gate.get_future().share());
     ICmEventQueue* const queue = m_thread->GetEventQueue();
     const auto add = [&](char mark, unsigned long priority) {
         auto work = [&order, mark] { order.push_back(mark); };
@@ -227,14 +227,9 @@ TEST_F(FactoryThreadTest, ExceptionOfAnEventIsTracedAndTheThreadGoesOn) {
 // While the thread is held inside an event, another one stops it: what was queued before and what is posted after the
 // stop ends unrun, each exactly once.
 TEST_F(FactoryThreadTest, EventsLeftAtTheStopAreDestroyedUnrun) {
-    std::promise<void> entered, gate;
+    std::promise<void> gate;
     std::atomic<int> fired{0}, destroyed{0};
-    ASSERT_EQ(post([&entered, opened = gate.get_future().share()] {
-                  entered.set_value();
-                  opened.wait();
-              }),
-              0);
-    entered.get_future().wait();
+    hold(gate.get_future().share());
     ICmEventQueue* const queue = m_thread->GetEventQueue();
     int posted = 0;
     for (; posted < 3; ++posted) ASSERT_EQ(queue->PostEvent(new CountedEvent(fired, destroyed), 128, 0), 0);
@@ -267,7 +262,7 @@ TEST_F(FactoryThreadTest, EventMayPostFromItsDestructionAtTheStop) {
     std::promise<void> gate;
     std::atomic<int> fired{0}, destroyed{0};
     ICmEventQueue* const queue = m_thread->GetEventQueue();
-    ASSERT_EQ(post([opened = gate.get_future().share()] { opened.wait(); }), 0);
+    hold(gate.get_future().share());
     ASSERT_EQ(post([poster = std::make_shared<PostsWhenDestroyed>(queue, fired, destroyed)] {}), 0);
     auto released = std::async(std::launch::async, [this] { release(); });
     std::atomic<int> ignored{0};

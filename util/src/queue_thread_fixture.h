@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <future>
+#include <memory>
 #include <string>
 #include <thread>
 #include <utility>
@@ -37,6 +38,18 @@ class QueueThreadFixture : public testing::Test {
     template <class F>
     int post(F&& work) {
         return InvokeInThread(m_thread, std::forward<F>(work));
+    }
+
+    // Returns once the thread is held inside an event, where it stays until `opened` is ready.
+    void hold(std::shared_future<void> opened) {
+        const auto held = std::make_shared<std::promise<void>>();
+        auto isHeld = held->get_future();
+        ASSERT_EQ(post([held, opened] {
+                      held->set_value();
+                      opened.wait();
+                  }),
+                  0);
+        isHeld.wait();
     }
 
     // Waits for a state that nothing announces. False after a generous deadline.
