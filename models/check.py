@@ -1,7 +1,8 @@
 """Measures the made pairs on pictures outside the calibration set and holds them against what they must reach.
 
 Masks are compared at the threshold of one half. Feedback is what the host does: the output times 255, truncated to bytes,
-is the next frame's fourth plane. Times are processor time of one thread in interleaved runs, the fastest of each and the median of the ratios.
+is the next frame's fourth plane. Networks compute in single precision, as in the host. Times are processor time of one
+thread in interleaved runs, the fastest of each and the median of the ratios.
 """
 
 import itertools
@@ -23,7 +24,7 @@ class Network:
     """One made pair on one thread of the processor."""
 
     def __init__(self, folder, name):
-        settings = {"INFERENCE_NUM_THREADS": 1, "NUM_STREAMS": 1}
+        settings = {"INFERENCE_NUM_THREADS": 1, "NUM_STREAMS": 1, "INFERENCE_PRECISION_HINT": "f32"}
         self._request = ov.Core().compile_model(folder / f"{name}.xml", "CPU", settings).create_infer_request()
         self.height, self.width = table.pair(name).input.shape[2:]
 
