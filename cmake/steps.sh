@@ -307,7 +307,8 @@ do_run_checks() {
 }
 
 do_lint() {
-    cmake/tidy "$PWD/build/asan"
+    cmake/tidy "$PWD/build/asan" platform ipc util engines crash host client tests
+    cmake/tidy "$PWD/build/fuzz" fuzz
 }
 
 # What the two commands end with: the counts, where they were taken, then ctest's last lines.

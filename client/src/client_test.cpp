@@ -13,11 +13,9 @@
 
 namespace {
 
-using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
 
 using ClientTest = ClientFixture;
 
