@@ -48,14 +48,8 @@ function(zel_fuzz name)
                     -artifact_prefix=${CMAKE_BINARY_DIR}/fuzz/${name}- ${corpus} ${arg_SEEDS})
 endfunction()
 
-# Built for Windows too, but not run under Wine; cmake/one-system-tests.txt says why.
-set(ZELHOST_NOT_UNDER_WINE kernel_objects_test inference_engine_test client_tool_test)
-
 # add_test with the build's name in front and the sanitizers' settings around it.
 function(zel_register_test name)
-  if(WIN32 AND name IN_LIST ZELHOST_NOT_UNDER_WINE)
-    return()
-  endif()
   add_test(NAME ${ZELHOST_TEST_PREFIX}${name} ${ARGN})
   if(WIN32)
     # Wine fails or hangs now and then when two test programs start processes at the same moment.
@@ -64,8 +58,12 @@ function(zel_register_test name)
   if(NOT ZELHOST_SANITIZE)
     return()
   endif()
+  set_property(GLOBAL APPEND PROPERTY ZELHOST_TESTS ${ZELHOST_TEST_PREFIX}${name})
   set(supp ${CMAKE_SOURCE_DIR}/cmake)
-  set(common "external_symbolizer_path=/usr/bin/llvm-symbolizer-14")
+  set(common "external_symbolizer_path=/usr/bin/llvm-symbolizer-14:print_suppressions=0")
+  if(NOT ZELHOST_FUZZ)
+    string(APPEND common ":log_path=${CMAKE_BINARY_DIR}/reports/sanitizer")
+  endif()
   # TBB loads a library with RTLD_DEEPBIND, which ends a program under a sanitizer, unless it is told of it. The counts
   # are those of tests/support/Repetitions.h, for programs that run several times slower.
   set_tests_properties(${ZELHOST_TEST_PREFIX}${name} PROPERTIES ENVIRONMENT_MODIFICATION
@@ -75,4 +73,13 @@ LSAN_OPTIONS=set:suppressions=${supp}/lsan.supp:print_suppressions=0;\
 TSAN_OPTIONS=set:${common}:suppressions=${supp}/tsan.supp:second_deadlock_stack=1:ignore_noninstrumented_modules=1;\
 TBB_ENABLE_SANITIZERS=set:1;\
 ZELHOST_STRESS_RECORDS=set:20000;ZELHOST_STRESS_LINES=set:200;ZELHOST_KILL_ROUNDS=set:5")
+endfunction()
+
+# The last test: fails on what a sanitizer has reported in any of the others. Many programs that a test starts write
+# where nobody reads, and are killed before their exit code could tell.
+function(zel_add_report_test)
+  get_property(tests GLOBAL PROPERTY ZELHOST_TESTS)
+  add_test(NAME ${ZELHOST_TEST_PREFIX}sanitizer_reports
+           COMMAND ${CMAKE_SOURCE_DIR}/cmake/sanitizer-reports ${CMAKE_BINARY_DIR}/reports)
+  set_tests_properties(${ZELHOST_TEST_PREFIX}sanitizer_reports PROPERTIES DEPENDS "${tests}")
 endfunction()
