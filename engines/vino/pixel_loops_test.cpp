@@ -79,7 +79,12 @@ TEST(PixelLoopsDeathTest, GuardedMemoryEndsAtItsLastByte) {
     volatile uint8_t* const last = memory.data() + 99;
     *last = 1;
     // A sanitizer would take the signal and report what is wanted here.
-    EXPECT_DEATH((std::signal(SIGSEGV, SIG_DFL), last[1] = 1), "");
+    EXPECT_DEATH(
+        {
+            std::signal(SIGSEGV, SIG_DFL);
+            last[1] = 1;
+        },
+        "");
 }
 
 TEST_F(PixelLoopsTest, PlanesOfAVectorFormAreThoseOfThePlainOne) {

@@ -41,7 +41,7 @@ class QueueThreadFixture : public testing::Test {
     }
 
     // Returns once the thread is held inside an event, where it stays until `opened` is ready.
-    void hold(std::shared_future<void> opened) {
+    void hold(const std::shared_future<void>& opened) {
         const auto held = std::make_shared<std::promise<void>>();
         auto isHeld = held->get_future();
         ASSERT_EQ(post([held, opened] {
