@@ -28,9 +28,13 @@ double spreadOf(const Samples& medians) {
 }
 
 void addRatio(Comparison& result, const Samples& ours, const Samples& theirs) {
-    Samples ratios;
-    for (size_t block = 0; block < ours.size(); ++block) ratios.push_back(ours[block] / theirs[block]);
+    Samples ratios, differences;
+    for (size_t block = 0; block < ours.size(); ++block) {
+        ratios.push_back(ours[block] / theirs[block]);
+        differences.push_back(ours[block] - theirs[block]);
+    }
     result.ratio = percentile(ratios, 0.5);
+    result.difference = percentile(differences, 0.5);
     result.spread = spreadOf(ours);
     std::mt19937 random(1);
     Samples medians;

@@ -17,12 +17,13 @@ struct Comparison {
     double theirsP50 = 0, theirsP99 = 0;
     double ratio = 0;                    // median over the blocks of ours / theirs
     double ratioLow = 0, ratioHigh = 0;  // 95 % interval of that median, by bootstrap over the blocks
+    double difference = 0;               // median over the blocks of ours - theirs
     double spread = 0;                   // of our blocks' medians: (largest - smallest) / median
 };
 
 struct Blocks {
-    int repeats = 7;       // pairs of blocks
-    int operations = 200;  // timed in each block
+    int repeats = 15;      // pairs of blocks
+    int operations = 100;  // timed in each block
     int warmUp = 20;       // not timed, before each block
 };
 

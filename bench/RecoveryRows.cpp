@@ -16,6 +16,7 @@ namespace zelbench {
 namespace {
 
 constexpr uint32_t kFramePauseMs = 5;
+constexpr uint64_t kServedUs = 1500000;
 
 struct Recovery {
     double reportedMs;  // from the kill to the client library's word that there is no host
@@ -41,7 +42,7 @@ class CameraProgram {
     CameraProgram& operator=(const CameraProgram&) = delete;
 
     Recovery killHost() {
-        for (int count = 0; count < 20; ++count) awaitMask(mLastTag);
+        serve();
         zelclient_info info;
         zelclient_get_info(mClient, &info);
         mReportedAt = 0;
@@ -57,6 +58,12 @@ class CameraProgram {
   private:
     void onState(zelclient_state state) {
         if (state == ZELCLIENT_STARTING && mReportedAt == 0) mReportedAt = platform::monotonicMicroseconds();
+    }
+
+    // Longer than a host must live for the client library to replace it without a pause.
+    void serve() {
+        const uint64_t end = platform::monotonicMicroseconds() + kServedUs;
+        while (platform::monotonicMicroseconds() < end) awaitMask(mLastTag);
     }
 
     // Until there is the mask of a frame behind `tag`.
@@ -114,8 +121,8 @@ void measureRecovery(const Settings& settings, Report& report) {
     const Comparison told = figuresAlone(reported), again = figuresAlone(masks);
     char note[64];
     std::snprintf(note, sizeof note, "load %.0f ms", load);
-    report.add({"host killed until the client is told", "", "ms", told, "<= 100 ms", told.oursP50 <= 100, ""});
-    report.add({"host killed until masks come again", "", "ms", again, "<= 1 s and the model's load",
+    report.add({"killed host until it is reported", "", "ms", told, "<= 100 ms", told.oursP50 <= 100, ""});
+    report.add({"killed host until masks come again", "", "ms", again, "<= 1 s and the model's load",
                 again.oursP50 <= 1000 + load, note});
 }
 

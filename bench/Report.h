@@ -13,7 +13,7 @@ struct Row {
     std::string against;  // "" for figures that stand alone
     std::string unit;     // of the figures: "us", "ms", "MiB", "%"
     Comparison figures;
-    std::string goal;
+    std::string goal;  // "" for a row that only explains another
     bool reached = false;
     std::string note;
 };

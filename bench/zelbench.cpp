@@ -1,5 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <fstream>
+#include <thread>
 
 #include "bench/Rows.h"
 #include "ipc/channel.h"
@@ -10,6 +12,15 @@ void warnWhenUnoptimised() {
 #ifndef __OPTIMIZE__
     std::fprintf(stderr, "zelbench: warning: this build is not optimised; its figures mean nothing\n");
 #endif
+}
+
+// What else the machine does stands in the figures, most of all where a process waits for another.
+void tellMachine() {
+    std::ifstream file("/proc/loadavg");
+    std::string load;
+    file >> load;
+    std::printf("%u cores; load average of the last minute, before the start: %s\n\n",
+                std::thread::hardware_concurrency(), load.c_str());
 }
 
 int runEcho(const std::vector<std::string>& echo) {
@@ -45,6 +56,7 @@ int main(int argc, char** argv) {
     ipc::printOpenErrors(false);
     if (!echo.empty()) return runEcho(echo);
     warnWhenUnoptimised();
+    tellMachine();
     try {
         zelbench::Report report;
         for (const std::string& row : rows) {
