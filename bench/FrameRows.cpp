@@ -88,10 +88,11 @@ class BareRoad {
     std::vector<uint8_t> mMask;
 };
 
-// A frame that the host did not infer would show here: the network's input is the last mask too.
+// Every meeting of a step with an age of the frame that the host compares with. A frame that it did not infer shows
+// here: the mask would be the one before.
 void verifySequence(ServedHost& host, BareRoad& bare, const FrameSeries& series) {
     std::vector<uint8_t> mask(size_t{series.width} * series.height);
-    for (uint64_t count = 0; count < 3 * series.frames.size(); ++count) {
+    for (uint64_t count = 0; count < 10 * series.frames.size(); ++count) {
         const auto& frame = series.at(count);
         host.exchange(series.width, series.height, frame, mask);
         if (mask != bare.maskOf(frame))

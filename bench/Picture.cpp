@@ -21,19 +21,18 @@ struct Photograph {
     std::unique_ptr<uint8_t, void (*)(void*)> pixels{nullptr, stbi_image_free};
 };
 
-constexpr uint8_t kFrames = 13;
-constexpr uint8_t kLightStep = 11;  // three bytes of a pixel then differ by 33; more than 30 is a change
+constexpr uint32_t kSteps = 13;
 
-// The middle of the photograph, as wide as it is, by nearest pixel.
-std::vector<uint8_t> cut(const Photograph& photograph, uint32_t width, uint32_t height) {
-    const auto cutWidth = static_cast<uint32_t>(photograph.width);
+// The part of 16:9 and three quarters of the photograph's width that begins at `left`, by nearest pixel.
+std::vector<uint8_t> cut(const Photograph& photograph, uint32_t width, uint32_t height, uint32_t left) {
+    const uint32_t cutWidth = static_cast<uint32_t>(photograph.width) * 3 / 4;
     const uint32_t cutHeight = cutWidth * height / width;
-    const uint32_t top = (static_cast<uint32_t>(photograph.height) - cutHeight) / 2;
     std::vector<uint8_t> frame;
     frame.reserve(size_t{width} * height * 3);
     for (uint32_t y = 0; y < height; ++y)
         for (uint32_t x = 0; x < width; ++x) {
-            const size_t source = size_t{top + y * cutHeight / height} * cutWidth + x * cutWidth / width;
+            const size_t source =
+                size_t{y * cutHeight / height} * static_cast<size_t>(photograph.width) + left + x * cutWidth / width;
             const uint8_t* pixel = photograph.pixels.get() + source * 3;
             frame.insert(frame.end(), pixel, pixel + 3);
         }
@@ -47,16 +46,12 @@ FrameSeries readFrames(const std::string& file, uint32_t width, uint32_t height)
     int channels = 0;
     photograph.pixels.reset(stbi_load(file.c_str(), &photograph.width, &photograph.height, &channels, 3));
     if (!photograph.pixels) throw std::runtime_error("cannot read the picture " + file + "; ./zel models makes it");
-    if (int64_t{photograph.width} * height > int64_t{photograph.height} * width)
-        throw std::runtime_error("the picture " + file + " is wider than " + std::to_string(width) + ":" +
-                                 std::to_string(height));
+    if (uint64_t(photograph.width) * 3 / 4 * height > uint64_t(photograph.height) * width)
+        throw std::runtime_error("the picture " + file + " is too wide");
     FrameSeries series{width, height, {}};
-    const std::vector<uint8_t> picture = cut(photograph, width, height);
-    for (uint8_t number = 0; number < kFrames; ++number) {
-        std::vector<uint8_t> frame = picture;
-        for (uint8_t& byte : frame) byte = static_cast<uint8_t>(byte * 4 / 9 + number * kLightStep);
-        series.frames.push_back(std::move(frame));
-    }
+    const uint32_t spare = static_cast<uint32_t>(photograph.width) / 4;
+    for (uint32_t step = 0; step < kSteps; ++step)
+        series.frames.push_back(cut(photograph, width, height, spare * step / (kSteps - 1)));
     return series;
 }
 

@@ -6,9 +6,8 @@
 
 namespace zelbench {
 
-// Frames of width x height, 3 bytes a pixel: one part of a photograph in a light that changes from each to the next. A
-// host infers all of them in their order, over and over: it compares a frame with one up to ten masks old, and here any
-// two of thirteen frames differ in every pixel by more than it takes for a change.
+// Frames of width x height, 3 bytes a pixel: a camera pans over a photograph, thirteen steps and over again. A host
+// infers all of them: it compares a frame with one that is up to ten frames old, and here that one shows another step.
 struct FrameSeries {
     uint32_t width = 0;
     uint32_t height = 0;
