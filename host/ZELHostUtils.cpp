@@ -4,6 +4,7 @@
 #include "host/CommandLine.h"
 #include "host/ZelMLHost.h"
 #include "ipc/channel_names.h"
+#include "platform/include/kernel_objects.h"
 #include "platform/include/module.h"
 #include "platform/include/process.h"
 #include "util/include/CmSystem.h"
@@ -51,6 +52,7 @@ void ZELHostInit(const std::string& commandLine) {
     const std::string log = commandLineValue(commandLine, "LOG");
     resolveDevice(commandLineValue(commandLine, "DEV"));
     if (!log.empty()) validateDecimal(log);
+    platform::sweepAbandonedObjects();
     runHost(commandLine, ipc::channelBaseName(gClientProcessId, gClientInstanceId));
 }
 

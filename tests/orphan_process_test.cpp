@@ -13,6 +13,7 @@ namespace {
 using ipc::CommandCode;
 using ipc::EventCode;
 using testing::IsEmpty;
+using testing::Not;
 using zeltest::HostProcess;
 using zeltest::leftoverObjects;
 using zeltest::RawClient;
@@ -43,6 +44,24 @@ void fillLogChannel(RawClient& client) {
             1000);
         if (!taken) return;
     }
+}
+
+// A client that lives until it is killed.
+std::unique_ptr<platform::Process> startClient(const std::string& baseName) {
+    const bool windows = platform::pathSeparator() == '\\';
+    const std::string program =
+        platform::executableDirectory() + platform::pathSeparator() + (windows ? "client_child.exe" : "client_child");
+    platform::ProcessOptions options;
+    options.dieWithParent = true;
+    std::string error;
+    auto process = platform::startProcess(program, {baseName}, options, &error);
+    EXPECT_TRUE(process) << error;
+    return process;
+}
+
+void killAndReap(platform::Process& process) {
+    process.kill();
+    ASSERT_TRUE(process.waitForExit(zeltest::kDeadlineMs));
 }
 
 // Four hosts, each with another channel full, and then all of them together: each one ends in time.
@@ -87,9 +106,6 @@ TEST(OrphanProcessTest, EitherSideMayBeKilledAtAnyMoment) {
     const uint32_t rounds = zeltest::repetitions("ZELHOST_KILL_ROUNDS", 50);
     constexpr uint32_t kPairs = 25;
     std::mt19937 random(4711);
-    const bool windows = platform::pathSeparator() == '\\';
-    const std::string child =
-        platform::executableDirectory() + platform::pathSeparator() + (windows ? "client_child.exe" : "client_child");
     for (uint32_t round = 0; round < rounds; round += kPairs) {
         struct Pair {
             std::unique_ptr<HostProcess> host;
@@ -99,21 +115,14 @@ TEST(OrphanProcessTest, EitherSideMayBeKilledAtAnyMoment) {
         for (uint32_t number = 0; number < kPairs; ++number) {
             Pair pair;
             pair.host = std::make_unique<HostProcess>();
-            platform::ProcessOptions options;
-            options.dieWithParent = true;
-            std::string error;
-            pair.client = platform::startProcess(child, {pair.host->baseName()}, options, &error);
-            ASSERT_TRUE(pair.client) << error;
+            pair.client = startClient(pair.host->baseName());
+            ASSERT_TRUE(pair.client);
             pairs.push_back(std::move(pair));
         }
         for (auto& [host, client] : pairs) {
             platform::sleepMilliseconds(random() % 80);
-            if (random() % 2) {
-                host->process().kill();
-                ASSERT_TRUE(host->process().waitForExit(zeltest::kDeadlineMs));
-            }
-            client->kill();
-            ASSERT_TRUE(client->waitForExit(zeltest::kDeadlineMs));
+            if (random() % 2) killAndReap(host->process());
+            killAndReap(*client);
         }
         for (auto& [host, client] : pairs) {
             EXPECT_TRUE(host->process().waitForExit(kLongestOrphanMs + kSlackMs));
@@ -121,6 +130,26 @@ TEST(OrphanProcessTest, EitherSideMayBeKilledAtAnyMoment) {
         platform::sweepAbandonedObjects();
         for (auto& [host, client] : pairs) EXPECT_THAT(leftoverObjects(host->baseName()), IsEmpty());
     }
+}
+
+TEST(OrphanProcessTest, NextHostRemovesWhatTheKilledLeft) {
+    if (!zeltest::objectsAreListed()) GTEST_SKIP() << "the system removes objects itself, and shows none";
+    HostProcess dead;
+    const auto client = startClient(dead.baseName());
+    ASSERT_TRUE(client);
+    // Each side opens all nine channels, of three objects each.
+    while (leftoverObjects(dead.baseName()).size() < 27) platform::sleepMilliseconds(1);
+    killAndReap(dead.process());
+    killAndReap(*client);
+    ASSERT_THAT(leftoverObjects(dead.baseName()), Not(IsEmpty()));
+
+    HostProcess next;
+    RawClient nextClient(next.baseName());
+    nextClient.command(CommandCode::InitClient);
+    ASSERT_TRUE(nextClient.event(EventCode::InitClientReply));
+    EXPECT_THAT(leftoverObjects(dead.baseName()), IsEmpty());
+    nextClient.command(CommandCode::Terminate);
+    EXPECT_EQ(next.exitCode(), 0);
 }
 
 // Random bytes over everything that is shared: the host stands still, does not crash and ends on its own.

@@ -61,6 +61,10 @@ std::string HostProcess::errorText() const {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+bool objectsAreListed() {
+    return platform::pathSeparator() == '/';
+}
+
 std::vector<std::string> leftoverObjects(const std::string& baseName) {
     std::vector<std::string> names;
     std::error_code missing;

@@ -32,6 +32,8 @@ class HostProcess {
     std::unique_ptr<platform::Process> mProcess;
 };
 
+// Whether the system shows which shared objects exist.
+bool objectsAreListed();
 // Names of shared objects that begin with `baseName` and still exist; always empty where the system keeps no list.
 std::vector<std::string> leftoverObjects(const std::string& baseName);
 
