@@ -23,26 +23,26 @@ cpu_set_t core(const cpu_set_t& allowed, int number) {
     return alone;
 }
 
-void keep(int threadId, const cpu_set_t& set) {
-    if (sched_setaffinity(threadId, sizeof set, &set) != 0)
-        throw std::runtime_error("cannot keep thread " + std::to_string(threadId) + " on a core");
+void keep(const std::string& process, const cpu_set_t& set) {
+    for (const auto& task : std::filesystem::directory_iterator("/proc/" + process + "/task"))
+        if (sched_setaffinity(std::stoi(task.path().filename()), sizeof set, &set) != 0)
+            throw std::runtime_error("cannot keep process " + process + " on a core");
 }
 
 }  // namespace
 
-Placement::Placement(const std::vector<int>& otherProcessIds, Cores cores) : mBefore(std::make_unique<Allowed>()) {
-    constexpr int kCaller = 0;
+Placement::Placement(const std::vector<int>& otherProcessIds, Cores cores) {
+    if (cores == Cores::Any) return;
+    mBefore = std::make_unique<Allowed>();
     cpu_set_t& allowed = mBefore->set;
-    if (sched_getaffinity(kCaller, sizeof allowed, &allowed) != 0 || CPU_COUNT(&allowed) < 2)
+    if (sched_getaffinity(0, sizeof allowed, &allowed) != 0 || CPU_COUNT(&allowed) < 2)
         throw std::runtime_error("these figures need two cores");
-    keep(kCaller, core(allowed, 0));
-    for (const int id : otherProcessIds)
-        for (const auto& task : std::filesystem::directory_iterator("/proc/" + std::to_string(id) + "/task"))
-            keep(std::stoi(task.path().filename()), core(allowed, cores == Cores::One ? 0 : 1));
+    keep("self", core(allowed, 0));
+    for (const int id : otherProcessIds) keep(std::to_string(id), core(allowed, cores == Cores::One ? 0 : 1));
 }
 
 Placement::~Placement() {
-    sched_setaffinity(0, sizeof mBefore->set, &mBefore->set);
+    if (mBefore) keep("self", mBefore->set);
 }
 
 }  // namespace zelbench
