@@ -55,24 +55,29 @@ function(zel_register_test name)
     # Wine fails or hangs now and then when two test programs start processes at the same moment.
     set_tests_properties(${ZELHOST_TEST_PREFIX}${name} PROPERTIES RESOURCE_LOCK wine)
   endif()
-  if(NOT ZELHOST_SANITIZE)
-    return()
+  if(ZELHOST_SANITIZE)
+    set_property(GLOBAL APPEND PROPERTY ZELHOST_TESTS ${ZELHOST_TEST_PREFIX}${name})
+    zel_set_sanitizer_environment(${ZELHOST_TEST_PREFIX}${name})
   endif()
-  set_property(GLOBAL APPEND PROPERTY ZELHOST_TESTS ${ZELHOST_TEST_PREFIX}${name})
+endfunction()
+
+# Where sanitizers find what they need and leave what they find. The counts are those of tests/support/Repetitions.h,
+# for programs that run several times slower.
+function(zel_set_sanitizer_environment test)
   set(supp ${CMAKE_SOURCE_DIR}/cmake)
-  # OpenVINO gives the thread that loads it another stack for signals and frees it later. A sanitizer that has given the
-  # thread one of its own would free OpenVINO's at the thread's end, and memory that is somebody else's by then goes too.
-  set(common "external_symbolizer_path=/usr/bin/llvm-symbolizer-14:print_suppressions=0:use_sigaltstack=0")
+  # OpenVINO gives the thread that loads it a stack for signals, and frees it later. A sanitizer that has given the
+  # thread one of its own frees OpenVINO's at the thread's end: the second time, that is somebody else's memory.
+  set(common external_symbolizer_path=/usr/bin/llvm-symbolizer-14:print_suppressions=0:use_sigaltstack=0)
   if(NOT ZELHOST_FUZZ)
-    string(APPEND common ":log_path=${CMAKE_BINARY_DIR}/reports/sanitizer")
+    string(APPEND common :log_path=${CMAKE_BINARY_DIR}/reports/sanitizer)
   endif()
-  # TBB loads a library with RTLD_DEEPBIND, which ends a program under a sanitizer, unless it is told of it. The counts
-  # are those of tests/support/Repetitions.h, for programs that run several times slower.
-  set_tests_properties(${ZELHOST_TEST_PREFIX}${name} PROPERTIES ENVIRONMENT_MODIFICATION
+  set(tsan suppressions=${supp}/tsan.supp:second_deadlock_stack=1:ignore_noninstrumented_modules=1:atexit_sleep_ms=100)
+  # TBB loads a library with RTLD_DEEPBIND, which ends a program under a sanitizer, unless it is told of it.
+  set_tests_properties(${test} PROPERTIES ENVIRONMENT_MODIFICATION
     "ASAN_OPTIONS=set:${common}:detect_stack_use_after_return=1;\
 UBSAN_OPTIONS=set:${common}:print_stacktrace=1;\
 LSAN_OPTIONS=set:suppressions=${supp}/lsan.supp:print_suppressions=0;\
-TSAN_OPTIONS=set:${common}:suppressions=${supp}/tsan.supp:second_deadlock_stack=1:ignore_noninstrumented_modules=1;\
+TSAN_OPTIONS=set:${common}:${tsan};\
 TBB_ENABLE_SANITIZERS=set:1;\
 ZELHOST_STRESS_RECORDS=set:20000;ZELHOST_STRESS_LINES=set:200;ZELHOST_KILL_ROUNDS=set:5")
 endfunction()
