@@ -1,5 +1,6 @@
 #include "bench/BareNetwork.h"
 
+#include <cstring>
 #include <stdexcept>
 #include <string>
 
@@ -18,9 +19,9 @@ void check(ov_status_e status, const char* step) {
 BareNetwork::BareNetwork(int xmlId, int binId, int reads) {
     check(ov_core_create(&mCore), "ov_core_create");
     for (int count = 0; count < reads; ++count) read(xmlId, binId);
-    check(ov_core_compile_model(mCore, mModel, "CPU", 8, &mCompiled, "NUM_STREAMS", "AUTO",
+    check(ov_core_compile_model(mCore, mModel, "CPU", 10, &mCompiled, "NUM_STREAMS", "AUTO",
                                 "PERFORMANCE_HINT_NUM_REQUESTS", "1", "ENABLE_CPU_PINNING", "NO",
-                                "INFERENCE_PRECISION_HINT", "f32"),
+                                "INFERENCE_PRECISION_HINT", "f32", "CPU_DENORMALS_OPTIMIZATION", "YES"),
           "ov_core_compile_model");
     check(ov_compiled_model_create_infer_request(mCompiled, &mRequest), "create_infer_request");
     check(ov_infer_request_get_input_tensor_by_index(mRequest, 0, &mInputTensor), "get_input_tensor");
@@ -51,6 +52,7 @@ void BareNetwork::read(int xmlId, int binId) {
 }
 
 BareNetwork::~BareNetwork() {
+    for (ov_tensor_t* tensor : mKept) ov_tensor_free(tensor);
     ov_tensor_free(mOutputTensor);
     ov_tensor_free(mInputTensor);
     ov_infer_request_free(mRequest);
@@ -61,6 +63,23 @@ BareNetwork::~BareNetwork() {
 
 void BareNetwork::infer() {
     check(ov_infer_request_infer(mRequest), "infer");
+}
+
+void BareNetwork::keepInput() {
+    const int64_t dims[] = {1, 4, mHeight, mWidth};
+    ov_shape_t shape{};
+    check(ov_shape_create(4, dims, &shape), "ov_shape_create");
+    mKept.push_back(nullptr);
+    check(ov_tensor_create(F32, shape, &mKept.back()), "ov_tensor_create");
+    ov_shape_free(&shape);
+    void* data = nullptr;
+    check(ov_tensor_data(mKept.back(), &data), "ov_tensor_data");
+    std::memcpy(data, mInput, sizeof(float) * 4 * mHeight * mWidth);
+}
+
+void BareNetwork::inferKept(uint64_t number) {
+    check(ov_infer_request_set_input_tensor_by_index(mRequest, 0, mKept[number % mKept.size()]), "set_input_tensor");
+    infer();
 }
 
 }  // namespace zelbench

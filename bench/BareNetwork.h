@@ -23,6 +23,10 @@ class BareNetwork {
     float* input() const { return mInput; }
     const float* output() const { return mOutput; }
     void infer();
+    // Keeps a copy of what lies in input(), to be inferred again by inferKept; the first has number 0.
+    void keepInput();
+    // Infers a kept input, by its number modulo their count. input() is not used from then on.
+    void inferKept(uint64_t number);
 
   private:
     void read(int xmlId, int binId);
@@ -33,6 +37,7 @@ class BareNetwork {
     ov_infer_request_t* mRequest = nullptr;
     ov_tensor_t* mInputTensor = nullptr;
     ov_tensor_t* mOutputTensor = nullptr;
+    std::vector<ov_tensor_t*> mKept;
     float* mInput = nullptr;
     float* mOutput = nullptr;
     uint32_t mWidth = 0;

@@ -10,19 +10,7 @@
 
 namespace {
 
-constexpr int kFrames = 300;
-
-// Of the cheapest frame: the runtime's own allocations depend on which thread does the work.
-template <class Frame>
-size_t allocationsOf(Frame frame) {
-    size_t fewest = SIZE_MAX;
-    for (int i = 0; i < kFrames; ++i) {
-        const size_t before = zeltest::allocationCount();
-        frame();
-        fewest = std::min(fewest, zeltest::allocationCount() - before);
-    }
-    return fewest;
-}
+using zeltest::allocationsOf;
 
 class FrameAllocationsTest : public testing::Test {
   protected:
