@@ -37,6 +37,12 @@ class ServedHost {
         mLogs.start(mClient.logs, [](const auto&) {});
     }
 
+    // In order, so that it takes its shared memory with it.
+    ~ServedHost() {
+        mClient.command(ipc::CommandCode::Terminate);
+        mHost.process().waitForExit(zeltest::kDeadlineMs);
+    }
+
     void exchange(uint32_t width, uint32_t height, const std::vector<uint8_t>& frame, std::vector<uint8_t>& mask) {
         mClient.frames->write([&](auto& packet) {
             auto& record = packet.record;

@@ -71,7 +71,10 @@ double idleShareOfACore(int seconds) {
     answerFor(2000000);
     const uint64_t before = processorMicroseconds(host.process().id());
     answerFor(static_cast<uint64_t>(seconds) * 1000000);
-    return static_cast<double>(processorMicroseconds(host.process().id()) - before) / (seconds * 10000.0);
+    const uint64_t spent = processorMicroseconds(host.process().id()) - before;
+    client.command(ipc::CommandCode::Terminate);
+    host.exitCode();
+    return static_cast<double>(spent) / (seconds * 10000.0);
 }
 
 }  // namespace
