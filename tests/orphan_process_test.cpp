@@ -138,7 +138,11 @@ TEST(OrphanProcessTest, NextHostRemovesWhatTheKilledLeft) {
     const auto client = startClient(dead.baseName());
     ASSERT_TRUE(client);
     // Each side opens all nine channels, of three objects each.
-    while (leftoverObjects(dead.baseName()).size() < 27) platform::sleepMilliseconds(1);
+    const uint32_t start = platform::tickCount();
+    while (leftoverObjects(dead.baseName()).size() < 27) {
+        ASSERT_LT(platform::tickCount() - start, zeltest::kDeadlineMs);
+        platform::sleepMilliseconds(1);
+    }
     killAndReap(dead.process());
     killAndReap(*client);
     ASSERT_THAT(leftoverObjects(dead.baseName()), Not(IsEmpty()));

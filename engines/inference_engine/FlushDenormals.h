@@ -4,8 +4,9 @@
 
 namespace InferenceEngine::details {
 
-// While it lives, this thread takes denormal numbers for zero and makes none. The runtime's own setting reaches only
-// its workers and the thread that loads a network; an inference also computes on the thread that asks for it.
+// While it lives, this thread takes denormal numbers for zero and makes none; afterwards it does as before. The
+// runtime's own setting reaches its workers and the thread that loads a network, which would keep it and hand it on to
+// the threads that it starts. An inference also computes on the thread that asks for it.
 class FlushDenormals {
   public:
     FlushDenormals() : mBefore(_mm_getcsr()) { _mm_setcsr(mBefore | kToZero); }

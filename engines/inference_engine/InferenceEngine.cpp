@@ -137,6 +137,7 @@ class ExecutableImpl {
         std::vector<ov_property_t> properties;
         for (const auto& [key, setting] : settings) properties.push_back({key.c_str(), setting.value.c_str()});
         const ModelUse use(*mNetwork, mCore->core());
+        const FlushDenormals flush;  // puts back what the runtime leaves changed on this thread
         check(ov_core_compile_model_props(mCore->core(), use.model(), device.c_str(), properties.size(),
                                           properties.data(), out(mCompiled)),
               [&] { return describe("LoadNetwork"); });

@@ -92,6 +92,19 @@ TEST_P(IrKindTest, NetworkInfersUnderItsShortNames) {
     expectInference(core.LoadNetwork(read(pair), "CPU").CreateInferRequest(), 3);
 }
 
+// On a thread that has not loaded the network: the runtime's own setting does not reach it.
+TEST_F(InferenceEngineTest, DenormalNumbersAreZeroDuringAnInferenceAndOnlyThen) {
+    InferRequest request = requestOn("CPU");
+    std::thread([&request] {
+        const volatile float small = 1e-39f;
+        std::fill_n(request.GetBlob("input_image")->buffer().as<float*>(), 4 * 8 * 16, small);
+        request.Infer();
+        const float* mask = request.GetBlob("output_mask")->cbuffer().as<const float*>();
+        EXPECT_THAT(std::vector<float>(mask, mask + 8 * 16), testing::Each(0.0f));
+        EXPECT_GT(small * 0.5f, 0.0f);
+    }).join();
+}
+
 TEST_P(IrKindTest, EndsAreFp32InTheNetworksOrder) {
     const CNNNetwork network = read(pair);
     EXPECT_EQ(network.getName(), "WeightedSum");

@@ -105,6 +105,15 @@ TEST(IsChangedTest, FractionMustPass18Percent) {
     EXPECT_EQ(counter, 0);
 }
 
+TEST(IsChangedTest, ChangesFarApartInALargePictureAddUp) {
+    for (const size_t changed : {5400, 5401}) {
+        Scene scene(30000, changed);
+        std::rotate(scene.frame.begin(), scene.frame.begin() + 2700 * 3, scene.frame.end());
+        int32_t counter = 3;
+        EXPECT_EQ(scene.isChanged(counter), changed == 5401) << changed;
+    }
+}
+
 TEST(IsChangedTest, PixelSumMustPass30) {
     int32_t counter = 0;
     EXPECT_EQ(Scene(100, 100, 30).isChanged(counter), 0);
