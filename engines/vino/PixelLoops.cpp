@@ -1,6 +1,7 @@
 #include "engines/vino/PixelLoops.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 
 #include "engines/vino/PixelLoopsPlain.h"
@@ -40,60 +41,98 @@ HWY_INLINE bool forEachVector(size_t count, size_t lanes, Body body) {
     return true;
 }
 
-template <class V16>
-HWY_INLINE void storeWordsAsFloats(V16 words, float* floats) {
-    const Ints ints;
-    const Floats d;
-    const hn::Half<Words> half;
-    hn::StoreU(hn::ConvertTo(d, hn::PromoteTo(ints, hn::LowerHalf(half, words))), d, floats);
-    hn::StoreU(hn::ConvertTo(d, hn::PromoteTo(ints, hn::UpperHalf(half, words))), d, floats + hn::Lanes(d));
-}
-
-template <class V8>
-HWY_INLINE void storeBytesAsFloats(V8 bytes, float* floats) {
-    const Words words;
-    const hn::Half<Bytes> half;
-    storeWordsAsFloats(hn::PromoteTo(words, hn::LowerHalf(half, bytes)), floats);
-    storeWordsAsFloats(hn::PromoteTo(words, hn::UpperHalf(half, bytes)), floats + hn::Lanes(words));
-}
-
 void bytesToFloats(const uint8_t* bytes, size_t count, float* floats) {
-    const Bytes d;
-    const bool done = forEachVector(
-        count, hn::Lanes(d), [=](size_t i) HWY_ATTR { storeBytesAsFloats(hn::LoadU(d, bytes + i), floats + i); });
+    const Floats d;
+    const Ints ints;
+    const hn::Rebind<uint8_t, Floats> quarter;
+    const bool done = forEachVector(count, hn::Lanes(d), [=](size_t i) HWY_ATTR {
+        hn::StoreU(hn::ConvertTo(d, hn::PromoteTo(ints, hn::LoadU(quarter, bytes + i))), d, floats + i);
+    });
     if (!done) plain().bytesToFloats(bytes, count, floats);
 }
 
+// Which bytes of a block of four pixels go into four integers: those of one channel.
+struct ChannelBytes {
+    uint32_t index[4];
+};
+
+constexpr ChannelBytes bytesOfChannel(uint32_t channel) {
+    constexpr uint32_t kZeros = 0x80808000;
+    return {{kZeros | channel, kZeros | (3 + channel), kZeros | (6 + channel), kZeros | (9 + channel)}};
+}
+
+// A vector of floats needs three quarters of a vector of frame bytes. These are spread so that each block of 16 bytes
+// begins with four whole pixels, whose channels are then picked block by block.
+class PixelSpreader {
+  public:
+    PixelSpreader() : mIndices(hn::SetTableIndices(Dwords(), makeIndices().data())) {}
+
+    // Reads a whole vector of bytes at `frame`.
+    HWY_INLINE hn::Vec<Bytes> load(const uint8_t* frame) const {
+        const auto packed = hn::BitCast(Dwords(), hn::LoadU(Bytes(), frame));
+        return hn::BitCast(Bytes(), hn::TableLookupLanes(packed, mIndices));
+    }
+
+  private:
+    using Dwords = hn::Repartition<uint32_t, Bytes>;
+    using Indices = decltype(hn::SetTableIndices(Dwords(), static_cast<const int32_t*>(nullptr)));
+
+    static std::array<int32_t, HWY_MAX_BYTES / 4> makeIndices() {
+        std::array<int32_t, HWY_MAX_BYTES / 4> indices{};
+        for (size_t i = 0; i < indices.size(); ++i) indices[i] = static_cast<int32_t>(i / 4 * 3 + std::min<size_t>(i % 4, 2));
+        return indices;
+    }
+
+    Indices mIndices;
+};
+
+void fillFrame(const uint8_t* frame, size_t pixels, float* planes) {
+    const Bytes bytes;
+    const Floats d;
+    const Ints ints;
+    const hn::Repartition<uint32_t, Bytes> dwords;
+    static constexpr ChannelBytes kChannels[] = {bytesOfChannel(0), bytesOfChannel(1), bytesOfChannel(2)};
+    const auto first = hn::BitCast(bytes, hn::LoadDup128(dwords, kChannels[0].index));
+    const auto second = hn::BitCast(bytes, hn::LoadDup128(dwords, kChannels[1].index));
+    const auto third = hn::BitCast(bytes, hn::LoadDup128(dwords, kChannels[2].index));
+    const PixelSpreader spreader;
+    size_t i = 0;
+    for (; i * 3 + hn::Lanes(bytes) <= pixels * 3; i += hn::Lanes(d)) {
+        const auto spread = spreader.load(frame + i * 3);
+        const auto store = [=](auto channel, float* plane) HWY_ATTR {
+            const auto integers = hn::BitCast(ints, hn::TableLookupBytesOr0(spread, channel));
+            hn::StoreU(hn::ConvertTo(d, integers), d, plane + i);
+        };
+        store(first, planes);
+        store(second, planes + pixels);
+        store(third, planes + pixels * 2);
+    }
+    for (; i < pixels; ++i) {
+        for (size_t c = 0; c < 3; ++c) planes[c * pixels + i] = frame[i * 3 + c];
+    }
+}
+
 void fillPlanes(const uint8_t* frame, const uint8_t* mask, size_t pixels, size_t channels, float* planes) {
-    const Bytes d;
-    if (channels < 3 || pixels < hn::Lanes(d)) {
+    if (channels < 3) {
         plain().fillPlanes(frame, mask, pixels, channels, planes);
         return;
     }
-    forEachVector(pixels, hn::Lanes(d), [=](size_t i) HWY_ATTR {
-        hn::Vec<Bytes> first, second, third;
-        hn::LoadInterleaved3(d, frame + i * 3, first, second, third);
-        storeBytesAsFloats(first, planes + i);
-        storeBytesAsFloats(second, planes + pixels + i);
-        storeBytesAsFloats(third, planes + pixels * 2 + i);
-    });
+    fillFrame(frame, pixels, planes);
     for (size_t c = 3; c < channels; ++c) bytesToFloats(mask, pixels, planes + c * pixels);
 }
 
+// A product below the integer's range becomes the least integer, whose low byte is 0 as it is to be.
 void floatsToBytes(const float* values, size_t count, float scale, uint8_t* bytes) {
     const Floats d;
     const hn::RebindToSigned<Floats> ints;
     const hn::RebindToUnsigned<Floats> bits;
     const hn::Rebind<uint8_t, Floats> quarter;
     const auto factor = hn::Set(d, scale);
-    const auto least = hn::Set(d, -2147483648.0f);
     const auto beyond = hn::Set(d, 2147483648.0f);
-    const auto byte = hn::Set(ints, 0xFF);
     const bool done = forEachVector(count, hn::Lanes(d), [=](size_t i) HWY_ATTR {
         const auto product = hn::Mul(hn::LoadU(d, values + i), factor);
-        const auto representable = hn::And(hn::Ge(product, least), hn::Lt(product, beyond));
-        const auto whole = hn::ConvertTo(ints, hn::IfThenElseZero(representable, product));
-        hn::StoreU(hn::U8FromU32(hn::BitCast(bits, hn::And(whole, byte))), quarter, bytes + i);
+        const auto whole = hn::ConvertTo(ints, hn::IfThenElseZero(hn::Lt(product, beyond), product));
+        hn::StoreU(hn::TruncateTo(quarter, hn::BitCast(bits, whole)), quarter, bytes + i);
     });
     if (!done) plain().floatsToBytes(values, count, scale, bytes);
 }

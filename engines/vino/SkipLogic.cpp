@@ -37,10 +37,15 @@ void SkipLogic::update(int32_t width, int32_t height, const uint8_t* rawMask, co
         refresh(width, height, rawMask, frame);
         mPrevMaskSum = sum;
     }
-    mPrevMask.resize(pixels);
-    std::memcpy(mPrevMask.data(), outMask, pixels);
+    mPrevMask = {outMask, pixels};
     mVbgUpdateCount.fetch_add(1, std::memory_order_relaxed);
     mSkipCostMs += platform::tickCount() - start;
+}
+
+void SkipLogic::ownPreviousMask() {
+    if (mPrevMask.empty() || mPrevMask.data() == mOwnMask.data()) return;
+    mOwnMask.assign(mPrevMask.begin(), mPrevMask.end());
+    mPrevMask = mOwnMask;
 }
 
 bool SkipLogic::needsRefresh(int32_t sum) const {

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -16,7 +17,8 @@ class SkipLogic {
     // Takes a new mask: refreshes reference frame and edge band when the mask's byte sum has moved by more than a fifth
     // or at every tenth mask, keeps `outMask` for reuse, counts the mask and adds the time to skipCostMs. Both masks
     // hold width x height bytes; `frame` holds width x height x 3, or is null, which leaves the reference's bytes.
-    // Allocates only when the size changes.
+    // `outMask` is not copied: it stays as it is until the next update or a call of ownPreviousMask. Allocates only
+    // when the size changes.
     void update(int32_t width, int32_t height, const uint8_t* rawMask, const uint8_t* outMask, const uint8_t* frame);
 
     // Whether a mask was produced since the last clear, so that there is one to reuse.
@@ -25,7 +27,12 @@ class SkipLogic {
     void clearUpdateCount() { mVbgUpdateCount.store(0, std::memory_order_relaxed); }
     void clearEdgeCount() { mEdgeCount.store(0, std::memory_order_relaxed); }
 
-    const std::vector<uint8_t>& previousMask() const { return mPrevMask; }
+    // The mask to reuse; empty before the first update.
+    std::span<const uint8_t> previousMask() const { return mPrevMask; }
+    // Copies it, so that the bytes that update was given may change without another update. One that is a copy already
+    // is left alone.
+    void ownPreviousMask();
+
     int32_t skipRun() const { return mSkipRun; }
     int32_t edgeCount() const { return mEdgeCount.load(std::memory_order_relaxed); }
 
@@ -44,7 +51,8 @@ class SkipLogic {
     void refresh(int32_t width, int32_t height, const uint8_t* rawMask, const uint8_t* frame);
 
     std::vector<uint8_t> mRefFrame;
-    std::vector<uint8_t> mPrevMask;
+    std::span<const uint8_t> mPrevMask;
+    std::vector<uint8_t> mOwnMask;
     std::vector<uint8_t> mEdgeMask;
     uint32_t mSkipCostMs = 0;
     std::atomic<int32_t> mEdgeCount{0};

@@ -235,7 +235,8 @@ bool ZelVinoHelper::skipFrame(int32_t width, int32_t height, const uint8_t* data
     const bool skipped = mSkip.hasMask() && !changed && outMask;
     if (skipped) {
         mSkip.countSkip();
-        std::memcpy(outMask, mSkip.previousMask().data(), mSkip.previousMask().size());
+        const auto mask = mSkip.previousMask();
+        if (outMask != mask.data()) std::memcpy(outMask, mask.data(), mask.size());
     }
     mSkip.addCost(platform::tickCount() - start);
     return skipped;
@@ -248,14 +249,13 @@ bool ZelVinoHelper::processUsingV5Model(int32_t width, int32_t height, const uin
         const CCmMutexGuard lock(mLock);
         // A frame that waited here while a new init began must not count as a mask of that one.
         if (refusedAsNotInited()) return false;
-        if (!inferMask(width, height, data, size)) return false;
-        *outMask = mOutMask.get();
+        if (!inferMask(width, height, data, size, outMask)) return false;
     }
     if (mFallbackToCpu) fallBackToCpu();
     return true;
 }
 
-bool ZelVinoHelper::inferMask(int32_t width, int32_t height, const uint8_t* data, int32_t size) {
+bool ZelVinoHelper::inferMask(int32_t width, int32_t height, const uint8_t* data, int32_t size, uint8_t** outMask) {
     const Blob::Ptr input = mInferRequest.GetBlob(mInputInfo.begin()->first);
     const SizeVector& dims = input->getTensorDesc().getDims();
     const auto modelWidth = static_cast<int32_t>(dims[3]);
@@ -268,8 +268,10 @@ bool ZelVinoHelper::inferMask(int32_t width, int32_t height, const uint8_t* data
     if (refusedAsShort(width, height, size)) return false;
     PixelLoops::active().fillPlanes(data, mRawMask.get(), dims[2] * dims[3], dims[1], input->buffer().as<float*>());
     infer();
-    decodeMask();
-    if (autoSkipVBG()) mSkip.update(width, height, mRawMask.get(), mOutMask.get(), data);
+    const bool skipping = autoSkipVBG();
+    if (!skipping) mSkip.ownPreviousMask();
+    *outMask = decodeMask();
+    if (skipping) mSkip.update(width, height, mRawMask.get(), *outMask, data);
     return true;
 }
 
@@ -293,17 +295,16 @@ void ZelVinoHelper::closeWindow() {
     mInferTotalMs = 0;
 }
 
-void ZelVinoHelper::decodeMask() {
+// The mask to hand out. Without erosion that is the raw one itself.
+uint8_t* ZelVinoHelper::decodeMask() {
     const Blob::Ptr output = mInferRequest.GetBlob(mOutputName);
     const SizeVector& dims = output->getTensorDesc().getDims();
     PixelLoops::active().floatsToBytes(output->cbuffer().as<const float*>(), output->size(), kMaskScale,
                                        mRawMask.get());
-    if (mKeepRawMask) {
-        std::memcpy(mOutMask.get(), mRawMask.get(), dims[2] * dims[3]);
-    } else {
-        MotionDetect::erodeMask(static_cast<int32_t>(dims[3]), static_cast<int32_t>(dims[2]), mRawMask.get(),
-                                mOutMask.get());
-    }
+    if (mKeepRawMask) return mRawMask.get();
+    MotionDetect::erodeMask(static_cast<int32_t>(dims[3]), static_cast<int32_t>(dims[2]), mRawMask.get(),
+                            mOutMask.get());
+    return mOutMask.get();
 }
 
 // Without preInit: the network that the GPU was too slow for goes on, on the CPU.

@@ -33,6 +33,7 @@ class SkipLogicTest : public testing::Test {
         mask.assign(kPixels, 0);
         for (size_t i = 0; i < kPixels; ++i) mask[i] = i % kWidth < kWidth / 2 ? value : 0;
     }
+    std::vector<uint8_t> kept() const { return {skip.previousMask().begin(), skip.previousMask().end()}; }
     void update() { skip.update(kWidth, kHeight, mask.data(), mask.data(), frame.data()); }
     int32_t test() { return skip.test(kWidth, kHeight, frame.data(), kPixels * 3); }
     void paint(uint8_t value) { std::fill(frame.begin(), frame.end(), value); }
@@ -56,7 +57,7 @@ TEST_F(SkipLogicTest, MaskMakesItsFrameTheReference) {
     update();
     EXPECT_TRUE(skip.hasMask());
     EXPECT_EQ(skip.edgeCount(), 4 * kHeight);
-    EXPECT_EQ(skip.previousMask(), mask);
+    EXPECT_EQ(kept(), mask);
     EXPECT_EQ(test(), 0);
     EXPECT_EQ(skip.skipRun(), 1);
     paint(200);
@@ -105,7 +106,21 @@ TEST_F(SkipLogicTest, MaskSumIsComparedWithThatOfTheLastRefresh) {
 TEST_F(SkipLogicTest, PreviousMaskIsTheOneToSendAndNotTheRawOne) {
     std::vector<uint8_t> sent(kPixels, 9);
     skip.update(kWidth, kHeight, mask.data(), sent.data(), frame.data());
-    EXPECT_EQ(skip.previousMask(), sent);
+    EXPECT_EQ(kept(), sent);
+}
+
+TEST_F(SkipLogicTest, OwnedPreviousMaskOutlivesTheBytesThatItWasGiven) {
+    skip.ownPreviousMask();
+    EXPECT_TRUE(kept().empty());
+    update();
+    const std::vector<uint8_t> given = mask;
+    skip.ownPreviousMask();
+    mask.assign(kPixels, 77);
+    EXPECT_EQ(kept(), given);
+    skip.ownPreviousMask();
+    EXPECT_EQ(kept(), given);
+    update();
+    EXPECT_EQ(kept(), mask);
 }
 
 TEST_F(SkipLogicTest, MissingFrameLeavesTheReference) {

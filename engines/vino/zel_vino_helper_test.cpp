@@ -386,6 +386,38 @@ TEST_F(ZelVinoHelperTest, SkippedFrameWritesTheWholeLastMaskAndNoMore) {
     EXPECT_EQ(maskBytes(), first);
 }
 
+TEST_F(ZelVinoHelperTest, SkippedFrameRepeatsTheMaskOfTheReferenceAndNotALaterOne) {
+    for (const uint32_t performance : {0u, 1u}) {
+        ZelVinoHelper helper(source());
+        helper.preInit("CPU", performance);
+        helper.init("CPU");
+        ASSERT_TRUE(process(helper, frame));
+        const Bytes first = maskBytes();
+        helper.setAutoSkipVBG(false);
+        ASSERT_TRUE(process(helper, halfFrame(100)));
+        ASSERT_NE(maskBytes(), first);
+        helper.setAutoSkipVBG(true);
+        mask = incoming.data();
+        ASSERT_TRUE(process(helper, frame));
+        EXPECT_EQ(mask, incoming.data()) << performance;
+        EXPECT_EQ(maskBytes(), first) << performance;
+    }
+}
+
+TEST_F(ZelVinoHelperTest, SkippedFrameMayBeGivenTheHelpersOwnMask) {
+    for (const uint32_t performance : {0u, 1u}) {
+        ZelVinoHelper helper(source());
+        helper.preInit("CPU", performance);
+        helper.init("CPU");
+        ASSERT_TRUE(process(helper, frame));
+        const uint8_t* own = mask;
+        const Bytes first = maskBytes();
+        ASSERT_TRUE(process(helper, frame));
+        EXPECT_EQ(mask, own) << performance;
+        EXPECT_EQ(maskBytes(), first) << performance;
+    }
+}
+
 TEST_F(ZelVinoHelperTest, RunOfSkippedFramesEndsAfter17) {
     ZelVinoHelper helper(source());
     helper.init("CPU");
