@@ -10,7 +10,7 @@ namespace zelbench {
 struct Settings {
     std::string picture;  // photograph of a person, PNG
     Blocks blocks;
-    int starts = 7;  // process starts of each kind
+    int starts = 21;  // process starts of each kind
     int idleSeconds = 20;
 };
 

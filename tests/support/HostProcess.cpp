@@ -27,9 +27,8 @@ std::string HostProcess::program() {
 }
 
 HostProcess::HostProcess(const std::vector<std::pair<std::string, std::string>>& environment,
-                         const std::vector<std::string>* arguments) {
+                         const std::vector<std::string>* arguments, const std::string& mid) {
     const std::string pid = std::to_string(platform::currentProcessId());
-    const std::string mid = uniqueInstanceId();
     mBaseName = ipc::channelBaseName(pid, mid);
     mErrorFile = platform::folders().temporary() + mBaseName + "_stderr.txt";
     platform::ProcessOptions options;

@@ -12,9 +12,10 @@ namespace zeltest {
 // The real host program, started as a client starts it.
 class HostProcess {
   public:
-    // `arguments` in place of "PID=... MID=..." when given.
+    // `arguments` in place of "PID=... MID=..." when given; `mid` for a client that has opened its channels before.
     explicit HostProcess(const std::vector<std::pair<std::string, std::string>>& environment = {},
-                         const std::vector<std::string>* arguments = nullptr);
+                         const std::vector<std::string>* arguments = nullptr,
+                         const std::string& mid = uniqueInstanceId());
     ~HostProcess();
 
     const std::string& baseName() const { return mBaseName; }
