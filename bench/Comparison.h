@@ -19,15 +19,18 @@ struct Comparison {
     double ratioLow = 0, ratioHigh = 0;  // 95 % interval of that median, by bootstrap over the blocks
     double difference = 0;               // median over the blocks of ours - theirs
     double spread = 0;                   // of our blocks' medians: (largest - smallest) / median
+    int takenAgain = 0;                  // pairs of blocks that were measured while the machine was slow
 };
 
 struct Blocks {
-    int repeats = 15;      // pairs of blocks
-    int operations = 100;  // timed in each block
-    int warmUp = 20;       // not timed, before each block
+    int repeats = 61;     // pairs of blocks
+    int operations = 50;  // timed in each block
+    int warmUp = 10;      // not timed, before each block
 };
 
-// Times one operation at a time: ours and theirs in turn, block by block, the order changing from pair to pair.
+// Times one operation at a time: ours and theirs in turn, block by block, the order changing from pair to pair. A pair
+// in which theirs took a fifth longer than in its quickest block fell into a time in which the machine was slow, and is
+// taken again, at most once for each pair: what ours took has no say in that.
 Comparison compare(const Blocks& blocks, const std::function<void()>& ours, const std::function<void()>& theirs);
 
 // Summarises single figures (a start, a size) taken in turn.

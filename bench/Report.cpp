@@ -28,6 +28,7 @@ std::string explanation(const Row& row) {
     append("against ", row.against);
     append("goal ", row.goal);
     append("", row.note);
+    if (row.figures.takenAgain > 0) append("", std::to_string(row.figures.takenAgain) + " pairs taken again");
     return text;
 }
 
@@ -85,7 +86,8 @@ void Report::writeJson(const std::string& file) const {
             << ", \"p99\": " << figures.oursP99 << ", \"theirP50\": " << figures.theirsP50
             << ", \"theirP99\": " << figures.theirsP99 << ", \"ratio\": " << figures.ratio
             << ", \"ratioLow\": " << figures.ratioLow << ", \"ratioHigh\": " << figures.ratioHigh
-            << ", \"spread\": " << figures.spread << ", \"goal\": " << quoted(row.goal) << ", \"reached\": "
+            << ", \"spread\": " << figures.spread << ", \"takenAgain\": " << figures.takenAgain
+            << ", \"goal\": " << quoted(row.goal) << ", \"reached\": "
             << (row.goal.empty() ? "null"
                 : row.reached    ? "true"
                                  : "false")

@@ -52,7 +52,7 @@ void bytesToFloats(const uint8_t* bytes, size_t count, float* floats) {
 }
 
 // Which bytes of a block of four pixels go into four integers: those of one channel.
-struct ChannelBytes {
+struct alignas(16) ChannelBytes {
     uint32_t index[4];
 };
 
@@ -79,7 +79,8 @@ class PixelSpreader {
 
     static std::array<int32_t, HWY_MAX_BYTES / 4> makeIndices() {
         std::array<int32_t, HWY_MAX_BYTES / 4> indices{};
-        for (size_t i = 0; i < indices.size(); ++i) indices[i] = static_cast<int32_t>(i / 4 * 3 + std::min<size_t>(i % 4, 2));
+        for (size_t i = 0; i < indices.size(); ++i)
+            indices[i] = static_cast<int32_t>(i / 4 * 3 + std::min<size_t>(i % 4, 2));
         return indices;
     }
 
