@@ -28,7 +28,7 @@ std::string explanation(const Row& row) {
     append("against ", row.against);
     append("goal ", row.goal);
     append("", row.note);
-    if (row.figures.takenAgain > 0) append("", std::to_string(row.figures.takenAgain) + " pairs taken again");
+    if (row.figures.takenAgain > 0) append("pairs taken again: ", std::to_string(row.figures.takenAgain));
     return text;
 }
 
