@@ -69,14 +69,14 @@ function(zel_set_sanitizer_environment test)
   # thread one of its own frees OpenVINO's at the thread's end: the second time, that is somebody else's memory.
   set(common external_symbolizer_path=/usr/bin/llvm-symbolizer-14:print_suppressions=0:use_sigaltstack=0)
   if(NOT ZELHOST_FUZZ)
-    string(APPEND common :log_path=${CMAKE_BINARY_DIR}/reports/sanitizer)
+    string(APPEND common :log_path='${CMAKE_BINARY_DIR}/reports/sanitizer')
   endif()
-  set(tsan suppressions=${supp}/tsan.supp:second_deadlock_stack=1:ignore_noninstrumented_modules=1:atexit_sleep_ms=100)
+  set(tsan suppressions='${supp}/tsan.supp':second_deadlock_stack=1:ignore_noninstrumented_modules=1:atexit_sleep_ms=100)
   # TBB loads a library with RTLD_DEEPBIND, which ends a program under a sanitizer, unless it is told of it.
   set_tests_properties(${test} PROPERTIES ENVIRONMENT_MODIFICATION
     "ASAN_OPTIONS=set:${common}:detect_stack_use_after_return=1;\
 UBSAN_OPTIONS=set:${common}:print_stacktrace=1;\
-LSAN_OPTIONS=set:suppressions=${supp}/lsan.supp:print_suppressions=0;\
+LSAN_OPTIONS=set:suppressions='${supp}/lsan.supp':print_suppressions=0;\
 TSAN_OPTIONS=set:${common}:${tsan};\
 TBB_ENABLE_SANITIZERS=set:1;\
 ZELHOST_STRESS_RECORDS=set:20000;ZELHOST_STRESS_LINES=set:200;ZELHOST_KILL_ROUNDS=set:5")
