@@ -108,6 +108,11 @@ bool ClientFixture::waitForLine(const std::string& line) {
     return waitFor([&] { return std::find(log.begin(), log.end(), line) != log.end(); });
 }
 
+bool ClientFixture::waitForLines(const std::string& begin, size_t count) {
+    const auto begins = [&begin](const std::string& line) { return line.rfind(begin, 0) == 0; };
+    return waitFor([&] { return static_cast<size_t>(std::count_if(log.begin(), log.end(), begins)) >= count; });
+}
+
 bool ClientFixture::waitForState(zelclient_state state) {
     return waitFor([&] { return !states.empty() && states.back() == state; });
 }

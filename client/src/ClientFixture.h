@@ -54,7 +54,9 @@ class ClientFixture : public testing::Test {
     bool waitFor(const std::function<bool()>& condition);
     bool waitForLine(const std::string& line);
     bool waitForState(zelclient_state state);
-    // Lines of the host's log that begin with `begin`.
+    // Until so many lines of the host's log begin with `begin`; they come on a thread of their own, at any time.
+    bool waitForLines(const std::string& begin, size_t count);
+    // The lines that have come so far and begin with `begin`.
     std::vector<std::string> lines(const std::string& begin);
     // Names of shared objects of this process's hosts; empty where the system keeps no list.
     static std::vector<std::string> leftovers();

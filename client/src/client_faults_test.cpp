@@ -127,9 +127,7 @@ TEST_F(ClientFaultsTest, EachHostHasNamesOfItsOwn) {
     misbehave("die-after=2");
     start();
     for (uint64_t tag = 1; info().hosts_started < 4; ++tag) roundTrip(tag, 1);
-    ASSERT_TRUE(waitFor([&] {
-        return std::count_if(log.begin(), log.end(), [](auto& line) { return line.rfind("mid ", 0) == 0; }) >= 4;
-    }));
+    ASSERT_TRUE(waitForLines("mid ", 4));
     const std::vector<std::string> names = lines("mid ");
     EXPECT_EQ(std::set<std::string>(names.begin(), names.end()).size(), names.size());
 }
@@ -252,6 +250,7 @@ TEST_F(ClientFaultsTest, HostThatDoesNotEndIsKilledOnStop) {
     options.stop_timeout_ms = 200;
     start();
     EXPECT_EQ(roundTrip(1, 1).status, ZELCLIENT_MASK);
+    ASSERT_TRUE(waitForLines("mid ", 1));
     const std::string mid = lines("mid ").at(0).substr(4);
     EXPECT_TRUE(objectsExist(mid));
     stop();
