@@ -270,7 +270,7 @@ bool ZelVinoHelper::inferMask(int32_t width, int32_t height, const uint8_t* data
     infer();
     const bool skipping = autoSkipVBG();
     if (!skipping) mSkip.ownPreviousMask();
-    *outMask = decodeMask();
+    *outMask = decodeMask(skipping);
     if (skipping) mSkip.update(width, height, mRawMask.get(), *outMask, data);
     return true;
 }
@@ -295,15 +295,20 @@ void ZelVinoHelper::closeWindow() {
     mInferTotalMs = 0;
 }
 
-// The mask to hand out. Without erosion that is the raw one itself.
-uint8_t* ZelVinoHelper::decodeMask() {
+// The mask to hand out. A raw one is handed out itself while it is also the mask to repeat, so that a skipped frame
+// which is given it back writes nothing; otherwise its copy, so that such a frame leaves the feedback alone.
+uint8_t* ZelVinoHelper::decodeMask(bool skipping) {
     const Blob::Ptr output = mInferRequest.GetBlob(mOutputName);
     const SizeVector& dims = output->getTensorDesc().getDims();
     PixelLoops::active().floatsToBytes(output->cbuffer().as<const float*>(), output->size(), kMaskScale,
                                        mRawMask.get());
-    if (mKeepRawMask) return mRawMask.get();
-    MotionDetect::erodeMask(static_cast<int32_t>(dims[3]), static_cast<int32_t>(dims[2]), mRawMask.get(),
-                            mOutMask.get());
+    if (mKeepRawMask && skipping) return mRawMask.get();
+    if (mKeepRawMask) {
+        std::memcpy(mOutMask.get(), mRawMask.get(), dims[2] * dims[3]);
+    } else {
+        MotionDetect::erodeMask(static_cast<int32_t>(dims[3]), static_cast<int32_t>(dims[2]), mRawMask.get(),
+                                mOutMask.get());
+    }
     return mOutMask.get();
 }
 

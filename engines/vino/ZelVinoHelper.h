@@ -65,8 +65,9 @@ class ZelVinoHelper {
     // One frame of width x height pixels, 3 bytes each, rows packed, `size` bytes in all, at the network's size. On
     // success *outMask is a mask of width x height bytes: the helper's own, to be read only and valid until the next
     // call; or, for a frame that was skipped, the buffer that *outMask held on entry, into which the last mask has been
-    // copied. So that buffer is the caller's and has kMaskBytes; when *outMask is null, no frame is skipped. On false
-    // *outMask is untouched. Nothing beyond `size` bytes of the frame is read, whatever the numbers.
+    // copied. So that buffer has kMaskBytes, and is the caller's or the mask of the call before; when *outMask is null,
+    // no frame is skipped. On false *outMask is untouched. Nothing beyond `size` bytes of the frame is read, whatever
+    // the numbers.
     bool process(int32_t width, int32_t height, const uint8_t* data, int32_t size, uint8_t** outMask);
     // The inference half of process: no skipping.
     bool processUsingV5Model(int32_t width, int32_t height, const uint8_t* data, int32_t size, uint8_t** outMask);
@@ -103,7 +104,7 @@ class ZelVinoHelper {
         ZEL_REQUIRES(mLock);
     void infer() ZEL_REQUIRES(mLock);
     void closeWindow() ZEL_REQUIRES(mLock);
-    uint8_t* decodeMask() ZEL_REQUIRES(mLock);
+    uint8_t* decodeMask(bool skipping) ZEL_REQUIRES(mLock);
     void fallBackToCpu();
 
     const NetworkSource mSource;
@@ -119,7 +120,7 @@ class ZelVinoHelper {
     InferenceEngine::InferRequest mInferRequest ZEL_GUARDED_BY(mLock);
     SkipLogic mSkip;
     std::unique_ptr<uint8_t[]> mRawMask ZEL_GUARDED_BY(mLock);
-    std::unique_ptr<uint8_t[]> mOutMask ZEL_GUARDED_BY(mLock);  // eroded; where that is not done, mRawMask goes out
+    std::unique_ptr<uint8_t[]> mOutMask ZEL_GUARDED_BY(mLock);
     std::string mDeviceType ZEL_GUARDED_BY(mLock);
     std::string mNetworkName ZEL_GUARDED_BY(mLock);
     std::string mGpuCachePath ZEL_GUARDED_BY(mLock);
