@@ -9,7 +9,7 @@ namespace zelbench {
 
 namespace {
 
-constexpr double kSlow = 1.2;
+constexpr double kSlow = 1.2;  // against the quickest block of theirs
 
 Samples runBlock(const Blocks& blocks, const std::function<void()>& operation) {
     for (int count = 0; count < blocks.warmUp; ++count) operation();
@@ -54,7 +54,7 @@ struct Pair {
     double oursMedian, theirsMedian;
 };
 
-// The pair to take again; null when the machine was equally fast in all of them.
+// The pair to take again; null when the machine was fast enough in all of them.
 Pair* slowest(std::vector<Pair>& pairs) {
     const auto byTheirs = [](const Pair& a, const Pair& b) { return a.theirsMedian < b.theirsMedian; };
     const auto [least, most] = std::minmax_element(pairs.begin(), pairs.end(), byTheirs);

@@ -19,7 +19,7 @@ struct Comparison {
     double ratioLow = 0, ratioHigh = 0;  // 95 % interval of that median, by bootstrap over the blocks
     double difference = 0;               // median over the blocks of ours - theirs
     double spread = 0;                   // of our blocks' medians: (largest - smallest) / median
-    int takenAgain = 0;                  // pairs of blocks that were measured while the machine was slow
+    int takenAgain = 0;                  // how often a pair was measured again because the machine had been slow
 };
 
 struct Blocks {
@@ -29,8 +29,9 @@ struct Blocks {
 };
 
 // Times one operation at a time: ours and theirs in turn, block by block, the order changing from pair to pair. A pair
-// in which theirs took a fifth longer than in its quickest block fell into a time in which the machine was slow, and is
-// taken again, at most once for each pair: what ours took has no say in that.
+// in which theirs took a fifth longer than in its quickest block fell into a time in which the machine was slow: the
+// slowest such pair is taken again, until there is none or as many were taken again as there are pairs. What ours took
+// has no say in that.
 Comparison compare(const Blocks& blocks, const std::function<void()>& ours, const std::function<void()>& theirs);
 
 // Summarises single figures (a start, a size) taken in turn.
