@@ -19,8 +19,7 @@ constexpr size_t kSlotBytes = sizeof(ipc::FrameChannel::packet_type);
 // A request and its answer over each road, timed against the channel.
 class ChannelTable {
   public:
-    ChannelTable(const Settings& settings, Report& report) : mBlocks(settings.blocks), mReport(report) {
-        mBlocks.operations *= 5;
+    ChannelTable(const Settings& settings, Report& report) : mBlocks(settings.blocks.ofExchanges()), mReport(report) {
         verify(mChannel);
     }
 
@@ -61,7 +60,7 @@ class ChannelTable {
         return static_cast<double>(spent() - before) / kExchanges;
     }
 
-    Blocks mBlocks;
+    const Blocks mBlocks;
     Report& mReport;
     const std::vector<uint8_t> mIn = std::vector<uint8_t>(kFrameBytes, 3);
     std::vector<uint8_t> mOut;

@@ -9,7 +9,7 @@ namespace zelbench {
 
 namespace {
 
-constexpr double kSlow = 1.2;  // against the quickest block of theirs
+constexpr size_t kQuickOneIn = 4;
 
 Samples runBlock(const Blocks& blocks, const std::function<void()>& operation) {
     for (int count = 0; count < blocks.warmUp; ++count) operation();
@@ -54,11 +54,13 @@ struct Pair {
     double oursMedian, theirsMedian;
 };
 
-// The pair to take again; null when the machine was fast enough in all of them.
-Pair* slowest(std::vector<Pair>& pairs) {
-    const auto byTheirs = [](const Pair& a, const Pair& b) { return a.theirsMedian < b.theirsMedian; };
-    const auto [least, most] = std::minmax_element(pairs.begin(), pairs.end(), byTheirs);
-    return most->theirsMedian > kSlow * least->theirsMedian ? &*most : nullptr;
+// Of the pairs in which theirs was quickest.
+double quickDifference(std::vector<Pair> pairs) {
+    std::sort(pairs.begin(), pairs.end(), [](const Pair& a, const Pair& b) { return a.theirsMedian < b.theirsMedian; });
+    pairs.resize((pairs.size() + kQuickOneIn - 1) / kQuickOneIn);
+    Samples differences;
+    for (const Pair& pair : pairs) differences.push_back(pair.oursMedian - pair.theirsMedian);
+    return percentile(differences, 0.5);
 }
 
 void summarise(const std::vector<Pair>& pairs, Comparison& result) {
@@ -74,6 +76,7 @@ void summarise(const std::vector<Pair>& pairs, Comparison& result) {
     result.theirsP50 = percentile(theirs, 0.5);
     result.theirsP99 = percentile(theirs, 0.99);
     addRatio(result, ourMedians, theirMedians);
+    result.difference = quickDifference(pairs);
 }
 
 }  // namespace
@@ -85,24 +88,17 @@ double percentile(Samples samples, double fraction) {
 }
 
 Comparison compare(const Blocks& blocks, const std::function<void()>& ours, const std::function<void()>& theirs) {
-    std::vector<Pair> pairs;
-    int taken = 0;
-    const auto take = [&] {
-        const bool oursFirst = taken++ % 2 == 0;
-        Pair pair;
+    std::vector<Pair> pairs(static_cast<size_t>(blocks.repeats));
+    bool oursFirst = true;
+    for (Pair& pair : pairs) {
         if (oursFirst) pair.ours = runBlock(blocks, ours);
         pair.theirs = runBlock(blocks, theirs);
         if (!oursFirst) pair.ours = runBlock(blocks, ours);
         pair.oursMedian = percentile(pair.ours, 0.5);
         pair.theirsMedian = percentile(pair.theirs, 0.5);
-        return pair;
-    };
-    while (taken < blocks.repeats) pairs.push_back(take());
-    Comparison result;
-    for (Pair* slow = slowest(pairs); slow && result.takenAgain < blocks.repeats; slow = slowest(pairs)) {
-        *slow = take();
-        ++result.takenAgain;
+        oursFirst = !oursFirst;
     }
+    Comparison result;
     summarise(pairs, result);
     return result;
 }

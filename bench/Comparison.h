@@ -17,24 +17,26 @@ struct Comparison {
     double theirsP50 = 0, theirsP99 = 0;
     double ratio = 0;                    // median over the blocks of ours / theirs
     double ratioLow = 0, ratioHigh = 0;  // 95 % interval of that median, by bootstrap over the blocks
-    double difference = 0;               // median over the blocks of ours - theirs
+    double difference = 0;               // median of ours - theirs; see below over which blocks
     double spread = 0;                   // of our blocks' medians: (largest - smallest) / median
-    int takenAgain = 0;                  // how often a pair was measured again because the machine had been slow
 };
 
+// Many short blocks: a shared machine changes its speed within tenths of a second, and the two blocks of a pair are to
+// find it alike.
 struct Blocks {
-    int repeats = 61;     // pairs of blocks
-    int operations = 50;  // timed in each block
-    int warmUp = 10;      // not timed, before each block
+    int repeats = 201;    // pairs of blocks
+    int operations = 12;  // timed in each block
+    int warmUp = 4;       // not timed, before each block
+
+    // The same for operations of microseconds: blocks of some milliseconds again.
+    Blocks ofExchanges() const { return {repeats, operations * 5, warmUp * 5}; }
 };
 
-// Times one operation at a time: ours and theirs in turn, block by block, the order changing from pair to pair. A pair
-// in which theirs took a fifth longer than in its quickest block fell into a time in which the machine was slow: the
-// slowest such pair is taken again, until there is none or as many were taken again as there are pairs. What ours took
-// has no say in that.
+// Times one operation at a time: ours and theirs in turn, block by block, the order changing from pair to pair. The
+// difference is that of the quarter of the pairs in which theirs was quickest: a machine at half its speed doubles it.
 Comparison compare(const Blocks& blocks, const std::function<void()>& ours, const std::function<void()>& theirs);
 
-// Summarises single figures (a start, a size) taken in turn.
+// Summarises single figures (a start, a size) taken in turn; the difference is that of all of them.
 Comparison compareFigures(const std::vector<double>& ours, const std::vector<double>& theirs);
 Comparison figuresAlone(const std::vector<double>& ours);
 

@@ -139,7 +139,7 @@ void measureStillFrame(const Settings& settings, const Size& size, Report& repor
     const Placement placement({host.processId(), channel.echoId()}, Cores::Two);
     // One frame in eighteen is inferred all the same; the median is a skipped one.
     const Comparison figures = compare(
-        settings.blocks, [&] { host.exchange(series.width, series.height, frame, mask); },
+        settings.blocks.ofExchanges(), [&] { host.exchange(series.width, series.height, frame, mask); },
         [&] { channel.exchange(frame, mask); });
     report.add({"still frame (skipped), 256x144", "a channel round trip of the same bytes", "us", figures, "<= 1.5x",
                 figures.ratio <= 1.5, ""});

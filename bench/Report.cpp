@@ -28,7 +28,6 @@ std::string explanation(const Row& row) {
     append("against ", row.against);
     append("goal ", row.goal);
     append("", row.note);
-    if (row.figures.takenAgain > 0) append("pairs taken again: ", std::to_string(row.figures.takenAgain));
     return text;
 }
 
@@ -86,8 +85,7 @@ void Report::writeJson(const std::string& file) const {
             << ", \"p99\": " << figures.oursP99 << ", \"theirP50\": " << figures.theirsP50
             << ", \"theirP99\": " << figures.theirsP99 << ", \"ratio\": " << figures.ratio
             << ", \"ratioLow\": " << figures.ratioLow << ", \"ratioHigh\": " << figures.ratioHigh
-            << ", \"spread\": " << figures.spread << ", \"takenAgain\": " << figures.takenAgain
-            << ", \"goal\": " << quoted(row.goal) << ", \"reached\": "
+            << ", \"spread\": " << figures.spread << ", \"goal\": " << quoted(row.goal) << ", \"reached\": "
             << (row.goal.empty() ? "null"
                 : row.reached    ? "true"
                                  : "false")
