@@ -1,50 +1,14 @@
 #include "engines/vino/MaskNetworks.h"
 
 #include <cstring>
-#include <sstream>
+
+#include "tests/support/IrText.h"
 
 namespace mask_networks {
 
 namespace {
 
-using Dims = std::vector<int>;
-
-std::string port(int id, const std::string& precision, const Dims& dims) {
-    std::ostringstream xml;
-    xml << "<port id=\"" << id << "\" precision=\"" << precision << "\">";
-    for (const int dim : dims) xml << "<dim>" << dim << "</dim>";
-    xml << "</port>";
-    return xml.str();
-}
-
-std::string layer(int id, const std::string& name, const std::string& type, const std::string& data,
-                  const std::string& inputs, const std::string& outputs) {
-    std::ostringstream xml;
-    xml << "<layer id=\"" << id << "\" name=\"" << name << "\" type=\"" << type << "\" version=\"opset1\">";
-    if (!data.empty()) xml << "<data " << data << "/>";
-    if (!inputs.empty()) xml << "<input>" << inputs << "</input>";
-    if (!outputs.empty()) xml << "<output>" << outputs << "</output>";
-    xml << "</layer>\n";
-    return xml.str();
-}
-
-std::string edge(int fromLayer, int fromPort, int toLayer, int toPort) {
-    std::ostringstream xml;
-    xml << "<edge from-layer=\"" << fromLayer << "\" from-port=\"" << fromPort << "\" to-layer=\"" << toLayer
-        << "\" to-port=\"" << toPort << "\"/>\n";
-    return xml.str();
-}
-
-std::string shapeText(const Dims& dims) {
-    std::string text;
-    for (const int dim : dims) text += (text.empty() ? "" : ",") + std::to_string(dim);
-    return text;
-}
-
-std::string constant(const std::string& type, const Dims& dims, size_t offset, size_t size) {
-    return "element_type=\"" + type + "\" shape=\"" + shapeText(dims) + "\" offset=\"" + std::to_string(offset) +
-           "\" size=\"" + std::to_string(size) + "\"";
-}
+using namespace ir_text;
 
 // Ids: 0 factors, 1 axis, 2 product, 3 sum, 4 result, 5 the input; with a second input 6, and 7 its sum with the first.
 std::string xmlOf(const Options& options) {
@@ -57,17 +21,16 @@ std::string xmlOf(const Options& options) {
         mask.erase(mask.begin() + options.axis);
     }
     const size_t factorBytes = static_cast<size_t>(options.channels) * sizeof(float);
-    const std::string parameter = "shape=\"" + shapeText(picture) + "\" element_type=\"f32\"";
     const std::string keep = options.keepDims ? "keep_dims=\"true\"" : "keep_dims=\"false\"";
     const bool two = options.inputs == 2;
 
     std::string layers =
         layer(0, "factors", "Const", constant("f32", factors, 0, factorBytes), "", port(0, "FP32", factors)) +
         layer(1, "axis", "Const", constant("i64", {1}, factorBytes, 8), "", port(0, "I64", {1})) +
-        layer(5, "input_image", "Parameter", parameter, "", port(0, "FP32", picture));
+        layer(5, "input_image", "Parameter", parameter(picture), "", port(0, "FP32", picture));
     std::string edges;
     if (two) {
-        layers += layer(6, "input_second", "Parameter", parameter, "", port(0, "FP32", picture)) +
+        layers += layer(6, "input_second", "Parameter", parameter(picture), "", port(0, "FP32", picture)) +
                   layer(7, "both", "Add", "auto_broadcast=\"numpy\"",
                         port(0, "FP32", picture) + port(1, "FP32", picture), port(2, "FP32", picture));
         edges += edge(5, 0, 7, 0) + edge(6, 0, 7, 1) + edge(7, 2, 2, 0);
@@ -80,8 +43,7 @@ std::string xmlOf(const Options& options) {
                     port(2, "FP32", mask)) +
               layer(4, options.outputName + "/sink_port_0", "Result", "", port(0, "FP32", mask), "");
     edges += edge(0, 0, 2, 1) + edge(2, 2, 3, 0) + edge(1, 0, 3, 1) + edge(3, 2, 4, 0);
-    return "<?xml version=\"1.0\"?>\n<net name=\"" + options.name + "\" version=\"10\">\n<layers>\n" + layers +
-           "</layers>\n<edges>\n" + edges + "</edges>\n</net>\n";
+    return network(options.name, layers, edges);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 
 #include "engines/inference_engine/InferenceEngine.h"
@@ -43,6 +44,10 @@ class ModelPair {
     ModelResource mXml;
     ModelResource mWeights;
 };
+
+// Where a helper has its network from: reads a pair of resource ids. Helpers read the executable's own unless a test
+// gives them another source.
+using NetworkSource = std::function<InferenceEngine::CNNNetwork(const InferenceEngine::Core&, int xmlId, int binId)>;
 
 // Reads the pair in one step. Raises InferenceEngineException when the pair is missing or cannot be read.
 InferenceEngine::CNNNetwork loadNetwork(const InferenceEngine::Core& core, int xmlId, int weightsId);

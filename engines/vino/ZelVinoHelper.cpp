@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "engines/vino/DevicePolicy.h"
-#include "engines/vino/ModelStore.h"
 #include "engines/vino/MotionDetect.h"
 #include "engines/vino/PixelLoops.h"
 #include "platform/include/clock.h"

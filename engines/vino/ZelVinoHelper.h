@@ -3,11 +3,11 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
 
 #include "engines/inference_engine/InferenceEngine.h"
+#include "engines/vino/ModelStore.h"
 #include "engines/vino/SkipLogic.h"
 #include "util/include/CmMutex.h"
 
@@ -22,10 +22,6 @@
 // network in place serving.
 class ZelVinoHelper {
   public:
-    // Reads the network of a pair of resource ids. For tests; the default reads the executable's own.
-    using NetworkSource =
-        std::function<InferenceEngine::CNNNetwork(const InferenceEngine::Core&, int xmlId, int binId)>;
-
     // What finishInit loads: the network as it was at beginInit.
     struct PendingInit {
         InferenceEngine::CNNNetwork network;
