@@ -1,0 +1,147 @@
+#include "detect/ZelContentVinoHelper.h"
+
+#include <array>
+#include <iostream>
+#include <stdexcept>
+
+#include "detect/ResultText.h"
+#include "platform/include/clock.h"
+#include "util/include/CmTrace.h"
+
+using namespace InferenceEngine;
+
+namespace {
+
+constexpr int kXmlId = 210;
+constexpr int kWeightsId = 200;
+constexpr uint8_t kPaddingGrey = 114;
+
+CNNNetwork readOwnResources(const Core& core, int xmlId, int weightsId) {
+    const ModelPair pair(xmlId, weightsId);
+    QOR_INFO("zelipc>>ZelContentVinoHelper::ZelContentVinoHelper, load bin size: "
+             << pair.weightsBytes() << ", model size = " << pair.xmlBytes());
+    return pair.read(core);
+}
+
+std::array<float, 256> fractionsOfBytes() {
+    std::array<float, 256> fractions{};
+    for (size_t byte = 0; byte < fractions.size(); ++byte)
+        fractions[byte] = static_cast<float>(static_cast<double>(byte) / 255.0);
+    return fractions;
+}
+
+SizeVector shape(std::initializer_list<int32_t> dims) {
+    SizeVector result;
+    for (const int32_t dim : dims) result.push_back(static_cast<size_t>(dim));
+    return result;
+}
+
+}  // namespace
+
+int32_t ZelContentVinoHelper::m_numframe = 0;
+
+ZelContentVinoHelper::ZelContentVinoHelper() : ZelContentVinoHelper(readOwnResources) {}
+
+ZelContentVinoHelper::ZelContentVinoHelper(const NetworkSource& source) : mNetwork(source(mCore, kXmlId, kWeightsId)) {}
+
+void ZelContentVinoHelper::init(const std::string& strDevType) {
+    const CCmMutexGuard lock(mLock);
+    mInputs = mNetwork.getInputsInfo();
+    if (mInputs.size() != 1) {
+        std::cout << "wrong in input size" << std::endl;
+        return;
+    }
+    mInputs.begin()->second->setPrecision(Precision::FP32);
+    mInputs.begin()->second->setLayout(Layout::NCHW);
+    mOutputs = mNetwork.getOutputsInfo();
+    mOutputName = "output";
+    if (!shapesFit()) return;
+    mBoxes.resize(static_cast<size_t>(mMaxBoxes));
+    const uint32_t start = platform::tickCount();
+    mExecNetwork = mCore.LoadNetwork(mNetwork, mDevice, {});
+    mInferRequest = mExecNetwork.CreateInferRequest();
+    const uint32_t elapsed = platform::tickCount() - start;
+    if (mStack.empty()) mStack.assign(static_cast<size_t>(mChannels * mHeight * mWidth), kPaddingGrey);
+    mInited = true;
+    mInitDone.notify_all();
+    QOR_INFO("zelipc face>>ZelContentVinoHelper::init, strDevType = " << strDevType << ", it takes " << elapsed
+                                                                      << " ms");
+}
+
+// The stack and the rows have these sizes, whatever the network.
+bool ZelContentVinoHelper::shapesFit() {
+    const auto output = mOutputs.find(mOutputName);
+    if (output != mOutputs.end() && output->second->getDims() == shape({1, mRowCount, mRowStride}) &&
+        mInputs.begin()->second->getTensorDesc().getDims() == shape({1, mChannels, mHeight, mWidth})) {
+        return true;
+    }
+    QOR_ERROR("zelipc>>ZelContentVinoHelper::init, network is no content detector, outputs: " << mOutputs.size());
+    return false;
+}
+
+bool ZelContentVinoHelper::processVino(int32_t width, int32_t height, const uint8_t* data, int32_t,
+                                       std::string& result) {
+    if (!mInited) {
+        QOR_ERROR("zelipc>>ZelContentVinoHelper::processVino, not inited.");
+        return false;
+    }
+    const CCmMutexGuard lock(mLock);
+    const Blob::Ptr input = mInferRequest.GetBlob(pictureInput());
+    if (!stackFrame(width, height, data)) return false;
+    fillInput(*input);
+    findBoxes();
+    result = contentText(mBoxes.data(), mBoxCount);
+    QOR_INFO("zelipc >>ZelContentVinoHelper::processVino, convert res to jsonstring: " << result);
+    return true;
+}
+
+std::string ZelContentVinoHelper::pictureInput() const {
+    if (mInputs.size() != 1 && mInputs.size() != 2)
+        throw std::logic_error("Sample supports topologies only with 1 or 2 inputs");
+    std::string picture;
+    for (const auto& [name, input] : mInputs) {
+        const SizeVector& dims = input->getTensorDesc().getDims();
+        input->setPrecision(Precision::FP32);
+        if (dims.size() == 4) {
+            picture = name;
+            input->setLayout(Layout::NCHW);
+        } else if (dims.size() == 2 && dims[1] != 3 && dims[1] != 6) {
+            throw std::logic_error("Invalid input info. Should be 3 or 6 values length");
+        }
+    }
+    return picture;
+}
+
+// The first frame of a group becomes the last channel. True when the group is complete.
+bool ZelContentVinoHelper::stackFrame(int32_t width, int32_t height, const uint8_t* data) {
+    const auto plane = static_cast<size_t>(mChannels - m_numframe - 1) * static_cast<size_t>(mHeight * mWidth);
+    if (!mDetect.padCenter(data, mStack.data() + plane, width, height, mWidth, mHeight)) {
+        QOR_ERROR("zelipc>>ZelContentVinoHelper::processVino, frame not usable, w = "
+                  << width << " h = " << height << ", at most: " << mWidth << " * " << mHeight);
+        return false;
+    }
+    if (m_numframe < mChannels - 1) {
+        ++m_numframe;
+        QOR_INFO(
+            "zelipc>>ZelContentVinoHelper::processVino, not enough frame to process , m_numframe =  " << m_numframe);
+        return false;
+    }
+    m_numframe = 0;
+    return true;
+}
+
+void ZelContentVinoHelper::fillInput(const Blob& input) const {
+    static const std::array<float, 256> kFractions = fractionsOfBytes();
+    auto* floats = input.buffer().as<float*>();
+    for (const uint8_t byte : mStack) *floats++ = kFractions[byte];
+}
+
+void ZelContentVinoHelper::findBoxes() {
+    const uint32_t start = platform::tickCount();
+    mInferRequest.Infer();
+    auto* rows = mInferRequest.GetBlob(mOutputName)->buffer().as<float*>();
+    mDetect.postProcess(rows, mBoxes.data(), &mBoxCount, mRowCount, mObjectnessThreshold, mClassThreshold, mClassCount,
+                        mRowStride, mMaxBoxes);
+    const uint32_t elapsed = platform::tickCount() - start;
+    QOR_INFO("zelipc>>ZelContentVinoHelper::processVino, inference time: " << elapsed << "ms");
+}
