@@ -1,20 +1,10 @@
 #include <algorithm>
 #include <exception>
 
+#include "host/Frame.h"
 #include "host/ZelMLHost.h"
 #include "util/include/CmMemory.h"
 #include "util/include/CmTrace.h"
-
-// The leading fields of a frame, read once from the slot that the client can still write, and where its bytes lie.
-struct ZelMLHost::Frame {
-    uint32_t width;
-    uint32_t height;
-    uint32_t size;
-    int32_t kind;
-    const uint8_t* data;
-
-    uint64_t pixels() const { return uint64_t{width} * height; }
-};
 
 void ZelMLHost::onFrame(const FramePacket& packet, const char* invalidText) {
     if (mStop) return;
@@ -37,13 +27,13 @@ void ZelMLHost::onSDFrameIpcPacket(const FramePacket& packet) {
                       packet.record.data};
     switch (static_cast<ipc::FrameKind>(frame.kind)) {
         case ipc::FrameKind::Face:
-            QOR_ERROR("zelipc face>> ZelMLHost::onSDFrameIpcPacket. m_pFaceVinoHelper hasn't been inited");
+            runFaceDetection(frame);
             break;
         case ipc::FrameKind::Model:
             runModelInForce(frame);
             break;
         case ipc::FrameKind::Content:
-            QOR_ERROR("zelipc content>> ZelMLHost::onSDFrameIpcPacket. m_pContentVinoHelper hasn't been inited");
+            runContentDetection(frame);
             break;
         default:
             break;

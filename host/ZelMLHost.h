@@ -9,6 +9,8 @@
 #include <thread>
 #include <vector>
 
+#include "detect/ZelContentVinoHelper.h"
+#include "detect/ZelFaceVinoHelper.h"
 #include "engines/vino/ZelVinoHelper.h"
 #include "host/BoundedMutex.h"
 #include "host/EngineTypes.h"
@@ -51,8 +53,8 @@ class ZelMLHost : public CCmAsyncTimerSink {
     void onIpcCommand(const ipc::packet<ipc::Command>& packet);
     // Runs one frame, from the slot to the reply.
     void onSDFrameIpcPacket(const ipc::packet<ipc::FrameHolder<ipc::kFrameBytes>>& packet);
-    // The same for a record that nobody has looked at: drops one whose size exceeds its slot, with `invalidText` and the
-    // size as a line. What the frame threads call.
+    // The same for a record that nobody has looked at: drops one whose size exceeds its slot, with `invalidText` and
+    // the size as a line. What the frame threads call.
     void onFrame(const ipc::packet<ipc::FrameHolder<ipc::kFrameBytes>>& packet, const char* invalidText);
 
     // Puts a model type in force: starts its engine, retires the old one, reports by events 3 and 4. Main thread.
@@ -68,6 +70,11 @@ class ZelMLHost : public CCmAsyncTimerSink {
     bool sendContentROI(const std::string& label, std::function<void(ipc::FrameHolder<ipc::kContentBytes>&)>&& fill);
     bool sendLadonResults(const std::string& label,
                           std::function<void(ipc::LadonResultHolder<ipc::kFrameBytes>&)>&& fill);
+    // Sends the faces found in a frame, as a text of up to 255 bytes; in place of a longer one goes, with a line, an
+    // empty one whose size means nothing.
+    void sendFaceText(const std::string& text);
+    // The same for the regions of a screen, of up to 2000 bytes; null for a frame that gave no result.
+    void sendContentText(const std::string* text);
     // Reports mModelLoadTime by event 5 unless it is 0. Always true.
     bool sendModelLoadTime();
     // The trace sink: sends one log line to the client in chunks. Once the host is stopping, or on the heart beat's
@@ -96,6 +103,8 @@ class ZelMLHost : public CCmAsyncTimerSink {
     void runModelInForce(const Frame& frame);
     bool runSegmentation(const Frame& frame, uint8_t** mask);
     void sendMask(const Frame& frame, const uint8_t* mask);
+    void runFaceDetection(const Frame& frame);
+    void runContentDetection(const Frame& frame);
 
     // Engine selection.
     bool initMLengine(ZEL_TYPE type, const std::string& device, DEV_PERFORMANCE_TYPE capacity);
@@ -134,10 +143,12 @@ class ZelMLHost : public CCmAsyncTimerSink {
     ACmThread* mDispatchThread = nullptr;
     std::shared_ptr<CCmAsyncTimer> mTimer;
     std::atomic<uint32_t> mHeartBeatMisses{0};
-    ZEL_TYPE mZelType = ZEL_TYPE::kIdle;           // under mEngineMutex; written by the main thread only
-    DEV_PERFORMANCE_TYPE mDevCapacity = 0;         // under mEngineMutex; written by the main thread only
-    std::shared_ptr<ZelVinoHelper> m_pVinoHelper;  // under mEngineMutex; a background load shares it
-    std::vector<uint8_t> mSkippedMask;             // takes the mask of a skipped frame; under mEngineMutex
+    ZEL_TYPE mZelType = ZEL_TYPE::kIdle;                         // under mEngineMutex; written by the main thread only
+    DEV_PERFORMANCE_TYPE mDevCapacity = 0;                       // under mEngineMutex; written by the main thread only
+    std::shared_ptr<ZelVinoHelper> m_pVinoHelper;                // under mEngineMutex; a background load shares it
+    std::unique_ptr<ZelFaceVinoHelper> m_pFaceVinoHelper;        // under mEngineMutex; made with the first frame
+    std::unique_ptr<ZelContentVinoHelper> m_pContentVinoHelper;  // the same
+    std::vector<uint8_t> mSkippedMask;  // takes the mask of a skipped frame; under mEngineMutex
     char mModelPath[256] = {};
     char mXnnLibPath[256] = {};
     std::string mModelName;  // main thread only

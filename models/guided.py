@@ -9,7 +9,7 @@ in units of the noise: both keep the filter right on devices that compute in hal
 import numpy as np
 import openvino.opset7 as ops
 
-from models.selfie import resize
+from models.tflite import resize
 
 # Variance of colours 0..1 below which an edge is taken for noise, and the part of the local variance that is always noise:
 # it keeps the equations solvable in half precision where all colours lie on one line.

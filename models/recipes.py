@@ -2,7 +2,7 @@
 
 from functools import cache
 
-from models import quantized, segmentation, selfie, sources
+from models import faces, quantized, segmentation, selfie, sources
 
 
 class Recipes:
@@ -20,6 +20,10 @@ class Recipes:
         return selfie.load(self._sources)
 
     @cache
+    def faces(self):
+        return faces.load(self._sources)
+
+    @cache
     def quantized_selfie(self):
         return quantized.network(self.selfie())
 
@@ -29,4 +33,5 @@ RECIPES = {
     "Large_256144_Chan4_D5_V33_03012022U8": lambda parts, pair: segmentation.small(pair, parts.quantized_selfie()),
     "Large_640360_Chan4_D5_V33_03032022": lambda parts, pair: segmentation.large(pair, parts.selfie()),
     "Large_640360_Chan4_D5_V33_03032022U8": lambda parts, pair: segmentation.large(pair, parts.quantized_selfie()),
+    "In16090-3_O3_V1_03212022": lambda parts, pair: faces.detector(pair, parts.faces()),
 }

@@ -7,7 +7,7 @@ output is the mask, 0..1.
 import numpy as np
 import openvino.opset7 as ops
 
-from models import guided, ir, selfie, table
+from models import guided, ir, selfie, table, tflite
 
 # A pixel with probability p counts as uncertain by 4p(1-p), the height of a parabola over 0..1; from a third of its
 # height on it leans on the previous mask in full.
@@ -34,7 +34,7 @@ def large(pair, network):
     colour, previous = _split(frame)
     picture = _unit(colour)
     half = guided.halved(picture)
-    probability = selfie.embed(network, selfie.resize(half, selfie.HEIGHT, selfie.WIDTH))
+    probability = selfie.embed(network, tflite.resize(half, selfie.HEIGHT, selfie.WIDTH))
     mask = guided.upsampled(probability, guided.halved(half), picture)
     return ir.model(pair, node, {"output_mask": steadied(mask, previous)})
 

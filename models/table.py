@@ -44,6 +44,8 @@ PAIRS = (
     _segmentation("Large_256144_Chan4_D5_V33_03012022U8", 140, 150, "FP32", 144, 256, fake_quantize=True),
     _segmentation("Large_640360_Chan4_D5_V33_03032022", 160, 170, "FP16", 360, 640),
     _segmentation("Large_640360_Chan4_D5_V33_03032022U8", 180, 190, "FP32", 360, 640, fake_quantize=True),
+    Pair("In16090-3_O3_V1_03212022", 132, 131, 10, Port("input", (1, 3, 90, 160), "FP32"),
+         (Port("scores", (1, 690, 2)), Port("boxes", (1, 690, 4)))),
 )
 
 FILES = (File("plugins.xml", 130, 2052),)

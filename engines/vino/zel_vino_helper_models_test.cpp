@@ -6,13 +6,10 @@
 #include <thread>
 #include <vector>
 
-#define STB_IMAGE_IMPLEMENTATION
-#define STBI_ONLY_PNG
-#include <stb/stb_image.h>
-
 #include "engines/inference_engine/DeviceAlias.h"
 #include "engines/vino/ModelStore.h"
 #include "engines/vino/ZelVinoHelper.h"
+#include "tests/support/SamplePhotograph.h"
 #include "tests/support/TraceCapture.h"
 
 using testing::HasSubstr;
@@ -41,32 +38,6 @@ std::string readVariable(const char* name) {
     return name == std::string("ZELHOST_DEVICE_ALIAS") ? "GPU=CPU" : "";
 }
 
-// The 16:9 part of the sample photograph around the person's head and shoulders, scaled by averaging.
-Bytes photograph(int32_t width, int32_t height) {
-    int fullWidth = 0;
-    int fullHeight = 0;
-    int channels = 0;
-    uint8_t* const full = stbi_load(ZELHOST_SAMPLE_PHOTOGRAPH, &fullWidth, &fullHeight, &channels, 3);
-    if (!full) throw std::runtime_error(std::string("cannot read ") + ZELHOST_SAMPLE_PHOTOGRAPH);
-    const int32_t partHeight = fullWidth * 9 / 16;
-    Bytes scaled;
-    for (int32_t y = 0; y < height; ++y) {
-        for (int32_t x = 0; x < width; ++x) {
-            const int32_t left = x * fullWidth / width, right = std::max((x + 1) * fullWidth / width, left + 1);
-            const int32_t top = y * partHeight / height, bottom = std::max((y + 1) * partHeight / height, top + 1);
-            for (int32_t c = 0; c < 3; ++c) {
-                int32_t sum = 0;
-                for (int32_t v = top; v < bottom; ++v) {
-                    for (int32_t u = left; u < right; ++u) sum += full[(v * fullWidth + u) * 3 + c];
-                }
-                scaled.push_back(static_cast<uint8_t>(sum / ((bottom - top) * (right - left))));
-            }
-        }
-    }
-    stbi_image_free(full);
-    return scaled;
-}
-
 class ZelVinoHelperModelsTest : public testing::Test {
   protected:
     ZelVinoHelperModelsTest() { InferenceEngine::details::replaceVariableReader(readVariable); }
@@ -78,7 +49,7 @@ class ZelVinoHelperModelsTest : public testing::Test {
         helper.preInit(network.device, network.performance);
         EXPECT_TRUE(helper.init(network.device));
         helper.setAutoSkipVBG(false);
-        const Bytes frame = photograph(network.width, network.height);
+        const Bytes frame = zeltest::samplePhotograph(network.width, network.height);
         uint8_t* mask = nullptr;
         for (int i = 0; i < 3; ++i) {
             EXPECT_TRUE(
@@ -149,7 +120,7 @@ TEST_F(ZelVinoHelperModelsTest, StillPhotographIsSkippedAndAMovedOneIsNot) {
         ZelVinoHelper helper;
         helper.preInit(network.device, network.performance);
         ASSERT_TRUE(helper.init(network.device));
-        const Bytes frame = photograph(network.width, network.height);
+        const Bytes frame = zeltest::samplePhotograph(network.width, network.height);
         Bytes moved(frame.size());
         std::copy(frame.begin(), frame.end() - 60, moved.begin() + 60);
         Bytes incoming(ZelVinoHelper::kMaskBytes, 0);
@@ -175,7 +146,7 @@ TEST_F(ZelVinoHelperModelsTest, GpuNetworkTakesOverWhileFramesFlow) {
         loaded = true;
     });
     EXPECT_TRUE(helper.init("CPU"));
-    const Bytes frame = photograph(256, 144);
+    const Bytes frame = zeltest::samplePhotograph(256, 144);
     Bytes incoming(ZelVinoHelper::kMaskBytes, 0);
     int dropped = 0;
     do {

@@ -1,0 +1,139 @@
+#include <gmock/gmock.h>
+
+#include "host/HostFixture.h"
+#include "tests/support/SamplePhotograph.h"
+
+namespace {
+
+constexpr uint32_t kWidth = 160, kHeight = 90;
+constexpr int32_t kFace = 0, kContent = 2;
+constexpr char kPrefix[] = "zelipc face>> ZelMLHost::onSDFrameIpcPacket";
+
+using Bytes = std::vector<uint8_t>;
+
+struct Text {
+    uint32_t size;
+    std::string bytes;  // the record's whole data
+    uint8_t resultValid;
+    std::string text() const { return bytes.substr(0, size); }
+};
+
+template <class Channel>
+std::optional<Text> next(Channel& channel, uint32_t timeoutMs = zeltest::kDeadlineMs) {
+    std::optional<Text> text;
+    channel.read(
+        [&text](const auto& packet) {
+            const auto& record = packet.record;
+            text = {record.size, std::string(reinterpret_cast<const char*>(record.data), sizeof record.data),
+                    record.resultValid};
+        },
+        timeoutMs);
+    return text;
+}
+
+class HostDetectionTest : public HostTest {
+  protected:
+    // The text of a frame's faces. A machine may be too slow for the 50 ms that a frame waits for its faces: then the
+    // text is empty, and the next frame may find the network busy and have no reply.
+    std::string faces(const Bytes& picture) {
+        for (int attempt = 0; attempt < 200; ++attempt) {
+            mClient->frame(kWidth, kHeight, picture, kFace);
+            const auto text = next(*mClient->rois, 500);
+            if (text && text->size != 0) return text->text();
+        }
+        return "none";
+    }
+    long lines(const std::string& text) const { return mTrace.count(0, text); }
+};
+
+}  // namespace
+
+TEST_F(HostDetectionTest, FaceFrameIsAnsweredWhateverTheModelInForce) {
+    serve();
+    const Bytes photograph = zeltest::samplePhotograph(kWidth, kHeight), grey(photograph.size(), 90);
+    EXPECT_THAT(faces(photograph), testing::StartsWith("{\"faceNum\":1,\"facePos\":[["));
+    EXPECT_EQ(mClient->startModel(3, 0), 3u);
+    EXPECT_EQ(faces(grey), "{\"faceNum\":0,\"facePos\":[]}");
+    EXPECT_FALSE(mClient->mask(0));
+    EXPECT_EQ(mTrace.count(2, "zelipc face>>ZelFaceVinoHelper::init, strDevType = CPU"), 1) << "made once";
+}
+
+TEST_F(HostDetectionTest, ShortFaceFrameHasNoReply) {
+    serve();
+    const Bytes grey(kWidth * kHeight * 3, 90);
+    mClient->frame(kWidth, kHeight, grey, kFace, kWidth * kHeight * 3 - 1);
+    EXPECT_NE(faces(grey), "none");
+    EXPECT_TRUE(traced(0, "zelipc face>>ZelFaceVinoHelper::processVino, frame data too short, size = 43199"));
+    EXPECT_EQ(lines(std::string(kPrefix) + " vinofacedetect failed."), 1 + lines("inference failed: "));
+}
+
+// Its network is not part of the program yet.
+TEST_F(HostDetectionTest, ContentFrameWithoutANetworkIsToldAndHasNoReply) {
+    const auto packet = std::make_unique<ipc::packet<ipc::FrameHolder<ipc::kFrameBytes>>>();
+    packet->record.kind = kContent;
+    packet->record.width = packet->record.height = 512;
+    mHost->onSDFrameIpcPacket(*packet);
+    EXPECT_TRUE(traced(0, std::string(kPrefix) + ", initContentDetectEngine Failed:  this executable carries no "
+                                                 "network resource with the id 210"));
+    EXPECT_TRUE(traced(0, "zelipc content>> ZelMLHost::onSDFrameIpcPacket. m_pContentVinoHelper hasn't been inited"));
+    EXPECT_FALSE(next(*mClient->contents, 0));
+}
+
+TEST_F(HostDetectionTest, LongestFaceTextIsSentWhole) {
+    const std::string longest(255, 'x');
+    mHost->sendFaceText(longest);
+    EXPECT_EQ(next(*mClient->rois, 0)->text(), longest);
+    EXPECT_EQ(lines("exceed max length"), 0);
+}
+
+// The record of a slot that has been used before: what is not written stays.
+TEST_F(HostDetectionTest, FaceTextThatIsTooLongBecomesANulAndLeavesTheSize) {
+    for (size_t slot = 0; slot < ipc::RoiChannel::kSlots; ++slot) {
+        mHost->sendFaceText("old text");
+        ASSERT_TRUE(next(*mClient->rois, 0));
+    }
+    mHost->sendFaceText(std::string(256, 'x'));
+    const auto text = next(*mClient->rois, 0);
+    ASSERT_TRUE(text);
+    EXPECT_EQ(text->size, 8u);
+    EXPECT_EQ(text->text(), std::string("\0ld text", 8));
+    EXPECT_TRUE(traced(0, std::string(kPrefix) + ", json results exceed max length 255"));
+}
+
+TEST_F(HostDetectionTest, LongestContentTextIsSentWhole) {
+    const std::string longest(2000, 'x');
+    mHost->sendContentText(&longest);
+    const auto text = next(*mClient->contents, 0);
+    ASSERT_TRUE(text);
+    EXPECT_EQ(text->text(), longest);
+    EXPECT_EQ(text->resultValid, 1);
+    EXPECT_EQ(lines("exceed max length"), 0);
+}
+
+TEST_F(HostDetectionTest, ContentTextThatIsTooLongBecomesANulAndLeavesTheSize) {
+    const std::string old = "old text", tooLong(2001, 'x');
+    for (size_t slot = 0; slot < ipc::ContentChannel::kSlots; ++slot) {
+        mHost->sendContentText(&old);
+        ASSERT_TRUE(next(*mClient->contents, 0));
+    }
+    mHost->sendContentText(&tooLong);
+    const auto text = next(*mClient->contents, 0);
+    ASSERT_TRUE(text);
+    EXPECT_EQ(text->size, 8u);
+    EXPECT_EQ(text->text(), std::string("\0ld text", 8));
+    EXPECT_EQ(text->resultValid, 1);
+    EXPECT_TRUE(traced(0, "zelipc>> ZelMLHost::onSDFrameIpcPacket, content json results exceed max length 2000"));
+}
+
+TEST_F(HostDetectionTest, FailedContentRunIsRepliedToByTheFlagAlone) {
+    const std::string old = "old text";
+    for (size_t slot = 0; slot < ipc::ContentChannel::kSlots; ++slot) {
+        mHost->sendContentText(&old);
+        ASSERT_TRUE(next(*mClient->contents, 0));
+    }
+    mHost->sendContentText(nullptr);
+    const auto text = next(*mClient->contents, 0);
+    ASSERT_TRUE(text);
+    EXPECT_EQ(text->resultValid, 0);
+    EXPECT_EQ(text->text(), old);
+}
