@@ -61,7 +61,7 @@ void ZelContentVinoHelper::init(const std::string& strDevType) {
     mExecNetwork = mCore.LoadNetwork(mNetwork, mDevice, {});
     mInferRequest = mExecNetwork.CreateInferRequest();
     const uint32_t elapsed = platform::tickCount() - start;
-    if (mStack.empty()) mStack.assign(static_cast<size_t>(mChannels * mHeight * mWidth), kPaddingGrey);
+    if (mStack.empty()) mStack.assign(static_cast<size_t>(mChannels) * planeBytes(), kPaddingGrey);
     mInited = true;
     mInitDone.notify_all();
     QOR_INFO("zelipc face>>ZelContentVinoHelper::init, strDevType = " << strDevType << ", it takes " << elapsed
@@ -114,7 +114,7 @@ std::string ZelContentVinoHelper::pictureInput() const {
 
 // The first frame of a group becomes the last channel. True when the group is complete.
 bool ZelContentVinoHelper::stackFrame(int32_t width, int32_t height, const uint8_t* data) {
-    const auto plane = static_cast<size_t>(mChannels - m_numframe - 1) * static_cast<size_t>(mHeight * mWidth);
+    const auto plane = static_cast<size_t>(mChannels - m_numframe - 1) * planeBytes();
     if (!mDetect.padCenter(data, mStack.data() + plane, width, height, mWidth, mHeight)) {
         QOR_ERROR("zelipc>>ZelContentVinoHelper::processVino, frame not usable, w = "
                   << width << " h = " << height << ", at most: " << mWidth << " * " << mHeight);

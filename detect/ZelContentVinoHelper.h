@@ -34,6 +34,7 @@ class ZelContentVinoHelper {
     bool processVino(int32_t width, int32_t height, const uint8_t* data, int32_t size, std::string& result);
 
   private:
+    size_t planeBytes() const { return static_cast<size_t>(mWidth) * static_cast<size_t>(mHeight); }
     std::string pictureInput() const ZEL_REQUIRES(mLock);
     bool shapesFit() ZEL_REQUIRES(mLock);
     bool stackFrame(int32_t width, int32_t height, const uint8_t* data) ZEL_REQUIRES(mLock);

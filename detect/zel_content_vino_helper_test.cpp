@@ -8,7 +8,6 @@
 #include "engines/vino/EngineFixture.h"
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using Line = zeltest::TraceCapture::Line;
 
 namespace {

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <vector>
@@ -49,22 +50,32 @@ double overlap(const Box& a, const Box& b) {
     return common / (a[2] * a[3] + b[2] * b[3] - common);
 }
 
+size_t byteAt(int32_t width, int32_t x, int32_t y) {
+    return (static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x)) * 3;
+}
+
+// Copies the pixels [begin, end) of a row to their places in another picture.
+void copyRow(const Bytes& from, Bytes& to, int32_t begin, int32_t end, int32_t y) {
+    std::copy(from.begin() + static_cast<ptrdiff_t>(byteAt(kWidth, begin, y)),
+              from.begin() + static_cast<ptrdiff_t>(byteAt(kWidth, end, y)),
+              to.begin() + static_cast<ptrdiff_t>(byteAt(kWidth, begin, y)));
+}
+
 // The photograph at another size on a grey picture, its left upper corner at a place.
 Bytes onGrey(int32_t width, int32_t left, int32_t top) {
     const int32_t height = width * 9 / 16;
     const Bytes photograph = zeltest::samplePhotograph(width, height);
-    Bytes picture(kWidth * kHeight * 3, 100);
-    for (int32_t y = 0; y < height; ++y)
-        for (int32_t i = 0; i < width * 3; ++i)
-            picture[static_cast<size_t>(((top + y) * kWidth + left) * 3 + i)] =
-                photograph[static_cast<size_t>(y * width * 3 + i)];
+    Bytes picture(byteAt(kWidth, 0, kHeight), 100);
+    for (int32_t y = 0; y < height; ++y) {
+        std::copy_n(photograph.begin() + static_cast<ptrdiff_t>(byteAt(width, 0, y)), width * 3,
+                    picture.begin() + static_cast<ptrdiff_t>(byteAt(kWidth, left, top + y)));
+    }
     return picture;
 }
 
+// The left half of one picture beside the right half of another.
 Bytes beside(Bytes left, const Bytes& right) {
-    for (int32_t y = 0; y < kHeight; ++y)
-        for (int32_t i = kWidth / 2 * 3; i < kWidth * 3; ++i)
-            left[static_cast<size_t>(y * kWidth * 3 + i)] = right[static_cast<size_t>(y * kWidth * 3 + i)];
+    for (int32_t y = 0; y < kHeight; ++y) copyRow(right, left, kWidth / 2, kWidth, y);
     return left;
 }
 
@@ -92,10 +103,10 @@ TEST_F(FaceModelTest, TwoFacesAreTold) {
 
 TEST_F(FaceModelTest, PictureWithoutAFaceHasNone) {
     EXPECT_EQ(found(Bytes(kWidth * kHeight * 3, 90)), "{\"faceNum\":0,\"facePos\":[]}");
+    // Without the person: only the right third is left, where a model of a shuttle stands.
     Bytes shuttle = zeltest::samplePhotograph(kWidth, kHeight);
-    // The right third, where a model of a shuttle stands.
-    for (int32_t y = 0; y < kHeight; ++y)
-        for (int32_t i = 0; i < 110 * 3; ++i) shuttle[static_cast<size_t>(y * kWidth * 3 + i)] = 150;
+    const Bytes grey(shuttle.size(), 150);
+    for (int32_t y = 0; y < kHeight; ++y) copyRow(grey, shuttle, 0, 110, y);
     EXPECT_EQ(found(shuttle), "{\"faceNum\":0,\"facePos\":[]}");
 }
 

@@ -38,7 +38,7 @@ class HostDetectionTest : public HostTest {
     // text is empty, and the next frame may find the network busy and have no reply.
     std::string faces(const Bytes& picture) {
         for (int attempt = 0; attempt < 200; ++attempt) {
-            const std::string text = answer(picture);
+            std::string text = answer(picture);
             if (!text.empty()) return text;
         }
         return "none";
