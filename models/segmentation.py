@@ -7,7 +7,8 @@ output is the mask, 0..1.
 import numpy as np
 import openvino.opset7 as ops
 
-from models import guided, ir, selfie, table, tflite
+from models import guided, ir, selfie, tflite
+from models.arithmetic import ramp
 
 # A pixel with probability p counts as uncertain by 4p(1-p), the height of a parabola over 0..1; from a third of its
 # height on it leans on the previous mask in full.
@@ -23,20 +24,28 @@ _CUT, _STILL = 0.6, 0.85
 def small(pair, network):
     """256x144: the network at the size of its own, then the blend with the previous mask."""
     node, frame = ir.parameter(pair)
-    colour, previous = _split(frame)
-    probability = selfie.embed(network, _unit(colour))
-    return ir.model(pair, node, {"output_mask": steadied(probability, previous)})
+    picture, previous = split(frame)
+    return ir.model(pair, node, {"output_mask": steadied(selfie.embed(network, picture), previous)})
 
 
 def large(pair, network):
     """640x360: the network on the picture made smaller, its mask brought to full size along the picture's edges."""
     node, frame = ir.parameter(pair)
-    colour, previous = _split(frame)
-    picture = _unit(colour)
+    picture, previous = split(frame)
     half = guided.halved(picture)
-    probability = selfie.embed(network, tflite.resize(half, selfie.HEIGHT, selfie.WIDTH))
-    mask = guided.upsampled(probability, guided.halved(half), picture)
-    return ir.model(pair, node, {"output_mask": steadied(mask, previous)})
+    reduced = tflite.resize(half, selfie.HEIGHT, selfie.WIDTH)
+    return ir.model(pair, node, {"output_mask": steadied(upsampled(network, reduced, half, picture), previous)})
+
+
+def split(frame):
+    """The frame's colours as 0..1, and the previous mask, 0..255."""
+    parts = ops.variadic_split(frame, 1, [3, 1])
+    return ops.multiply(parts.output(0), _number(1 / 255)), parts.output(1)
+
+
+def upsampled(network, reduced, half, picture):
+    """The network's mask of `reduced`, at the size of `picture`; `half` is the picture at half its size."""
+    return guided.upsampled(selfie.embed(network, reduced), guided.halved(half), picture)
 
 
 def steadied(mask, previous):
@@ -48,20 +57,11 @@ def steadied(mask, previous):
     before = ops.multiply(ops.add(previous, _number(0.5)), _number(1 / 255))
     difference = ops.subtract(before, mask)
     uncertain = ops.multiply(ops.multiply(mask, ops.subtract(_number(1.0), mask)), _number(_UNCERTAIN))
-    same = _ramp(ops.abs(difference), _OTHER, _SAME)
+    same = ramp(ops.abs(difference), _OTHER, _SAME)
     overlap = ops.divide(_mean(ops.minimum(mask, before)), _mean(ops.maximum(mask, before)))
-    still = ops.multiply(_ramp(overlap, _CUT, _STILL), _number(_MEMORY))
+    still = ops.multiply(ramp(overlap, _CUT, _STILL), _number(_MEMORY))
     weight = ops.multiply(ops.multiply(ops.clamp(uncertain, 0.0, 1.0), same), still)
     return ops.clamp(ops.add(mask, ops.multiply(weight, difference)), 0.0, 1.0)
-
-
-def _split(frame):
-    parts = ops.variadic_split(frame, 1, [3, 1])
-    return parts.output(0), parts.output(1)
-
-
-def _unit(colour):
-    return ops.multiply(colour, _number(1 / 255))
 
 
 def _number(value):
@@ -70,9 +70,3 @@ def _number(value):
 
 def _mean(plane):
     return ops.reduce_mean(plane, [2, 3], True)
-
-
-def _ramp(value, zero_at, one_at):
-    """A straight line from 0 at the first to 1 at the second, flat beyond."""
-    slope = 1 / (one_at - zero_at)
-    return ops.clamp(ops.add(ops.multiply(value, _number(slope)), _number(-zero_at * slope)), 0.0, 1.0)
