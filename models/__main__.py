@@ -12,8 +12,9 @@ def main():
     arguments = _arguments()
     if arguments.check or arguments.sheet:
         from models import check
-        return check.run(arguments.output, arguments.sheet) if arguments.check else check.sheet(arguments.output,
-                                                                                                arguments.sheet)
+        if arguments.check:
+            return check.run(arguments.output, arguments.sheet, arguments.downloads)
+        return check.sheet(arguments.output, arguments.sheet)
     return make(arguments.output, arguments.downloads)
 
 
@@ -38,7 +39,8 @@ def _arguments():
     parser.add_argument("--downloads", type=Path, default=Path("build/downloads"), metavar="DIR",
                         help="where the source of the trained networks is kept (default: %(default)s)")
     parser.add_argument("--check", action="store_true", help="measure the pairs that lie there and print the figures")
-    parser.add_argument("--sheet", type=Path, metavar="FILE", help="draw masks and cut-outs of the sample photograph")
+    parser.add_argument("--sheet", type=Path, metavar="FILE",
+                        help="draw masks, cut-outs and a face's points of the sample photograph")
     return parser.parse_args()
 
 

@@ -12,7 +12,7 @@ import numpy as np
 import openvino as ov
 from PIL import Image, ImageFilter
 
-from models import check_faces, pictures, table
+from models import check_faces, check_ladon, pictures, table
 
 SMALL, SMALL_U8, LARGE, LARGE_U8 = (pair.name for pair in table.PAIRS[:4])
 _STILL_FRAMES = 12
@@ -50,14 +50,15 @@ class Network:
         return time.process_time() - start
 
 
-def run(folder, sheet_file):
+def run(folder, sheet_file, downloads):
     """Prints the figures. Returns the number of those that miss."""
     networks = {name: Network(folder, name) for name in (SMALL, SMALL_U8, LARGE, LARGE_U8)}
     cut_out = CutOut(networks[SMALL])
     rows = [*_quantisation(networks, cut_out), *_steadiness(networks, cut_out), *_recovery(networks, cut_out),
-            *_edges(networks, cut_out), *_times(networks), *check_faces.rows(folder)]
+            *_edges(networks, cut_out), *_times(networks), *check_faces.rows(folder),
+            *check_ladon.rows(folder, downloads)]
     for what, value, sign, limit in rows:
-        print(f"{'ok  ' if _holds(value, sign, limit) else 'MISS'}  {what:<58} {value:8.3f}  {sign} {limit}")
+        print(f"{'ok  ' if _holds(value, sign, limit) else 'MISS'}  {what:<70} {value:8.3f}  {sign} {limit}")
     if sheet_file:
         sheet(folder, sheet_file)
     return sum(not _holds(value, sign, limit) for _, value, sign, limit in rows)
@@ -149,7 +150,7 @@ def _times(networks):
 
 
 def sheet(folder, file):
-    """Draws the sample photograph, its masks and cut-outs of both sizes, and a magnified part."""
+    """Draws the sample photograph, its masks and cut-outs of both sizes, a magnified part, and what Ladon makes of it."""
     photograph = pictures.sample()
     rows = []
     for name in (SMALL_U8, LARGE_U8):
@@ -159,7 +160,8 @@ def sheet(folder, file):
         cut = Image.fromarray(pictures.composite(np.asarray(photograph), full, np.array([32, 96, 160])))
         grey = Image.fromarray(np.uint8(full * 255)).convert("RGB")
         rows.append([grey, cut, cut.crop((200, 0, 360, 90)).resize(photograph.size, Image.NEAREST)])
-    page = Image.new("RGB", (640 * 3, 360 * 2))
+    rows.append(check_ladon.sheet(folder))
+    page = Image.new("RGB", (640 * 3, 360 * 3))
     for y, row in enumerate(rows):
         for x, picture in enumerate(row):
             page.paste(picture, (640 * x, 360 * y))
