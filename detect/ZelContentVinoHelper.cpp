@@ -16,13 +16,6 @@ constexpr int kXmlId = 210;
 constexpr int kWeightsId = 200;
 constexpr uint8_t kPaddingGrey = 114;
 
-CNNNetwork readOwnResources(const Core& core, int xmlId, int weightsId) {
-    const ModelPair pair(xmlId, weightsId);
-    QOR_INFO("zelipc>>ZelContentVinoHelper::ZelContentVinoHelper, load bin size: "
-             << pair.weightsBytes() << ", model size = " << pair.xmlBytes());
-    return pair.read(core);
-}
-
 std::array<float, 256> fractionsOfBytes() {
     std::array<float, 256> fractions{};
     for (size_t byte = 0; byte < fractions.size(); ++byte)
@@ -40,26 +33,24 @@ SizeVector shape(std::initializer_list<int32_t> dims) {
 
 int32_t ZelContentVinoHelper::m_numframe = 0;
 
-ZelContentVinoHelper::ZelContentVinoHelper() : ZelContentVinoHelper(readOwnResources) {}
+ZelContentVinoHelper::ZelContentVinoHelper()
+    : ZelContentVinoHelper(ownNetworks("zelipc>>ZelContentVinoHelper::ZelContentVinoHelper, load bin size: ")) {}
 
-ZelContentVinoHelper::ZelContentVinoHelper(const NetworkSource& source) : mNetwork(source(mCore, kXmlId, kWeightsId)) {}
+ZelContentVinoHelper::ZelContentVinoHelper(const NetworkSource& source) : mLoaded(source(mCore, kXmlId, kWeightsId)) {}
 
 void ZelContentVinoHelper::init(const std::string& strDevType) {
     const CCmMutexGuard lock(mLock);
-    mInputs = mNetwork.getInputsInfo();
-    if (mInputs.size() != 1) {
+    if (!mLoaded.takeInput(RAW)) {
         std::cout << "wrong in input size" << std::endl;
         return;
     }
-    mInputs.begin()->second->setPrecision(Precision::FP32);
-    mInputs.begin()->second->setLayout(Layout::NCHW);
-    mOutputs = mNetwork.getOutputsInfo();
+    mLoaded.takeOutputs();
     mOutputName = "output";
     if (!shapesFit()) return;
     mBoxes.resize(static_cast<size_t>(mMaxBoxes));
     const uint32_t start = platform::tickCount();
-    mExecNetwork = mCore.LoadNetwork(mNetwork, mDevice, {});
-    mInferRequest = mExecNetwork.CreateInferRequest();
+    mLoaded.compile(mCore, mDevice);
+    mLoaded.makeRequest();
     const uint32_t elapsed = platform::tickCount() - start;
     if (mStack.empty()) mStack.assign(static_cast<size_t>(mChannels) * planeBytes(), kPaddingGrey);
     mInited = true;
@@ -70,12 +61,12 @@ void ZelContentVinoHelper::init(const std::string& strDevType) {
 
 // The stack and the rows have these sizes, whatever the network.
 bool ZelContentVinoHelper::shapesFit() {
-    const auto output = mOutputs.find(mOutputName);
-    if (output != mOutputs.end() && output->second->getDims() == shape({1, mRowCount, mRowStride}) &&
-        mInputs.begin()->second->getTensorDesc().getDims() == shape({1, mChannels, mHeight, mWidth})) {
+    if (mLoaded.outputDims(mOutputName) == shape({1, mRowCount, mRowStride}) &&
+        mLoaded.inputDims() == shape({1, mChannels, mHeight, mWidth})) {
         return true;
     }
-    QOR_ERROR("zelipc>>ZelContentVinoHelper::init, network is no content detector, outputs: " << mOutputs.size());
+    QOR_ERROR(
+        "zelipc>>ZelContentVinoHelper::init, network is no content detector, outputs: " << mLoaded.outputs.size());
     return false;
 }
 
@@ -86,7 +77,7 @@ bool ZelContentVinoHelper::processVino(int32_t width, int32_t height, const uint
         return false;
     }
     const CCmMutexGuard lock(mLock);
-    const Blob::Ptr input = mInferRequest.GetBlob(pictureInput());
+    const Blob::Ptr input = mLoaded.request.GetBlob(pictureInput());
     if (!stackFrame(width, height, data)) return false;
     fillInput(*input);
     findBoxes();
@@ -96,10 +87,10 @@ bool ZelContentVinoHelper::processVino(int32_t width, int32_t height, const uint
 }
 
 std::string ZelContentVinoHelper::pictureInput() const {
-    if (mInputs.size() != 1 && mInputs.size() != 2)
+    if (mLoaded.inputs.size() != 1 && mLoaded.inputs.size() != 2)
         throw std::logic_error("Sample supports topologies only with 1 or 2 inputs");
     std::string picture;
-    for (const auto& [name, input] : mInputs) {
+    for (const auto& [name, input] : mLoaded.inputs) {
         const SizeVector& dims = input->getTensorDesc().getDims();
         input->setPrecision(Precision::FP32);
         if (dims.size() == 4) {
@@ -138,8 +129,8 @@ void ZelContentVinoHelper::fillInput(const Blob& input) const {
 
 void ZelContentVinoHelper::findBoxes() {
     const uint32_t start = platform::tickCount();
-    mInferRequest.Infer();
-    auto* rows = mInferRequest.GetBlob(mOutputName)->buffer().as<float*>();
+    mLoaded.request.Infer();
+    auto* rows = mLoaded.request.GetBlob(mOutputName)->buffer().as<float*>();
     mDetect.postProcess(rows, mBoxes.data(), &mBoxCount, mRowCount, mObjectnessThreshold, mClassThreshold, mClassCount,
                         mRowStride, mMaxBoxes);
     const uint32_t elapsed = platform::tickCount() - start;

@@ -8,6 +8,7 @@
 
 #include "detect/ObjectDetectCommon.h"
 #include "engines/inference_engine/InferenceEngine.h"
+#include "engines/vino/LoadedNetwork.h"
 #include "engines/vino/ModelStore.h"
 #include "util/include/CmMutex.h"
 
@@ -48,11 +49,7 @@ class ZelContentVinoHelper {
     std::condition_variable mInitDone;
     std::vector<DetectBox> mBoxes ZEL_GUARDED_BY(mLock);
     InferenceEngine::Core mCore;
-    InferenceEngine::CNNNetwork mNetwork;
-    InferenceEngine::InputsDataMap mInputs ZEL_GUARDED_BY(mLock);
-    InferenceEngine::OutputsDataMap mOutputs ZEL_GUARDED_BY(mLock);
-    InferenceEngine::ExecutableNetwork mExecNetwork ZEL_GUARDED_BY(mLock);
-    InferenceEngine::InferRequest mInferRequest ZEL_GUARDED_BY(mLock);
+    LoadedNetwork mLoaded ZEL_GUARDED_BY(mLock);
     const std::string mDevice = "CPU";
     std::string mOutputName ZEL_GUARDED_BY(mLock);
     ObjectDetectCommon mDetect ZEL_GUARDED_BY(mLock);

@@ -18,13 +18,6 @@ constexpr int kWeightsId = 131;
 constexpr size_t kChannels = 3;
 constexpr int32_t kStatisticsFrames = 30;
 
-CNNNetwork readOwnResources(const Core& core, int xmlId, int weightsId) {
-    const ModelPair pair(xmlId, weightsId);
-    QOR_INFO("zelipc face>>ZelFaceVinoHelper::ZelFaceVinoHelper, load bin size: "
-             << pair.weightsBytes() << ", model size = " << pair.xmlBytes());
-    return pair.read(core);
-}
-
 // Of the pixels' bytes, 0 to 255, around 0.
 float centred(uint8_t byte) {
     return (static_cast<float>(byte) - 127.0f) * 0.0078125f;
@@ -32,26 +25,22 @@ float centred(uint8_t byte) {
 
 }  // namespace
 
-ZelFaceVinoHelper::ZelFaceVinoHelper() : ZelFaceVinoHelper(readOwnResources) {}
+ZelFaceVinoHelper::ZelFaceVinoHelper()
+    : ZelFaceVinoHelper(ownNetworks("zelipc face>>ZelFaceVinoHelper::ZelFaceVinoHelper, load bin size: ")) {}
 
 ZelFaceVinoHelper::ZelFaceVinoHelper(const NetworkSource& source, int64_t longestWaitMs)
-    : mLongestWaitMs(longestWaitMs), mNetwork(source(mCore, kXmlId, kWeightsId)) {}
+    : mLongestWaitMs(longestWaitMs), mLoaded(source(mCore, kXmlId, kWeightsId)) {}
 
 void ZelFaceVinoHelper::init(const std::string& strDevType) {
     const CCmMutexGuard lock(mLock);
-    mInputs = mNetwork.getInputsInfo();
-    if (mInputs.size() != 1) {
+    if (!mLoaded.takeInput(RGB)) {
         std::cout << "wrong in input size" << std::endl;
         return;
     }
-    InputInfo& input = *mInputs.begin()->second;
-    input.setPrecision(Precision::FP32);
-    input.setLayout(Layout::NCHW);
-    input.getPreProcess().setColorFormat(RGB);
-    mOutputs = mNetwork.getOutputsInfo();
+    mLoaded.outputs = mLoaded.network.getOutputsInfo();
     if (!outputsFit()) return;
-    mExecNetwork = mCore.LoadNetwork(mNetwork, mDevice, {});
-    mInferRequest = mExecNetwork.CreateInferRequest();
+    mLoaded.compile(mCore, mDevice);
+    mLoaded.makeRequest();
     mInited = true;
     mInitDone.notify_all();
     QOR_INFO("zelipc face>>ZelFaceVinoHelper::init, strDevType = " << strDevType);
@@ -60,13 +49,13 @@ void ZelFaceVinoHelper::init(const std::string& strDevType) {
 // Of the outputs, in the order of their names, the first are the boxes and the second the scores.
 bool ZelFaceVinoHelper::outputsFit() {
     std::vector<DataPtr> found;
-    for (const auto& [name, output] : mOutputs) {
+    for (const auto& [name, output] : mLoaded.outputs) {
         if (!output) throw std::logic_error("output data pointer is not valid");
         output->setPrecision(Precision::FP32);
         found.push_back(output);
     }
     const auto rows = static_cast<size_t>(mCandidateCount);
-    const SizeVector& picture = mInputs.begin()->second->getTensorDesc().getDims();
+    const SizeVector& picture = mLoaded.inputDims();
     if (found.size() < 2 || found[0]->getDims() != SizeVector{1, rows, 4} ||
         found[1]->getDims() != SizeVector{1, rows, 2} || picture[0] != 1 || picture[1] != kChannels) {
         QOR_ERROR("zelipc face>>ZelFaceVinoHelper::init, network is no face detector, outputs: " << found.size());
@@ -83,7 +72,7 @@ bool ZelFaceVinoHelper::processVino(int32_t, int32_t, const uint8_t* data, int32
         return false;
     }
     const CCmMutexGuard lock(mLock);
-    const Blob::Ptr input = mInferRequest.GetBlob(mInputs.begin()->first);
+    const Blob::Ptr input = mLoaded.inputBlob();
     if (!data || size < 0 || static_cast<size_t>(size) < input->size()) {
         QOR_ERROR("zelipc face>>ZelFaceVinoHelper::processVino, frame data too short, size = " << size);
         return false;
@@ -94,8 +83,8 @@ bool ZelFaceVinoHelper::processVino(int32_t, int32_t, const uint8_t* data, int32
         QOR_INFO("zelipc face>>ZelFaceVinoHelper::processVino, inferRequest didn't get result.");
         return true;
     }
-    decodeFaceOutputs(mInferRequest.GetBlob(mScoreName)->cbuffer().as<const float*>(),
-                      mInferRequest.GetBlob(mBoxName)->cbuffer().as<const float*>());
+    decodeFaceOutputs(mLoaded.request.GetBlob(mScoreName)->cbuffer().as<const float*>(),
+                      mLoaded.request.GetBlob(mBoxName)->cbuffer().as<const float*>());
     const SizeVector& dims = input->getTensorDesc().getDims();
     result = faceText(mFaces, mFaceCount, dims[3], dims[2]);
     QOR_INFO("zelipc face>>ZelFaceVinoHelper::processVino, convert res to jsonstring: " << result);
@@ -112,8 +101,8 @@ void ZelFaceVinoHelper::fillInput(const Blob& input, const uint8_t* data) {
 
 StatusCode ZelFaceVinoHelper::infer() {
     const uint32_t start = platform::tickCount();
-    mInferRequest.StartAsync();
-    const StatusCode status = mInferRequest.Wait(mLongestWaitMs);
+    mLoaded.request.StartAsync();
+    const StatusCode status = mLoaded.request.Wait(mLongestWaitMs);
     const uint32_t elapsed = platform::tickCount() - start;
     QOR_INFO("zelipc face>>ZelFaceVinoHelper::processVino, inference time: " << elapsed << "ms, statuscode:"
                                                                              << static_cast<int32_t>(status));

@@ -7,6 +7,7 @@
 
 #include "detect/ObjectDetectCommon.h"
 #include "engines/inference_engine/InferenceEngine.h"
+#include "engines/vino/LoadedNetwork.h"
 #include "engines/vino/ModelStore.h"
 #include "util/include/CmMutex.h"
 
@@ -54,11 +55,7 @@ class ZelFaceVinoHelper {
     std::atomic<bool> mInited{false};
     std::condition_variable mInitDone;
     InferenceEngine::Core mCore;
-    InferenceEngine::CNNNetwork mNetwork;
-    InferenceEngine::InputsDataMap mInputs ZEL_GUARDED_BY(mLock);
-    InferenceEngine::OutputsDataMap mOutputs ZEL_GUARDED_BY(mLock);
-    InferenceEngine::ExecutableNetwork mExecNetwork ZEL_GUARDED_BY(mLock);
-    InferenceEngine::InferRequest mInferRequest ZEL_GUARDED_BY(mLock);
+    LoadedNetwork mLoaded ZEL_GUARDED_BY(mLock);
     const std::string mDevice = "CPU";
     std::string mScoreName ZEL_GUARDED_BY(mLock);
     std::string mBoxName ZEL_GUARDED_BY(mLock);

@@ -77,4 +77,5 @@ void ZelMLHost::setOption(uint32_t optionNumber, uint8_t option) {
     if (static_cast<ipc::OptionNumber>(optionNumber) != ipc::OptionNumber::AutoSkipVBG) return;
     QOR_INFO("zelipc:setOption AutoSkipVBG: " << static_cast<unsigned>(option) << CM_THIS);
     if (const auto helper = vinoHelper()) helper->setAutoSkipVBG(option != 0);
+    if (const auto helper = ladonVinoHelper()) helper->frames().setAutoSkipVBG(option != 0);
 }

@@ -15,6 +15,10 @@ bool isSegmentation(ZEL_TYPE type) {
     return type == ZEL_TYPE::kVinoAuto || type == ZEL_TYPE::kVinoCpu;
 }
 
+bool isLadonOnVino(ZEL_TYPE type) {
+    return type == ZEL_TYPE::kLadonVinoGpu || type == ZEL_TYPE::kLadonVinoCpu;
+}
+
 void fillModelName(ipc::Event& event, const std::string& name) {
     event.code = static_cast<uint32_t>(ipc::EventCode::ModelName);
     std::memcpy(event.text, name.data(), std::min<size_t>(name.size(), kModelNameBytes));
@@ -25,6 +29,11 @@ void fillModelName(ipc::Event& event, const std::string& name) {
 std::shared_ptr<ZelVinoHelper> ZelMLHost::vinoHelper() {
     const std::lock_guard<std::recursive_mutex> lock(mEngineMutex);
     return m_pVinoHelper;
+}
+
+std::shared_ptr<ZelLadonVinoHelper> ZelMLHost::ladonVinoHelper() {
+    const std::lock_guard<std::recursive_mutex> lock(mEngineMutex);
+    return m_pLadonVinoHelper;
 }
 
 void ZelMLHost::setModelType(uint32_t type, DEV_PERFORMANCE_TYPE capacity) {
@@ -91,6 +100,22 @@ std::string ZelMLHost::resolveDevice(uint32_t& type) const {
 
 void ZelMLHost::retireEngine(ZEL_TYPE oldType, ZEL_TYPE newType) {
     if (isSegmentation(oldType) && !isSegmentation(newType)) m_pVinoHelper.reset();
+    if (isLadonOnVino(oldType) && !isLadonOnVino(newType) && m_pLadonVinoHelper) retireLadonVinoHelper();
+}
+
+// A helper that still loads waits for onLadonLoaded.
+void ZelMLHost::retireLadonVinoHelper() {
+    mDeleteLadonPending = m_pLadonVinoHelper->loading();
+    if (!mDeleteLadonPending) m_pLadonVinoHelper.reset();
+}
+
+// On the thread of the load, which has a share of the helper of its own.
+void ZelMLHost::onLadonLoaded(uint32_t type) {
+    const std::lock_guard<std::recursive_mutex> lock(mEngineMutex);
+    if (!isLadonOnVino(static_cast<ZEL_TYPE>(type)) || !m_pLadonVinoHelper || isLadonOnVino(mZelType)) return;
+    if (m_pLadonVinoHelper->loading() || !mDeleteLadonPending) return;
+    mDeleteLadonPending = false;
+    m_pLadonVinoHelper.reset();
 }
 
 bool ZelMLHost::initMLengine(ZEL_TYPE type, const std::string& device, DEV_PERFORMANCE_TYPE capacity) {
@@ -107,6 +132,7 @@ bool ZelMLHost::initMLengine(ZEL_TYPE type, const std::string& device, DEV_PERFO
         case ZEL_TYPE::kLadonVinoGpu:
         case ZEL_TYPE::kLadonVinoCpu:
             started = initHelper(ZEL_HELPER_TYPE::kLadonVino, device, capacity);
+            if (const auto helper = ladonVinoHelper()) mModelName = helper->networkName();
             break;
         case ZEL_TYPE::kLadonXnnGpu:
         case ZEL_TYPE::kLadonXnnCpu:
@@ -121,11 +147,12 @@ bool ZelMLHost::initMLengine(ZEL_TYPE type, const std::string& device, DEV_PERFO
     return started;
 }
 
-// Only the segmentation family has a helper so far; the others answer as a failed start.
+// The types that have no helper here answer as a failed start.
 bool ZelMLHost::initHelper(ZEL_HELPER_TYPE type, const std::string& device, DEV_PERFORMANCE_TYPE capacity) {
-    if (type != ZEL_HELPER_TYPE::kVino) return false;
     try {
-        return startVinoHelper(device, capacity);
+        if (type == ZEL_HELPER_TYPE::kVino) return startVinoHelper(device, capacity);
+        if (type == ZEL_HELPER_TYPE::kLadonVino) return startLadonVinoHelper(device, capacity);
+        return false;
     } catch (const std::system_error&) {
         throw;
     } catch (const std::exception& failure) {
@@ -141,27 +168,53 @@ bool ZelMLHost::startVinoHelper(const std::string& device, DEV_PERFORMANCE_TYPE 
         const std::lock_guard<std::recursive_mutex> lock(mEngineMutex);
         m_pVinoHelper = helper;
     }
-    const std::string wanted = device.empty() ? helper->deviceType() : device;
     helper->uninit();
-    if (wanted == "GPU") return splitStart(helper, capacity);
-    helper->preInit(wanted, capacity);
-    return helper->init(wanted);
+    return startOn(helper, device, capacity);
 }
 
-// The CPU serves at once; the GPU network takes over when its load has finished.
-bool ZelMLHost::splitStart(const std::shared_ptr<ZelVinoHelper>& helper, DEV_PERFORMANCE_TYPE capacity) {
-    helper->preInit("GPU", capacity);
+bool ZelMLHost::startLadonVinoHelper(const std::string& device, DEV_PERFORMANCE_TYPE capacity) {
+    return startOn(restingLadonVinoHelper(), device, capacity);
+}
+
+// The helper, made at first use. It takes no frames until its start, and none is under way.
+std::shared_ptr<ZelLadonVinoHelper> ZelMLHost::restingLadonVinoHelper() {
+    const std::lock_guard<std::recursive_mutex> lock(mEngineMutex);
+    mDeleteLadonPending = false;
+    if (!m_pLadonVinoHelper) {
+        m_pLadonVinoHelper = std::make_shared<ZelLadonVinoHelper>();
+        m_pLadonVinoHelper->setGpuLoadedCallback([this](uint32_t type) { onLadonLoaded(type); });
+    }
+    m_pLadonVinoHelper->uninit();
+    return m_pLadonVinoHelper;
+}
+
+// On the GPU the start is split: the CPU serves at once, and the GPU network takes over when its load has finished.
+template <class Helper>
+bool ZelMLHost::startOn(const std::shared_ptr<Helper>& helper, const std::string& device,
+                        DEV_PERFORMANCE_TYPE capacity) {
+    const std::string wanted = device.empty() ? helper->deviceType() : device;
+    helper->preInit(wanted, capacity);
+    if (wanted != "GPU") return helper->init(wanted);
+    loadInBackground(helper, wanted);
+    return helper->init("CPU");
+}
+
+template <class Helper>
+void ZelMLHost::loadInBackground(std::shared_ptr<Helper> helper, const std::string& device) {
     detachLoadThread();
     auto counted = std::make_shared<WorkCounter::Scope>(mLoadsInWork);
-    mLoadThread = std::thread([helper, counted, pending = helper->beginInit(), device = std::string("GPU")] {
+    PendingLoad pending = helper->beginInit(device);
+    mLoadThread = std::thread([counted, helper = std::move(helper), pending = std::move(pending)]() mutable {
         try {
-            helper->finishInit(pending, device);
+            helper->finishInit(pending);
         } catch (const std::exception& failure) {
             QOR_ERROR("zelipc>>ZelMLHost::initMLengine, background load failed: " << failure.what());
         }
+        // The helper may end here: before the load counts as done.
+        pending = {};
+        helper.reset();
+        counted.reset();
     });
-    counted.reset();
-    return helper->init("CPU");
 }
 
 void ZelMLHost::detachLoadThread() {

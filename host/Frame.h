@@ -10,6 +10,7 @@ struct ZelMLHost::Frame {
     uint32_t height;
     uint32_t size;
     int32_t kind;
+    bool skipAllowed;
     const uint8_t* data;
 
     uint64_t pixels() const { return uint64_t{width} * height; }

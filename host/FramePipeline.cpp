@@ -23,8 +23,8 @@ void ZelMLHost::onSDFrameIpcPacket(const FramePacket& packet) {
     // One read of each field; a size that has changed since its check is cut to the slot.
     const volatile auto& record = packet.record;
     const uint32_t size = record.size;
-    const Frame frame{record.width, record.height, std::min(size, uint32_t{ipc::kFrameBytes}), record.kind,
-                      packet.record.data};
+    const Frame frame{record.width, record.height,           std::min(size, uint32_t{ipc::kFrameBytes}),
+                      record.kind,  record.skipAllowed != 0, packet.record.data};
     switch (static_cast<ipc::FrameKind>(frame.kind)) {
         case ipc::FrameKind::Face:
             runFaceDetection(frame);
@@ -41,26 +41,40 @@ void ZelMLHost::onSDFrameIpcPacket(const FramePacket& packet) {
 }
 
 void ZelMLHost::runModelInForce(const Frame& frame) {
-    uint8_t* mask = mSkippedMask.data();
     bool done = false;
-    if (mZelType == ZEL_TYPE::kVinoAuto || mZelType == ZEL_TYPE::kVinoCpu) done = runSegmentation(frame, &mask);
+    try {
+        done = inferAndSend(frame);
+    } catch (const std::exception& failure) {
+        QOR_ERROR("zelipc>> ZelMLHost::onSDFrameIpcPacket, inference failed: " << failure.what());
+    }
     if (!done) {
         QOR_ERROR("zelipc>> ZelMLHost::onSDFrameIpcPacket VinoHelper->process failed. mZelType="
                   << static_cast<uint32_t>(mZelType));
-        return;
     }
-    sendMask(frame, mask);
 }
 
-bool ZelMLHost::runSegmentation(const Frame& frame, uint8_t** mask) {
-    if (!m_pVinoHelper) return false;
-    try {
-        return m_pVinoHelper->process(static_cast<int32_t>(frame.width), static_cast<int32_t>(frame.height), frame.data,
-                                      static_cast<int32_t>(frame.size), mask);
-    } catch (const std::exception& failure) {
-        QOR_ERROR("zelipc>> ZelMLHost::onSDFrameIpcPacket, inference failed: " << failure.what());
+// False when no model is in force or the one in force failed.
+bool ZelMLHost::inferAndSend(const Frame& frame) {
+    switch (mZelType) {
+        case ZEL_TYPE::kVinoAuto:
+        case ZEL_TYPE::kVinoCpu:
+            return m_pVinoHelper && runSegmentation(frame);
+        case ZEL_TYPE::kLadonVinoGpu:
+        case ZEL_TYPE::kLadonVinoCpu:
+            return mEngineReady && m_pLadonVinoHelper && runLadon(*m_pLadonVinoHelper, frame);
+        default:
+            return false;
+    }
+}
+
+bool ZelMLHost::runSegmentation(const Frame& frame) {
+    uint8_t* mask = mSkippedMask.data();
+    if (!m_pVinoHelper->process(static_cast<int32_t>(frame.width), static_cast<int32_t>(frame.height), frame.data,
+                                static_cast<int32_t>(frame.size), &mask)) {
         return false;
     }
+    sendMask(frame, mask);
+    return true;
 }
 
 void ZelMLHost::sendMask(const Frame& frame, const uint8_t* mask) {

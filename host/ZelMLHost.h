@@ -11,6 +11,7 @@
 
 #include "detect/ZelContentVinoHelper.h"
 #include "detect/ZelFaceVinoHelper.h"
+#include "engines/vino/ZelLadonVinoHelper.h"
 #include "engines/vino/ZelVinoHelper.h"
 #include "host/BoundedMutex.h"
 #include "host/EngineTypes.h"
@@ -101,8 +102,12 @@ class ZelMLHost : public CCmAsyncTimerSink {
 
     // Frames.
     void runModelInForce(const Frame& frame);
-    bool runSegmentation(const Frame& frame, uint8_t** mask);
+    bool inferAndSend(const Frame& frame);
+    bool runSegmentation(const Frame& frame);
     void sendMask(const Frame& frame, const uint8_t* mask);
+    template <class LadonHelper>
+    bool runLadon(LadonHelper& helper, const Frame& frame);
+    void reportLoadTime(int32_t loadMs);
     void runFaceDetection(const Frame& frame);
     void runContentDetection(const Frame& frame);
 
@@ -110,11 +115,19 @@ class ZelMLHost : public CCmAsyncTimerSink {
     bool initMLengine(ZEL_TYPE type, const std::string& device, DEV_PERFORMANCE_TYPE capacity);
     bool initHelper(ZEL_HELPER_TYPE type, const std::string& device, DEV_PERFORMANCE_TYPE capacity);
     bool startVinoHelper(const std::string& device, DEV_PERFORMANCE_TYPE capacity);
-    bool splitStart(const std::shared_ptr<ZelVinoHelper>& helper, DEV_PERFORMANCE_TYPE capacity);
+    bool startLadonVinoHelper(const std::string& device, DEV_PERFORMANCE_TYPE capacity);
+    std::shared_ptr<ZelLadonVinoHelper> restingLadonVinoHelper();
+    void onLadonLoaded(uint32_t type);
+    template <class Helper>
+    bool startOn(const std::shared_ptr<Helper>& helper, const std::string& device, DEV_PERFORMANCE_TYPE capacity);
+    template <class Helper>
+    void loadInBackground(std::shared_ptr<Helper> helper, const std::string& device);
     void detachLoadThread();
     void retireEngine(ZEL_TYPE oldType, ZEL_TYPE newType);
     std::string resolveDevice(uint32_t& type) const;
+    void retireLadonVinoHelper();
     std::shared_ptr<ZelVinoHelper> vinoHelper();
+    std::shared_ptr<ZelLadonVinoHelper> ladonVinoHelper();
 
     // Logs.
     bool writeLogChunk(ipc::LogChannel& channel, std::function<void(LogChunk&)> fill);
@@ -146,8 +159,10 @@ class ZelMLHost : public CCmAsyncTimerSink {
     ZEL_TYPE mZelType = ZEL_TYPE::kIdle;                         // under mEngineMutex; written by the main thread only
     DEV_PERFORMANCE_TYPE mDevCapacity = 0;                       // under mEngineMutex; written by the main thread only
     std::shared_ptr<ZelVinoHelper> m_pVinoHelper;                // under mEngineMutex; a background load shares it
+    std::shared_ptr<ZelLadonVinoHelper> m_pLadonVinoHelper;      // the same
     std::unique_ptr<ZelFaceVinoHelper> m_pFaceVinoHelper;        // under mEngineMutex; made with the first frame
     std::unique_ptr<ZelContentVinoHelper> m_pContentVinoHelper;  // the same
+    bool mDeleteLadonPending = false;   // a retired Ladon helper waits for its load; under mEngineMutex
     std::vector<uint8_t> mSkippedMask;  // takes the mask of a skipped frame; under mEngineMutex
     char mModelPath[256] = {};
     char mXnnLibPath[256] = {};

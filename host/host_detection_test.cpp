@@ -1,6 +1,10 @@
 #include <gmock/gmock.h>
 
+#include "detect/RowNetworks.h"
+#include "host/HostEngineFixture.h"
 #include "host/HostFixture.h"
+#include "host/ReplacedNetworks.h"
+#include "platform/include/clock.h"
 #include "tests/support/SamplePhotograph.h"
 
 namespace {
@@ -79,8 +83,8 @@ TEST_F(HostDetectionTest, ShortFaceFrameHasNoReply) {
     EXPECT_NE(faces(grey), "none");
 }
 
-// Its network is not part of the program yet.
-TEST_F(HostDetectionTest, ContentFrameWithoutANetworkIsToldAndHasNoReply) {
+TEST_F(HostDetectionTest, ProgramWithoutTheNetworkTellsAndHasNoReply) {
+    const ReplacedNetworks none;
     const auto packet = std::make_unique<ipc::packet<ipc::FrameHolder<ipc::kFrameBytes>>>();
     packet->record.kind = kContent;
     packet->record.width = packet->record.height = 512;
@@ -89,6 +93,60 @@ TEST_F(HostDetectionTest, ContentFrameWithoutANetworkIsToldAndHasNoReply) {
                                                  "network resource with the id 210"));
     EXPECT_TRUE(traced(0, "zelipc content>> ZelMLHost::onSDFrameIpcPacket. m_pContentVinoHelper hasn't been inited"));
     EXPECT_FALSE(next(*mClient->contents, 0));
+}
+
+// Networks whose pictures say what is found.
+class HostSmallDetectionTest : public HostGpuFixture {
+  protected:
+    void SetUp() override {
+        ReplacedNetworks::put(132, 131, row_networks::make(row_networks::faces()));
+        ReplacedNetworks::put(210, 200, row_networks::make(row_networks::content()));
+        HostGpuFixture::SetUp();
+    }
+
+    // The answer to a screen of width x height whose first bytes are `row`.
+    std::optional<Text> content(uint32_t width, uint32_t height, const Bytes& row = {}) {
+        Bytes screen(size_t{width} * height);
+        std::copy(row.begin(), row.end(), screen.begin());
+        mClient->frame(width, height, screen, kContent);
+        return next(*mClient->contents);
+    }
+
+    const ReplacedNetworks mNetworks;
+};
+
+TEST_F(HostSmallDetectionTest, ThirdScreenOfAGroupIsAnsweredWithItsRegions) {
+    while (!content(512, 512)->resultValid) continue;  // whatever was in the stack
+    EXPECT_EQ(content(512, 512)->resultValid, 0);
+    EXPECT_EQ(content(512, 512)->resultValid, 0);
+    const auto text = content(512, 512, {128, 128, 64, 64, 255, 255});
+    ASSERT_TRUE(text);
+    EXPECT_EQ(text->resultValid, 1);
+    EXPECT_THAT(text->text(), testing::StartsWith("{\"ContentNum\":1,\"ContentPos\":[[192,192,321,321,"));
+    EXPECT_EQ(mTrace.count(0, "failed"), 0);
+}
+
+TEST_F(HostSmallDetectionTest, ScreenLargerThanTheNetworksPictureIsRefused) {
+    const auto text = content(513, 1);
+    ASSERT_TRUE(text);
+    EXPECT_EQ(text->resultValid, 0);
+    EXPECT_TRUE(traced(0,
+                       "zelipc>>ZelContentVinoHelper::processVino, frame not usable, w = 513 h = 1, at most: 512 * "
+                       "512"));
+}
+
+TEST_F(HostSmallDetectionTest, FaceFrameThatTakesTooLongHasAnEmptyTextAndTheNextFindsTheNetworkBusy) {
+    setVariable("ZELHOST_DEVICE_INFER_DELAY_MS", "CPU=2000");
+    const Bytes picture(kWidth * kHeight * 3);
+    mClient->frame(kWidth, kHeight, picture, kFace);
+    mClient->frame(kWidth, kHeight, picture, kFace);
+    const auto text = next(*mClient->rois);
+    ASSERT_TRUE(text);
+    EXPECT_EQ(text->text(), "");
+    EXPECT_TRUE(traced(2, "zelipc face>>ZelFaceVinoHelper::processVino, inferRequest didn't get result."));
+    while (!mTrace.contains("vinofacedetect failed.")) platform::sleepMilliseconds(1);
+    EXPECT_EQ(mTrace.count(0, std::string(kPrefix) + ", inference failed: "), 1);
+    EXPECT_FALSE(next(*mClient->rois, 0));
 }
 
 TEST_F(HostDetectionTest, LongestFaceTextIsSentWhole) {

@@ -1,5 +1,7 @@
 #include "engines/vino/ModelStore.h"
 
+#include <utility>
+
 #include "platform/include/folders.h"
 #include "platform/include/module.h"
 #include "util/include/CmTrace.h"
@@ -46,6 +48,14 @@ Blob::Ptr ModelPair::weightsBlob() const {
 
 CNNNetwork ModelPair::read(const Core& core) const {
     return core.ReadNetwork(std::string(static_cast<const char*>(mXml.data()), mXml.size()), weightsBlob());
+}
+
+NetworkSource ownNetworks(std::string sizeText) {
+    return [sizeText = std::move(sizeText)](const Core& core, int xmlId, int binId) {
+        const ModelPair pair(xmlId, binId);
+        QOR_INFO(sizeText << pair.weightsBytes() << ", model size = " << pair.xmlBytes());
+        return pair.read(core);
+    };
 }
 
 CNNNetwork loadNetwork(const Core& core, int xmlId, int weightsId) {

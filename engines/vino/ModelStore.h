@@ -49,6 +49,10 @@ class ModelPair {
 // gives them another source.
 using NetworkSource = std::function<InferenceEngine::CNNNetwork(const InferenceEngine::Core&, int xmlId, int binId)>;
 
+// The executable's own pairs. Each read traces the sizes of both halves: `sizeText`, the weights' bytes, ", model size
+// = " and the XML's.
+NetworkSource ownNetworks(std::string sizeText);
+
 // Reads the pair in one step. Raises InferenceEngineException when the pair is missing or cannot be read.
 InferenceEngine::CNNNetwork loadNetwork(const InferenceEngine::Core& core, int xmlId, int weightsId);
 

@@ -7,12 +7,13 @@
 #include "engines/vino/MotionDetect.h"
 #include "engines/vino/PixelLoops.h"
 #include "platform/include/clock.h"
+#include "util/include/CmMemory.h"
 
 namespace {
 
 constexpr int32_t kMasksBetweenRefreshes = 10;
 constexpr double kMovedMaskSum = 0.2;
-constexpr float kSlowestGpuMs = 150.0f;
+constexpr float kSlowestMs = 150.0f;
 
 const uint8_t* dataOrNull(const std::vector<uint8_t>& bytes) {
     return bytes.empty() ? nullptr : bytes.data();
@@ -48,6 +49,11 @@ void SkipLogic::ownPreviousMask() {
     mPrevMask = mOwnMask;
 }
 
+void SkipLogic::clearPreviousMask() {
+    ownPreviousMask();
+    cm::smemzero_s(mOwnMask.data(), mOwnMask.size(), mOwnMask.size());
+}
+
 bool SkipLogic::needsRefresh(int32_t sum) const {
     const double moved = std::fabs((mPrevMaskSum + 1.0) / (sum + 1.0) - 1.0);
     return moved > kMovedMaskSum || updateCount() % kMasksBetweenRefreshes == 0;
@@ -68,7 +74,10 @@ void SkipLogic::refresh(int32_t width, int32_t height, const uint8_t* rawMask, c
     if (frame) std::memcpy(mRefFrame.data(), frame, pixels * 3);
 }
 
+bool tooSlowForDevice(uint32_t totalMs, int32_t inferences) {
+    return static_cast<float>(totalMs) / static_cast<float>(inferences) > kSlowestMs;
+}
+
 bool gpuTooSlow(const std::string& device, uint32_t totalMs, int32_t inferences) {
-    if (device != "GPU") return false;
-    return static_cast<float>(totalMs) / static_cast<float>(inferences) > kSlowestGpuMs;
+    return device == "GPU" && tooSlowForDevice(totalMs, inferences);
 }

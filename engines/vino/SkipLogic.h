@@ -32,6 +32,8 @@ class SkipLogic {
     // Copies it, so that the bytes that update was given may change without another update. One that is a copy already
     // is left alone.
     void ownPreviousMask();
+    // Clears its bytes; as many as before remain. One without bytes trips the handler of bounds-checked memory.
+    void clearPreviousMask();
 
     int32_t skipRun() const { return mSkipRun; }
     int32_t edgeCount() const { return mEdgeCount.load(std::memory_order_relaxed); }
@@ -62,5 +64,7 @@ class SkipLogic {
     int32_t mSkipCount = 0;
 };
 
-// The rule that takes a network off the GPU: on exactly "GPU", an average of more than 150 ms for each inference.
+// The limit from which a network is taken off its device: an average of more than 150 ms for each inference.
+bool tooSlowForDevice(uint32_t totalMs, int32_t inferences);
+// The rule that takes a network off the GPU: that limit on exactly "GPU".
 bool gpuTooSlow(const std::string& device, uint32_t totalMs, int32_t inferences);

@@ -13,9 +13,6 @@
 
 using InferenceEngine::Blob;
 using InferenceEngine::CNNNetwork;
-using InferenceEngine::Core;
-using InferenceEngine::ExecutableNetwork;
-using InferenceEngine::InferRequest;
 using InferenceEngine::SizeVector;
 
 namespace {
@@ -23,20 +20,8 @@ namespace {
 constexpr int32_t kWindowInferences = 1000;
 constexpr float kMaskScale = 255.0f;
 
-CNNNetwork readOwnResources(const Core& core, int xmlId, int binId) {
-    const ModelPair pair(xmlId, binId);
-    QOR_INFO("zelipc>> load bin size: " << pair.weightsBytes() << ", model size = " << pair.xmlBytes());
-    return pair.read(core);
-}
-
 size_t elements(const SizeVector& dims) {
     return std::accumulate(dims.begin(), dims.end(), size_t{1}, std::multiplies<>());
-}
-
-std::string shapeText(const SizeVector& dims) {
-    std::string text;
-    for (const size_t dim : dims) text += (text.empty() ? "" : "x") + std::to_string(dim);
-    return text;
 }
 
 int64_t frameBytes(int32_t width, int32_t height) {
@@ -45,19 +30,7 @@ int64_t frameBytes(int32_t width, int32_t height) {
 
 }  // namespace
 
-// A loaded network on its way to the members.
-struct ZelVinoHelper::Place {
-    CNNNetwork network;
-    ExecutableNetwork executable;
-    InferRequest request;
-    InferenceEngine::InputsDataMap inputs;
-    InferenceEngine::OutputsDataMap outputs;
-    std::string outputName;
-    int32_t width = 0;
-    int32_t height = 0;
-};
-
-ZelVinoHelper::ZelVinoHelper() : ZelVinoHelper(readOwnResources) {}
+ZelVinoHelper::ZelVinoHelper() : ZelVinoHelper(ownNetworks("zelipc>> load bin size: ")) {}
 
 ZelVinoHelper::ZelVinoHelper(NetworkSource source) : mSource(std::move(source)), mCore(std::string()) {
     preInit("CPU", 0);
@@ -93,20 +66,18 @@ ZelVinoHelper::Choice ZelVinoHelper::chooseNetwork(const std::string& strDevType
     return {mXmlResourceId, mBinResourceId, false};
 }
 
-ZelVinoHelper::PendingInit ZelVinoHelper::beginInit() {
+PendingLoad ZelVinoHelper::beginInit(const std::string& strDevType) {
     mInited.exchange(false);
     const CCmMutexGuard lock(mLock);
     mSkip.clearUpdateCount();
-    return {mNetwork, mGeneration};
+    return {mNetwork, mGeneration, strDevType};
 }
 
-bool ZelVinoHelper::finishInit(const PendingInit& pending, const std::string& strDevType) {
-    if (strDevType == "GPU") configureGpu();
-    const uint32_t start = platform::tickCount();
-    ExecutableNetwork executable = mCore.LoadNetwork(pending.network, strDevType, {});
-    if (strDevType == "GPU") QOR_INFO("zelipc>>loadgpu finished, cache is ready.");
-    QOR_INFO("zelipc>>ZelVinoHelper::init LoadNetwork time :" << platform::tickCount() - start);
-    return putInPlace(pending, std::move(executable), strDevType);
+bool ZelVinoHelper::finishInit(const PendingLoad& pending) {
+    if (pending.device == "GPU") configureGpu();
+    LoadedNetwork loaded(pending.network);  // after the swap it holds what served until then
+    compileTraced(mCore, loaded, pending.device);
+    return putInPlace(loaded, pending);
 }
 
 void ZelVinoHelper::configureGpu() {
@@ -118,76 +89,47 @@ void ZelVinoHelper::configureGpu() {
     applyGpuConfiguration(mCore, cachePath);
 }
 
-bool ZelVinoHelper::putInPlace(const PendingInit& pending, ExecutableNetwork executable,
-                               const std::string& strDevType) {
-    Place place;  // outlives the lock: what the swap leaves in it may take long to free
-    place.network = pending.network;
-    place.executable = std::move(executable);
+bool ZelVinoHelper::putInPlace(LoadedNetwork& loaded, const PendingLoad& pending) {
     const CCmMutexGuard lock(mLock);
     if (pending.generation != mGeneration) {
-        QOR_INFO("zelipc>> ZelVinoHelper::init network is no longer wanted, strDevType = " << strDevType);
+        QOR_INFO("zelipc>> ZelVinoHelper::init network is no longer wanted, strDevType = " << pending.device);
         return false;
     }
-    if (!prepare(place)) return false;
-    std::swap(mExecutableNetwork, place.executable);
-    std::swap(mInferRequest, place.request);
-    mInputInfo = std::move(place.inputs);
-    mOutputInfo = std::move(place.outputs);
-    mOutputName = place.outputName;
-    mModelWidth.store(place.width, std::memory_order_relaxed);
-    mModelHeight.store(place.height, std::memory_order_relaxed);
+    if (!prepareInput(loaded)) return false;
+    prepareOutputs(loaded);
+    if (!takeOutputName(loaded) || !maskFits(loaded)) return false;
+    std::swap(mLoaded, loaded);
+    mModelWidth.store(static_cast<int32_t>(mLoaded.inputDims()[3]), std::memory_order_relaxed);
+    mModelHeight.store(static_cast<int32_t>(mLoaded.inputDims()[2]), std::memory_order_relaxed);
     allocateMasks();
     mInited.exchange(true);
     mInitDone.notify_all();
-    mDeviceType = strDevType;
+    mDeviceType = pending.device;
     return true;
 }
 
-bool ZelVinoHelper::prepare(Place& place) {
-    place.request = place.executable.CreateInferRequest();
-    place.inputs = place.network.getInputsInfo();
-    if (place.inputs.size() != 1) {
-        QOR_ERROR("zelipc>> ZelVinoHelper::init mInputInfo.size() != 1");
+// The first output that was ever seen; later networks are asked for the same.
+bool ZelVinoHelper::takeOutputName(const LoadedNetwork& loaded) {
+    const std::string name =
+        mOutputName.empty() && !loaded.outputs.empty() ? loaded.outputs.begin()->first : mOutputName;
+    if (!loaded.outputs.contains(name)) {
+        QOR_ERROR("zelipc>> ZelVinoHelper::init network has no mask output, mOutputName = " << name);
         return false;
     }
-    InferenceEngine::InputInfo& input = *place.inputs.begin()->second;
-    input.setPrecision(InferenceEngine::Precision::FP32);
-    input.setLayout(InferenceEngine::Layout::NCHW);
-    input.getPreProcess().setColorFormat(InferenceEngine::BGR);
-
-    const size_t batch = place.network.getBatchSize();
-    QOR_INFO("zelipc>> ZelVinoHelper::init mNetwork.getBatchSize() = " << batch);
-    place.network.setBatchSize(batch);
-
-    place.outputs = place.network.getOutputsInfo();
-    place.outputName = mOutputName;
-    for (const auto& [name, output] : place.outputs) {
-        if (!output) throw InferenceEngine::details::InferenceEngineException("output data pointer is not valid");
-        if (place.outputName.empty()) place.outputName = name;
-        output->setPrecision(InferenceEngine::Precision::FP32);
-    }
-    return maskFits(place);
+    mOutputName = name;
+    return true;
 }
 
 // The feedback needs a mask of the frame's size, and both masks have kMaskBytes. (An input of another rank has been
 // refused by its layout.)
-bool ZelVinoHelper::maskFits(Place& place) {
-    const SizeVector& in = place.inputs.begin()->second->getTensorDesc().getDims();
-    const auto output = place.outputs.find(place.outputName);
-    if (output == place.outputs.end()) {
-        QOR_ERROR("zelipc>> ZelVinoHelper::init network has no mask output, mOutputName = " << place.outputName);
-        return false;
-    }
-    const SizeVector& out = output->second->getDims();
+bool ZelVinoHelper::maskFits(const LoadedNetwork& loaded) const {
+    const SizeVector& in = loaded.inputDims();
+    const SizeVector out = loaded.outputDims(mOutputName);
     const bool sameSize = out.size() == 4 && out[2] == in[2] && out[3] == in[3];
-    if (!sameSize || elements(out) > kMaskBytes || in[2] * in[3] > kMaskBytes || elements(out) == 0) {
-        QOR_ERROR("zelipc>> ZelVinoHelper::init mask output not usable, output: " << shapeText(out)
-                                                                                  << ", input: " << shapeText(in));
-        return false;
-    }
-    place.width = static_cast<int32_t>(in[3]);
-    place.height = static_cast<int32_t>(in[2]);
-    return true;
+    if (sameSize && elements(out) <= kMaskBytes && in[2] * in[3] <= kMaskBytes && elements(out) != 0) return true;
+    QOR_ERROR("zelipc>> ZelVinoHelper::init mask output not usable, output: " << shapeText(out)
+                                                                              << ", input: " << shapeText(in));
+    return false;
 }
 
 void ZelVinoHelper::allocateMasks() {
@@ -255,7 +197,7 @@ bool ZelVinoHelper::processUsingV5Model(int32_t width, int32_t height, const uin
 }
 
 bool ZelVinoHelper::inferMask(int32_t width, int32_t height, const uint8_t* data, int32_t size, uint8_t** outMask) {
-    const Blob::Ptr input = mInferRequest.GetBlob(mInputInfo.begin()->first);
+    const Blob::Ptr input = mLoaded.inputBlob();
     const SizeVector& dims = input->getTensorDesc().getDims();
     const auto modelWidth = static_cast<int32_t>(dims[3]);
     const auto modelHeight = static_cast<int32_t>(dims[2]);
@@ -276,7 +218,7 @@ bool ZelVinoHelper::inferMask(int32_t width, int32_t height, const uint8_t* data
 
 void ZelVinoHelper::infer() {
     const uint32_t start = platform::tickCount();
-    mInferRequest.Infer();
+    mLoaded.request.Infer();
     ++mInferCount;
     mInferTotalMs += platform::tickCount() - start;
     if (mInferCount >= kWindowInferences) closeWindow();
@@ -297,7 +239,7 @@ void ZelVinoHelper::closeWindow() {
 // The mask to hand out. A raw one is handed out itself while it is also the mask to repeat, so that a skipped frame
 // which is given it back writes nothing; otherwise its copy, so that such a frame leaves the feedback alone.
 uint8_t* ZelVinoHelper::decodeMask(bool skipping) {
-    const Blob::Ptr output = mInferRequest.GetBlob(mOutputName);
+    const Blob::Ptr output = mLoaded.request.GetBlob(mOutputName);
     const SizeVector& dims = output->getTensorDesc().getDims();
     PixelLoops::active().floatsToBytes(output->cbuffer().as<const float*>(), output->size(), kMaskScale,
                                        mRawMask.get());

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "engines/inference_engine/InferenceEngine.h"
+#include "engines/vino/LoadedNetwork.h"
 #include "engines/vino/ModelStore.h"
 #include "engines/vino/SkipLogic.h"
 #include "util/include/CmMutex.h"
@@ -22,12 +23,6 @@
 // network in place serving.
 class ZelVinoHelper {
   public:
-    // What finishInit loads: the network as it was at beginInit.
-    struct PendingInit {
-        InferenceEngine::CNNNetwork network;
-        uint32_t generation = 0;
-    };
-
     // Both masks have this many bytes, whatever the network; larger networks are refused.
     static constexpr int32_t kMaskBytes = 640 * 360;
 
@@ -47,13 +42,13 @@ class ZelVinoHelper {
     // Loads the network on the device and puts it in place; frames are refused meanwhile. The last one to finish
     // serves. False, with a line, for a network that does not have one input of the right kind and a mask output of its
     // size, and when a later preInit has chosen another network meanwhile. Raises what the engine raises.
-    bool init(const std::string& strDevType) { return finishInit(beginInit(), strDevType); }
+    bool init(const std::string& strDevType) { return finishInit(beginInit(strDevType)); }
 
     // The same in two steps, for a load in the background. beginInit refuses frames from now on, so it runs before
     // another init makes the helper serve; finishInit takes its time, on any thread, and touches no state until it puts
     // the finished network in place.
-    PendingInit beginInit();
-    bool finishInit(const PendingInit& pending, const std::string& strDevType);
+    PendingLoad beginInit(const std::string& strDevType);
+    bool finishInit(const PendingLoad& pending);
 
     // Refuses frames from now on, and nothing else.
     void uninit();
@@ -83,14 +78,12 @@ class ZelVinoHelper {
         int32_t xmlId, binId;
         bool keepRawMask;
     };
-    struct Place;
 
     Choice chooseNetwork(const std::string& strDevType, uint32_t devPerformance) const;
     void configureGpu();
-    bool putInPlace(const PendingInit& pending, InferenceEngine::ExecutableNetwork executable,
-                    const std::string& strDevType);
-    bool prepare(Place& place) ZEL_REQUIRES(mLock);
-    bool maskFits(Place& place) ZEL_REQUIRES(mLock);
+    bool putInPlace(LoadedNetwork& loaded, const PendingLoad& pending);
+    bool takeOutputName(const LoadedNetwork& loaded) ZEL_REQUIRES(mLock);
+    bool maskFits(const LoadedNetwork& loaded) const ZEL_REQUIRES(mLock);
     void allocateMasks() ZEL_REQUIRES(mLock);
 
     bool refusedAsNotInited() const;
@@ -107,13 +100,10 @@ class ZelVinoHelper {
     std::atomic<bool> mInited{false};
     std::condition_variable mInitDone;
     InferenceEngine::Core mCore;
-    InferenceEngine::CNNNetwork mNetwork ZEL_GUARDED_BY(mLock);
-    uint32_t mGeneration ZEL_GUARDED_BY(mLock) = 0;  // counts preInit
-    InferenceEngine::InputsDataMap mInputInfo ZEL_GUARDED_BY(mLock);
-    InferenceEngine::OutputsDataMap mOutputInfo ZEL_GUARDED_BY(mLock);
+    InferenceEngine::CNNNetwork mNetwork ZEL_GUARDED_BY(mLock);  // the chosen one
+    uint32_t mGeneration ZEL_GUARDED_BY(mLock) = 0;              // counts preInit
+    LoadedNetwork mLoaded ZEL_GUARDED_BY(mLock);                 // what serves
     std::string mOutputName ZEL_GUARDED_BY(mLock);
-    InferenceEngine::ExecutableNetwork mExecutableNetwork ZEL_GUARDED_BY(mLock);
-    InferenceEngine::InferRequest mInferRequest ZEL_GUARDED_BY(mLock);
     SkipLogic mSkip;
     std::unique_ptr<uint8_t[]> mRawMask ZEL_GUARDED_BY(mLock);
     std::unique_ptr<uint8_t[]> mOutMask ZEL_GUARDED_BY(mLock);

@@ -1,6 +1,9 @@
 #include "engines/vino/HelperFixture.h"
+#include "engines/vino/LadonNetworks.h"
+#include "engines/vino/ZelLadonVinoHelper.h"
 #include "platform/include/clock.h"
 #include "tests/support/AllocationCount.h"
+#include "util/include/CmTime.h"
 
 namespace {
 
@@ -13,6 +16,9 @@ int readings = 0;
 uint32_t noteCount() {
     if (readings < 8) counts[readings++] = zeltest::allocationCount();
     return 0;
+}
+unsigned long long noteCountInMicroseconds() {
+    return noteCount();
 }
 
 class HelperAllocationsTest : public HelperFixture {};
@@ -40,6 +46,33 @@ TEST_F(HelperAllocationsTest, InferredFrameAllocatesNothingAroundItsInference) {
             EXPECT_EQ(counts[0] - before + after - counts[1], 0u) << turn;
         }
     }
+}
+
+TEST_F(HelperAllocationsTest, LadonFrameAllocatesNothingAroundItsInference) {
+    ladon_networks::Options options;
+    options.factors = {1, 0, 0, 0};
+    ZelLadonVinoHelper helper(
+        [&](const InferenceEngine::Core& core, int, int) { return ladon_networks::make(options).read(core); });
+    ASSERT_TRUE(helper.init("CPU"));
+    const Bytes frames[] = {halfFrame(201), halfFrame(140)};
+    timer_policy::replace(noteCountInMicroseconds);
+    for (int turn = 0; turn < 40; ++turn) {
+        const Bytes& frame = frames[turn % 2];
+        const float* values = nullptr;
+        readings = 0;
+        const size_t before = zeltest::allocationCount();
+        ASSERT_TRUE(helper.runInference(kWidth, kHeight, frame.data(), kFrameBytes));
+        helper.parseSegmentationOutput();
+        helper.getGestureOutput(&values);
+        helper.parseLandmarksOutput(&values);
+        helper.motionOutput();
+        const size_t after = zeltest::allocationCount();
+        ASSERT_EQ(readings, 2);
+        if (turn >= 2) {
+            EXPECT_EQ(counts[0] - before + after - counts[1], 0u) << turn;
+        }
+    }
+    timer_policy::replace(nullptr);
 }
 
 TEST_F(HelperAllocationsTest, MaskOfALaterFrameIsKeptWithoutAllocation) {

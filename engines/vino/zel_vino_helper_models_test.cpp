@@ -141,8 +141,8 @@ TEST_F(ZelVinoHelperModelsTest, GpuNetworkTakesOverWhileFramesFlow) {
     ZelVinoHelper helper;
     helper.preInit("GPU", 0);
     std::atomic<bool> loaded{false};
-    std::thread loader([&, pending = helper.beginInit()] {
-        EXPECT_TRUE(helper.finishInit(pending, "GPU"));
+    std::thread loader([&, pending = helper.beginInit("GPU")] {
+        EXPECT_TRUE(helper.finishInit(pending));
         loaded = true;
     });
     EXPECT_TRUE(helper.init("CPU"));

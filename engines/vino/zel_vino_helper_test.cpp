@@ -596,10 +596,10 @@ TEST_F(ZelVinoHelperTest, CpuServesWhileTheGpuLoadsAndTheLastLoadOwnsTheHelper) 
     helper.preInit("GPU", 0);
     helper.setAutoSkipVBG(false);
     std::atomic<bool> loaded{false};
-    const ZelVinoHelper::PendingInit pending = helper.beginInit();
+    const PendingLoad pending = helper.beginInit("GPU");
     ASSERT_TRUE(helper.init("CPU"));
     std::thread loader([&] {
-        EXPECT_TRUE(helper.finishInit(pending, "GPU"));
+        EXPECT_TRUE(helper.finishInit(pending));
         loaded = true;
     });
     int served = 0;
@@ -618,11 +618,11 @@ TEST_F(ZelVinoHelperTest, CpuServesWhileTheGpuLoadsAndTheLastLoadOwnsTheHelper) 
 
 TEST_F(ZelVinoHelperTest, LoadThatBeganEarlierDoesNotUndoAnInit) {
     ZelVinoHelper helper(source());
-    const ZelVinoHelper::PendingInit pending = helper.beginInit();
+    const PendingLoad pending = helper.beginInit("GPU");
     ASSERT_TRUE(helper.init("CPU"));
     ASSERT_TRUE(process(helper, frame));
     setVariable("ZELHOST_DEVICE_FAIL", "GPU");
-    EXPECT_THROW(helper.finishInit(pending, "GPU"), InferenceEngineException);
+    EXPECT_THROW(helper.finishInit(pending), InferenceEngineException);
     EXPECT_TRUE(helper.inited());
     EXPECT_EQ(helper.deviceType(), "CPU");
     EXPECT_TRUE(process(helper, halfFrame(77)));
@@ -646,11 +646,11 @@ TEST_F(ZelVinoHelperTest, UnknownDeviceRaises) {
 TEST_F(ZelVinoHelperTest, LoadOfANetworkThatIsNoLongerWantedIsDropped) {
     networks[180].width = 32;
     ZelVinoHelper helper(source());
-    const ZelVinoHelper::PendingInit pending = helper.beginInit();
+    const PendingLoad pending = helper.beginInit("GPU");
     helper.preInit("CPU", 1);
     ASSERT_TRUE(helper.init("CPU"));
     trace.takeLines();
-    EXPECT_FALSE(helper.finishInit(pending, "GPU"));
+    EXPECT_FALSE(helper.finishInit(pending));
     EXPECT_EQ(trace.lines().back(),
               (Line{2, "zelipc>> ZelVinoHelper::init network is no longer wanted, strDevType = GPU"}));
     EXPECT_EQ(helper.deviceType(), "CPU");
@@ -696,7 +696,7 @@ TEST_F(ZelVinoHelperTest, StartsLoadsAndFramesRunTogether) {
         helper.uninit();
         helper.preInit(start % 2 ? "GPU" : "CPU", 0);
         helper.setAutoSkipVBG(start % 3 != 0);
-        loaders.emplace_back([&helper, pending = helper.beginInit()] { helper.finishInit(pending, "GPU"); });
+        loaders.emplace_back([&helper, pending = helper.beginInit("GPU")] { helper.finishInit(pending); });
         EXPECT_TRUE(helper.init("CPU"));
         EXPECT_EQ(helper.networkName(), "SmallMask");
         helper.deviceType();

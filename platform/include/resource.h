@@ -14,6 +14,9 @@ struct Resource {
 };
 
 Resource findResource(int id);
+// For tests: what findResource answers instead, with a null handle; null puts the executable's own back. Takes effect for
+// later calls.
+void replaceResources(Resource (*find)(int id));
 void releaseResource(const Resource& resource);
 
 // Copies string resource `id` into `buffer` of `capacity` characters, cut to fit and terminated. Returns its length.

@@ -3,10 +3,11 @@
 #include <algorithm>
 
 #include "platform/posix/resource_table.h"
+#include "platform/replaceable.h"
 
 namespace platform {
 
-Resource findResource(int id) {
+Resource systemResource(int id) {
     const ZelResource* end = zel_resource_table + zel_resource_count;
     const ZelResource* found = std::find_if(zel_resource_table, end, [id](const ZelResource& r) { return r.id == id; });
     if (found == end) return {};

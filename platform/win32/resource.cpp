@@ -7,6 +7,8 @@
 #include <cwchar>
 #include <vector>
 
+#include "platform/replaceable.h"
+
 namespace platform {
 
 namespace {
@@ -31,7 +33,7 @@ std::string versionOf(std::vector<char> block) {
 
 }  // namespace
 
-Resource findResource(int id) {
+Resource systemResource(int id) {
     const HRSRC found = FindResourceW(program(), MAKEINTRESOURCEW(id), L"file");
     const HGLOBAL loaded = found ? LoadResource(program(), found) : nullptr;
     if (!loaded) return {};

@@ -64,7 +64,7 @@ void RawClient::command(const std::function<void(ipc::Command&)>& fill) {
 }
 
 void RawClient::frame(uint32_t width, uint32_t height, const std::vector<uint8_t>& data, int32_t kind,
-                      std::optional<uint32_t> size, bool onSharing) {
+                      std::optional<uint32_t> size, bool onSharing, bool skipAllowed) {
     auto& channel = onSharing ? sharing : frames;
     channel->write([&](ipc::packet<ipc::FrameHolder<ipc::kFrameBytes>>& packet) {
         auto& frame = packet.record;
@@ -72,7 +72,7 @@ void RawClient::frame(uint32_t width, uint32_t height, const std::vector<uint8_t
         frame.height = height;
         frame.size = size.value_or(static_cast<uint32_t>(data.size()));
         frame.kind = kind;
-        frame.skipAllowed = 1;
+        frame.skipAllowed = skipAllowed ? 1 : 0;
         std::copy_n(data.begin(), std::min(data.size(), sizeof frame.data), frame.data);
     });
 }
@@ -110,6 +110,16 @@ std::optional<Mask> RawClient::mask(uint32_t timeoutMs) {
                           frame.height,
                           frame.size,
                           {frame.data, frame.data + std::min<size_t>(frame.size, sizeof frame.data)}};
+        },
+        timeoutMs);
+    return result;
+}
+
+std::unique_ptr<ipc::LadonResult> RawClient::ladonResult(uint32_t timeoutMs) {
+    std::unique_ptr<ipc::LadonResult> result;
+    ladon->read(
+        [&result](const ipc::packet<ipc::LadonResult>& packet) {
+            result = std::make_unique<ipc::LadonResult>(packet.record);
         },
         timeoutMs);
     return result;

@@ -39,7 +39,7 @@ class RawClient {
     void command(const std::function<void(ipc::Command&)>& fill);
     // Frames of 3 bytes a pixel; `data` may be of any length, `size` is its length unless given.
     void frame(uint32_t width, uint32_t height, const std::vector<uint8_t>& data, int32_t kind = 1,
-               std::optional<uint32_t> size = {}, bool sharing = false);
+               std::optional<uint32_t> size = {}, bool sharing = false, bool skipAllowed = true);
 
     // A frame that gets no reply and counts as a sign of life; unlike an answer to a heart beat the host sees it also
     // while it loads a model. Dropped when the channel is full.
@@ -49,6 +49,8 @@ class RawClient {
     // The next event of `code`, others dropped; heart beats among them are met with showLife.
     std::optional<ipc::Event> event(ipc::EventCode code, uint32_t timeoutMs = kDeadlineMs);
     std::optional<Mask> mask(uint32_t timeoutMs = kDeadlineMs);
+    // The next record of a Ladon model.
+    std::unique_ptr<ipc::LadonResult> ladonResult(uint32_t timeoutMs = kDeadlineMs);
     // The next whole log line, put together from its chunks.
     std::optional<LogLine> logLine(uint32_t timeoutMs = kDeadlineMs);
     // Reads log lines until one contains `text`; false when none came in time.
