@@ -7,21 +7,25 @@
 
 namespace zelbench {
 
-// A segmentation network of the executable called bare through the runtime's C interface, with the settings that a host
+// A network of the executable called bare through the runtime's C interface, with the settings that a host
 // gives it. What a frame costs over this is what a host costs.
 class BareNetwork {
   public:
+    // How the host sets the processor up: for the models in force, or for faces and screens.
+    enum class Settings { kModel, kDetection };
+
     // Reads the pair `reads` times, as a host does at its start, compiles it for the CPU and makes a request.
-    BareNetwork(int xmlId, int binId, int reads = 1);
+    BareNetwork(int xmlId, int binId, int reads = 1, Settings settings = Settings::kModel);
     ~BareNetwork();
     BareNetwork(const BareNetwork&) = delete;
     BareNetwork& operator=(const BareNetwork&) = delete;
 
     uint32_t width() const { return mWidth; }
     uint32_t height() const { return mHeight; }
-    // 4 planes of width x height, and one of that size.
+    // Its planes of width x height.
     float* input() const { return mInput; }
-    const float* output() const { return mOutput; }
+    // The output that has so many values.
+    float* output(size_t values) const;
     void infer();
     // Keeps a copy of what lies in input(), to be inferred again by inferKept; the first has number 0.
     void keepInput();
@@ -30,16 +34,17 @@ class BareNetwork {
 
   private:
     void read(int xmlId, int binId);
+    void makeInputFp32();
+    void compile(Settings settings);
 
     ov_core_t* mCore = nullptr;
     ov_model_t* mModel = nullptr;
     ov_compiled_model_t* mCompiled = nullptr;
     ov_infer_request_t* mRequest = nullptr;
     ov_tensor_t* mInputTensor = nullptr;
-    ov_tensor_t* mOutputTensor = nullptr;
     std::vector<ov_tensor_t*> mKept;
     float* mInput = nullptr;
-    float* mOutput = nullptr;
+    size_t mInputBytes = 0;
     uint32_t mWidth = 0;
     uint32_t mHeight = 0;
 };

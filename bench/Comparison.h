@@ -30,6 +30,8 @@ struct Blocks {
 
     // The same for operations of microseconds: blocks of some milliseconds again.
     Blocks ofExchanges() const { return {repeats, operations * 5, warmUp * 5}; }
+    // And for operations of tens of milliseconds.
+    Blocks ofLongOperations() const { return {repeats / 3, operations / 3, warmUp / 4}; }
 };
 
 // Times one operation at a time: ours and theirs in turn, block by block, the order changing from pair to pair. The

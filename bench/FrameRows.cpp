@@ -1,13 +1,12 @@
-#include <cstring>
 #include <stdexcept>
 
 #include "bench/BareNetwork.h"
 #include "bench/ChannelRoad.h"
 #include "bench/Picture.h"
 #include "bench/Rows.h"
+#include "bench/ServedHost.h"
 #include "bench/posix/Placement.h"
 #include "engines/vino/PixelLoops.h"
-#include "tests/support/HostProcess.h"
 
 namespace zelbench {
 
@@ -24,48 +23,9 @@ struct Size {
 
 constexpr uint32_t kCpuType = 3;
 
-// A host that serves frames. Its beats are answered and its log is read on threads of their own, as a client does it.
-class ServedHost {
-  public:
-    explicit ServedHost(uint32_t capacity) : mClient(mHost.baseName()) {
-        if (mClient.startModel(kCpuType, capacity) != kCpuType)
-            throw std::runtime_error("the host did not start type 3");
-        mEvents.start(mClient.events, [this](const auto& packet) {
-            if (packet.record.code == static_cast<uint32_t>(ipc::EventCode::HeartBeat))
-                mClient.command(ipc::CommandCode::HeartBeatAck);
-        });
-        mLogs.start(mClient.logs, [](const auto&) {});
-    }
-
-    // In order, so that it takes its shared memory with it.
-    ~ServedHost() {
-        mClient.command(ipc::CommandCode::Terminate);
-        mHost.process().waitForExit(zeltest::kDeadlineMs);
-    }
-
-    void exchange(uint32_t width, uint32_t height, const std::vector<uint8_t>& frame, std::vector<uint8_t>& mask) {
-        mClient.frames->write([&](auto& packet) {
-            auto& record = packet.record;
-            record.width = width;
-            record.height = height;
-            record.size = static_cast<uint32_t>(frame.size());
-            record.kind = 1;
-            std::memcpy(record.data, frame.data(), frame.size());
-        });
-        const bool answered = mClient.results->read(
-            [&mask](const auto& packet) { std::memcpy(mask.data(), packet.record.data, mask.size()); },
-            zeltest::kDeadlineMs);
-        if (!answered) throw std::runtime_error("the host gave no mask");
-    }
-
-    int processId() { return mHost.process().id(); }
-
-  private:
-    zeltest::HostProcess mHost;
-    zeltest::RawClient mClient;
-    ipc::ChannelListener<ipc::EventChannel> mEvents;
-    ipc::ChannelListener<ipc::LogChannel> mLogs;
-};
+Picture pictureOf(const FrameSeries& series, uint64_t number) {
+    return {series.width, series.height, ipc::FrameKind::Model, series.at(number)};
+}
 
 // What the host does with a frame, step by step around the bare network.
 class BareRoad {
@@ -76,7 +36,7 @@ class BareRoad {
     const std::vector<uint8_t>& maskOf(const std::vector<uint8_t>& frame) {
         PixelLoops::plain().fillPlanes(frame.data(), mRaw.data(), pixels(), 4, mNetwork.input());
         mNetwork.infer();
-        PixelLoops::plain().floatsToBytes(mNetwork.output(), pixels(), 255.0f, mRaw.data());
+        PixelLoops::plain().floatsToBytes(mNetwork.output(pixels()), pixels(), 255.0f, mRaw.data());
         if (mErode)
             PixelLoops::plain().erode(mNetwork.width(), mNetwork.height(), mRaw.data(), mMask.data());
         else
@@ -100,16 +60,15 @@ class BareRoad {
 void verifySequence(ServedHost& host, BareRoad& bare, const FrameSeries& series) {
     std::vector<uint8_t> mask(size_t{series.width} * series.height);
     for (uint64_t count = 0; count < 10 * series.frames.size(); ++count) {
-        const auto& frame = series.at(count);
-        host.exchange(series.width, series.height, frame, mask);
-        if (mask != bare.maskOf(frame))
+        host.exchangeMask(pictureOf(series, count), mask);
+        if (mask != bare.maskOf(series.at(count)))
             throw std::runtime_error("mask " + std::to_string(count) + " of the host differs from the bare network's");
         if (count >= 9 * series.frames.size()) bare.network().keepInput();
     }
 }
 
 void measureRoundTrip(const Settings& settings, const Size& size, Report& report) {
-    ServedHost host(size.capacity);
+    ServedHost host(kCpuType, size.capacity);
     BareRoad bare(size);
     const FrameSeries series = readFrames(settings.picture, bare.network().width(), bare.network().height());
     verifySequence(host, bare, series);
@@ -118,7 +77,7 @@ void measureRoundTrip(const Settings& settings, const Size& size, Report& report
     uint64_t hostCount = 0;
     uint64_t bareCount = 0;
     const Comparison figures = compare(
-        settings.blocks, [&] { host.exchange(series.width, series.height, series.at(hostCount++), mask); },
+        settings.blocks, [&] { host.exchangeMask(pictureOf(series, hostCount++), mask); },
         [&] { bare.network().inferKept(bareCount++); });
     const bool reached =
         figures.ratio <= size.goal && (size.goalMicroseconds == 0 || figures.difference <= size.goalMicroseconds);
@@ -130,17 +89,16 @@ void measureRoundTrip(const Settings& settings, const Size& size, Report& report
 }
 
 void measureStillFrame(const Settings& settings, const Size& size, Report& report) {
-    ServedHost host(size.capacity);
+    ServedHost host(kCpuType, size.capacity);
     const FrameSeries series = readFrames(settings.picture, 256, 144);
-    const std::vector<uint8_t>& frame = series.frames[0];
     std::vector<uint8_t> mask(size_t{series.width} * series.height);
 
     ChannelRoad channel;
     const Placement placement({host.processId(), channel.echoId()}, Cores::Two);
     // One frame in eighteen is inferred all the same; the median is a skipped one.
     const Comparison figures = compare(
-        settings.blocks.ofExchanges(), [&] { host.exchange(series.width, series.height, frame, mask); },
-        [&] { channel.exchange(frame, mask); });
+        settings.blocks.ofExchanges(), [&] { host.exchangeMask(pictureOf(series, 0), mask); },
+        [&] { channel.exchange(series.frames[0], mask); });
     report.add({"still frame (skipped), 256x144", "a channel round trip of the same bytes", "us", figures, "<= 1.5x",
                 figures.ratio <= 1.5, ""});
 }

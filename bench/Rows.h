@@ -16,6 +16,8 @@ struct Settings {
 
 // A frame's way to a host and back against the bare network, and against the bare channel for a still one.
 void measureFrames(const Settings& settings, Report& report);
+// Ladon, face and screen frames against their bare networks.
+void measureDetections(const Settings& settings, Report& report);
 // A channel round trip against ZeroMQ and a bare futex.
 void measureChannels(const Settings& settings, Report& report);
 // Start, memory and idle time of the process.

@@ -36,7 +36,7 @@ int main(int argc, char** argv) {
     zelbench::Settings settings;
     settings.picture = ZELBENCH_PICTURE;
     std::string json;
-    std::vector<std::string> rows = {"frames", "channels", "process", "recovery"};
+    std::vector<std::string> rows = {"frames", "detections", "channels", "process", "recovery"};
     std::vector<std::string> echo;
     app.add_option("--picture", settings.picture, "photograph of a person, PNG")->capture_default_str();
     app.add_option("--repeats", settings.blocks.repeats, "pairs of blocks")
@@ -49,8 +49,8 @@ int main(int argc, char** argv) {
         ->check(CLI::Range(5, 1000))
         ->capture_default_str();
     app.add_option("--json", json, "also write the rows to this file");
-    app.add_option("rows", rows, "frames, channels, process, recovery; all by default")
-        ->check(CLI::IsMember({"frames", "channels", "process", "recovery"}));
+    app.add_option("rows", rows, "frames, detections, channels, process, recovery; all by default")
+        ->check(CLI::IsMember({"frames", "detections", "channels", "process", "recovery"}));
     app.add_option("--echo", echo)->expected(2)->group("");
     CLI11_PARSE(app, argc, argv);
     ipc::printOpenErrors(false);
@@ -61,6 +61,7 @@ int main(int argc, char** argv) {
         zelbench::Report report;
         for (const std::string& row : rows) {
             if (row == "frames") zelbench::measureFrames(settings, report);
+            if (row == "detections") zelbench::measureDetections(settings, report);
             if (row == "channels") zelbench::measureChannels(settings, report);
             if (row == "process") zelbench::measureProcess(settings, report);
             if (row == "recovery") zelbench::measureRecovery(settings, report);
