@@ -76,7 +76,8 @@ class CameraProgram {
     // Submits the next frame and takes what is there. The newest frame that got a mask; 0 for none.
     uint64_t submitAndTake() {
         const uint64_t tag = ++mLastTag;
-        const zelclient_frame frame = {mSeries.width, mSeries.height, 0, mSeries.at(tag).data(), tag};
+        const zelclient_frame frame = {mSeries.width, mSeries.height,      0, mSeries.at(tag).data(),
+                                       tag,           ZELCLIENT_KIND_MODEL};
         if (zelclient_submit(mClient, &frame) != ZELCLIENT_OK) throw std::runtime_error("the client has given up");
         uint64_t masked = 0;
         zelclient_result result;

@@ -1,16 +1,21 @@
 // A host for the client library's tests: speaks the channels as the real one does, and misbehaves as it is told by the
-// environment variable ZELFAKE, "word=number,word=number". A mask is the frame's red plane, so that a test can see
-// whose mask it got.
+// environment variable ZELFAKE, "word=number,word=number". A mask is the frame's red plane, and a box begins where the
+// frame's first byte says, so that a test can see whose answer it got. Each third frame for content has a result. With
+// model types 6 to 10 there is a face with points, another with a box only, and the gesture that the first byte says.
 //
 //   load-ms, slow-ms       time for a model, for a frame
+//   late-ms                time between a model's coming into force and its event
 //   beat-ms                time between beats, 1000 if not told
 //   mute                   no reply to InitClient
 //   deaf                   opens nothing, reads nothing, says nothing
 //   quit                   ends at once with that code
 //   die-at, die-after      ends at that frame, before or after its mask
 //   hang-at                never comes back from that frame
-//   fail-every, fail-run   no mask for each n-th frame; for frames whose red starts below n
+//   fail-every, fail-run   no answer for each n-th frame; for frames whose first byte is below n
 //   bad-mask               1 wrong width, 2 size too large, 3 size 0
+//   boxes                  as many in a text, 1 if not told
+//   bad-text               1 cut short, 2 size too large, 3 a NUL and the size of an older text, 4 size 0
+//   no-number              every float of a Ladon answer is none
 //   stray                  as many masks that nobody asked for, before the first model
 //   refuse, lower          the model stays at 0; type 6 becomes 7
 //   ignore-terminate       goes on
@@ -22,10 +27,13 @@
 //
 // With ZELFAKE_ONCE=FILE it misbehaves only if the file is not there yet, and makes it. It lives a minute at most.
 
+#include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <mutex>
 #include <random>
@@ -83,6 +91,9 @@ class FakeHost {
         mFrames = ipc::FrameChannel::openForRead(mBase + ipc::kFrameSuffix);
         mSharing = ipc::FrameChannel::openForRead(mBase + ipc::kSharingSuffix);
         mMasks = ipc::FrameChannel::openForWrite(mBase + ipc::kResultSuffix);
+        mFaces = ipc::RoiChannel::openForWrite(mBase + ipc::kRoiSuffix);
+        mContent = ipc::ContentChannel::openForWrite(mBase + ipc::kContentSuffix);
+        mLadon = ipc::LadonChannel::openForWrite(mBase + ipc::kLadonSuffix);
         mLog = ipc::LogChannel::openForWrite(mBase + ipc::kLogSuffix);
     }
 
@@ -172,6 +183,8 @@ class FakeHost {
         if (tell("refuse") && mModels == 1) type = 0;
         if (tell("lower") && type == 6) type = 7;
         log(2, "model " + std::to_string(type) + " " + std::to_string(capacity));
+        mType = type;
+        if (tell("late-ms")) platform::sleepMilliseconds(static_cast<uint32_t>(tell("late-ms")));
         event(ipc::EventCode::ModelType, [&](ipc::Event& model) { model.modelType = type; });
     }
 
@@ -187,13 +200,96 @@ class FakeHost {
         if (number == tell("scribble-at")) scribble();
         if (tell("fail-every") && number % tell("fail-every") == 0) return;
         if (frame.data[0] < tell("fail-run")) return;
-        const uint32_t pixels = frame.width * frame.height;
-        const long bad = tell("bad-mask");
-        const uint32_t size = bad == 2 ? 0xFFFFFFFFu : bad == 3 ? 0 : pixels;
-        writeMask(bad == 1 ? frame.width + 1 : frame.width, frame.height, size, [&](uint8_t* mask) {
-            for (uint32_t pixel = 0; pixel < pixels; ++pixel) mask[pixel] = frame.data[3 * pixel];
-        });
+        answer(frame);
         if (number == tell("die-after")) platform::endProcess(9);
+    }
+
+    void answer(const Frame& frame) {
+        switch (static_cast<ipc::FrameKind>(frame.kind)) {
+            case ipc::FrameKind::Face:
+                mFaces->write([&](auto& packet) { fillText(packet.record, boxes(frame, "face")); });
+                return;
+            case ipc::FrameKind::Content:
+                return answerContent(frame);
+            case ipc::FrameKind::Model:
+                break;
+        }
+        if (mType >= 6) {
+            mLadon->write([&](auto& packet) { fillLadon(packet.record, frame); });
+            return;
+        }
+        writeMask(tell("bad-mask") == 1 ? frame.width + 1 : frame.width, frame.height, maskSize(frame),
+                  [&](uint8_t* mask) { fillMask(mask, frame); });
+    }
+
+    uint32_t maskSize(const Frame& frame) const {
+        const long bad = tell("bad-mask");
+        return bad == 2 ? 0xFFFFFFFFu : bad == 3 ? 0 : frame.width * frame.height;
+    }
+
+    static void fillMask(uint8_t* mask, const Frame& frame) {
+        for (uint32_t pixel = 0; pixel < frame.width * frame.height; ++pixel) mask[pixel] = frame.data[3 * pixel];
+    }
+
+    void answerContent(const Frame& frame) {
+        const bool result = ++mContentFrames % 3 == 0;
+        mContent->write([&](auto& packet) {
+            if (result) fillText(packet.record, boxes(frame, "Content"));
+            packet.record.resultValid = result ? 1 : 0;
+        });
+    }
+
+    // As the real host writes it, 20 pixels of x between one box and the next.
+    std::string boxes(const Frame& frame, const std::string& what) const {
+        const long count = tell("boxes", 1);
+        const bool face = what == "face";
+        std::string text = "{\"" + what + "Num\":" + std::to_string(count) + ",\"" + what + "Pos\":[";
+        for (long box = 0; box < count; ++box) {
+            text += (box ? ",[" : "[") + std::to_string(frame.data[0] + 20 * box);
+            text += face ? ",20,30,40]" : ",20,230,240,0.912345,2]";
+        }
+        return text + "]}";
+    }
+
+    template <class Record>
+    void fillText(Record& record, std::string text) const {
+        const long bad = tell("bad-text");
+        if (bad == 1) text.resize(text.size() / 2);
+        if (bad == 3) text.assign(1, '\0');
+        if (bad == 4) text.clear();
+        std::memcpy(record.data, text.data(), std::min(text.size(), sizeof record.data));
+        record.size = bad == 2 ? 0xFFFFFFFFu : bad == 3 ? 20 : static_cast<uint32_t>(text.size());
+    }
+
+    void fillLadon(ipc::LadonResult& record, const Frame& frame) const {
+        std::memset(&record, 0, sizeof record);
+        record.size = maskSize(frame);
+        fillMask(record.mask, frame);
+        record.motion = 0.25f;
+        record.skipRun = 3;
+        record.gesture[frame.data[0] % ipc::kGestureValues] = 0.875f;
+        constexpr size_t kCell = ipc::kLandmarkValues / (9 * 16);
+        float* withPoints = record.landmarks + kCell * (4 * 16 + 8);
+        fillFace(withPoints, 0.9f, 0.25f);
+        for (size_t value = 5; value < kCell; ++value) withPoints[value] = value % 3 == 1 ? -0.125f : 0.5f;
+        fillFace(record.landmarks, 0.6f, 0);
+        if (mType >= 8) {
+            std::fill(std::begin(record.lut), std::end(record.lut), 0.5f);
+            std::fill(std::begin(record.lutVertices), std::end(record.lutVertices), 0.25f);
+            record.lutConfidence = 0.75f;
+        }
+        if (!tell("no-number")) return;
+        const float none = std::nanf("");
+        record.motion = record.lutConfidence = none;
+        for (auto* values : {record.landmarks, record.gesture, record.lut, record.lutVertices}) *values = none;
+        std::fill(withPoints, withPoints + kCell, none);
+        std::fill(std::begin(record.gesture), std::end(record.gesture), none);
+    }
+
+    // A box from (left, left) to the picture's middle.
+    static void fillFace(float* cell, float score, float left) {
+        const float values[] = {score, left, left, 0.5f, 0.5f};
+        std::copy(std::begin(values), std::end(values), cell);
     }
 
     template <class Fill>
@@ -264,11 +360,16 @@ class FakeHost {
     std::shared_ptr<ipc::FrameChannel> mFrames;
     std::shared_ptr<ipc::FrameChannel> mSharing;
     std::shared_ptr<ipc::FrameChannel> mMasks;
+    std::shared_ptr<ipc::RoiChannel> mFaces;
+    std::shared_ptr<ipc::ContentChannel> mContent;
+    std::shared_ptr<ipc::LadonChannel> mLadon;
     std::shared_ptr<ipc::LogChannel> mLog;
     std::mutex mLogMutex;
     std::atomic<bool> mEnded{false};
+    std::atomic<uint32_t> mType{0};
     long mModels = 0;
     long mFrameCount = 0;
+    long mContentFrames = 0;
 };
 
 std::string valueOf(int count, char** arguments, const std::string& key) {

@@ -39,7 +39,7 @@ class ClientRoadTest : public testing::TestWithParam<uint32_t> {
     void TearDown() override { zelclient_stop(mClient); }
 
     void submit() {
-        const zelclient_frame frame = {mWidth, mHeight, 0, mPicture.bytes.data(), ++mTag};
+        const zelclient_frame frame = {mWidth, mHeight, 0, mPicture.bytes.data(), ++mTag, ZELCLIENT_KIND_MODEL};
         ASSERT_EQ(zelclient_submit(mClient, &frame), ZELCLIENT_OK);
     }
 

@@ -5,7 +5,8 @@
 #include <stdint.h>
 
 /*
- * Client library of zelhost: starts a host process, hands it camera frames and gives back person masks.
+ * Client library of zelhost: starts a host process, hands it frames and gives back what was found in them: person masks
+ * and, with a Ladon model, faces, landmarks and gestures; faces alone; regions of a screen whose picture moves.
  *
  *     zelclient_options options;
  *     zelclient_options_init(&options);
@@ -59,7 +60,8 @@ typedef enum zelclient_error {
 /* Where the client stands. Show a picture as masked only while this is ZELCLIENT_READY. */
 typedef enum zelclient_state {
     ZELCLIENT_STARTING = 0, /* a host has been started, also after one died, and has not answered yet */
-    ZELCLIENT_WARMING = 1,  /* the host answers; it loads the model, or no mask has come from it yet */
+    ZELCLIENT_WARMING = 1,  /* the host answers; it loads the model, or no mask has come from it yet. A client that asks
+                               for faces and content only stays here */
     ZELCLIENT_READY = 2,    /* the newest mask is at most stale_after_ms old */
     ZELCLIENT_STALE = 3,    /* the newest mask is older than that */
     ZELCLIENT_FAILED = 4    /* no masks will come: the model was refused, or hosts keep ending; see zelclient_last_error */
@@ -68,35 +70,110 @@ typedef enum zelclient_state {
 /* What became of a frame. Every accepted frame gets exactly one result; those of frames that the host took come in the
    order of acceptance. */
 typedef enum zelclient_status {
-    ZELCLIENT_MASK = 0,           /* here is its mask */
-    ZELCLIENT_FRAME_FAILED = 1,   /* the host took the frame and gave no mask; its log says why */
+    ZELCLIENT_MASK = 0,           /* here is its mask, and with a Ladon model the rest */
+    ZELCLIENT_FRAME_FAILED = 1,   /* the host took the frame and gave no answer, or one that makes no sense; its log and
+                                     zelclient_last_error say why */
     ZELCLIENT_FRAME_REPLACED = 2, /* a newer frame took its place before the host was free */
-    ZELCLIENT_FRAME_LOST = 3      /* the host ended while it had the frame */
+    ZELCLIENT_FRAME_LOST = 3,     /* the host ended while it had the frame */
+    ZELCLIENT_BOXES = 4,          /* a frame for faces or content: here are its boxes, which may be none */
+    ZELCLIENT_NO_RESULT = 5       /* a frame for content: the host keeps it for a later result, or the inference failed */
 } zelclient_status;
 
 /* Model types, as the host numbers them. */
 #define ZELCLIENT_MODEL_IDLE 0u
 #define ZELCLIENT_MODEL_SEGMENTATION_AUTO 2u /* on the GPU where the host finds one, else on the CPU */
 #define ZELCLIENT_MODEL_SEGMENTATION_CPU 3u
+#define ZELCLIENT_MODEL_LADON_AUTO 6u /* on the GPU where the host finds one, else type 7 comes into force */
+#define ZELCLIENT_MODEL_LADON_CPU 7u
+#define ZELCLIENT_MODEL_LADON_XNN_AUTO 8u /* the same through the library xnn, with a colour table; else type 9 */
+#define ZELCLIENT_MODEL_LADON_XNN_CPU 9u
+#define ZELCLIENT_MODEL_LADON_XNN_NPU 10u
 
-/* One camera picture. */
+/* What a frame asks for. Faces and content are looked for whatever model is in force, ZELCLIENT_MODEL_IDLE included. */
+typedef enum zelclient_kind {
+    ZELCLIENT_KIND_MODEL = 0,  /* what the model in force gives: a mask, with a Ladon model also the rest */
+    ZELCLIENT_KIND_FACES = 1,  /* faces in a picture of 160 x 90 */
+    ZELCLIENT_KIND_CONTENT = 2 /* regions of a screen that move over three frames; each third frame has a result, those
+                                  before it ZELCLIENT_NO_RESULT */
+} zelclient_kind;
+
+/* One picture. */
 typedef struct zelclient_frame {
-    uint32_t width;     /* pixels; with height and capacity as zelclient_network_size tells */
-    uint32_t height;    /* pixels; width * height * 3 is 1 to 921600 */
-    uint32_t stride;    /* bytes from one row to the next; 0 for width * 3 */
-    const uint8_t* rgb; /* rows from the top, three bytes a pixel: red, green, blue */
-    uint64_t tag;       /* the caller's own, given back with the result: a timestamp, a number */
+    uint32_t width;        /* pixels, as zelclient_frame_size tells for the kind and the capacity */
+    uint32_t height;       /* pixels; width * height is at most 307200. Content: at most 512 each way */
+    uint32_t stride;       /* bytes from one row to the next; 0 for rows without padding */
+    const uint8_t* pixels; /* rows from the top, three bytes a pixel: red, green, blue. Content: one byte, the grey */
+    uint64_t tag;          /* the caller's own, given back with the result: a timestamp, a number */
+    zelclient_kind kind;   /* ZELCLIENT_KIND_MODEL where nothing is said */
 } zelclient_frame;
 
+/* In pixels of the frame, x from its left and y from its top edge; may lie outside it. z is the distance behind the
+   middle of the face, in the same unit: negative towards the camera. */
+typedef struct zelclient_point {
+    float x;
+    float y;
+    float z;
+} zelclient_point;
+
+/* Edges, in pixels of the frame; left <= right and top <= bottom. Not cut to the frame. */
+typedef struct zelclient_rect {
+    float left;
+    float top;
+    float right;
+    float bottom;
+} zelclient_rect;
+
+/* What was found in a frame for faces or content; in whole pixels. */
+typedef struct zelclient_box {
+    zelclient_rect rect;
+    float score;      /* content: 0 to 1; faces: 0, the host tells none */
+    int32_t class_id; /* content: 0 all of the region moves, 1 a part of it, 2 a page that is scrolled or dragged, 3 it
+                         has changed in one of the two intervals only; faces: 0 */
+} zelclient_box;
+
+#define ZELCLIENT_FACE_POINTS 478
+#define ZELCLIENT_GESTURES 9
+#define ZELCLIENT_LUT_SIDE 33
+
+/* A face that a Ladon model has found. */
+typedef struct zelclient_face {
+    zelclient_rect rect;
+    float score;                   /* above 0, to 1 */
+    const zelclient_point* points; /* ZELCLIENT_FACE_POINTS of them: 0 to 467 the face mesh in its usual numbering, 468
+                                      to 472 the iris of the eye round the points 33 and 133, centre first, 473 to 477
+                                      that round 362 and 263; NULL for a face that got only a box. The library's */
+} zelclient_face;
+
+/* What a Ladon model gives beside the mask. Values that are no number come as 0, faces whose box is none not at all. */
+typedef struct zelclient_ladon {
+    const zelclient_face* faces; /* face_count of them, the likeliest first; NULL for none. The library's */
+    uint32_t face_count;
+    int32_t gesture;             /* of the strongest hand, 0 to 8, see zelclient_gesture_name; -1 for no hand */
+    float gesture_scores[ZELCLIENT_GESTURES]; /* 0 to 1; all 0 when there is no hand */
+    float motion;                /* mean change of the mask since the one before, 0 to 1 */
+    uint32_t skip_run;           /* how many frames in a row have not changed; the host may have repeated its result */
+    const float* lut;            /* colour table, 0 to 1: ZELCLIENT_LUT_SIDE^3 values for each output colour, by [output
+                                    R, G, B][grid index of B][of G][of R]. With model types 8 to 10, but not while
+                                    another model is being loaded; else NULL. The library's */
+    const float* lut_vertices;   /* ZELCLIENT_LUT_SIDE ascending input values, 0 to 1, for each of R, G and B: where the
+                                    grid lies. NULL together with lut. The library's */
+    float lut_confidence;        /* how far the table can be trusted, 0 to 1; 0 without one */
+} zelclient_ladon;
+
 typedef struct zelclient_result {
-    uint64_t tag;           /* the frame's */
+    uint64_t tag;                 /* the frame's */
     zelclient_status status;
-    uint32_t width;         /* the frame's, in pixels */
+    uint32_t width;               /* the frame's, in pixels */
     uint32_t height;
-    const uint8_t* mask;    /* width * height bytes without padding, 0 background to 255 person; NULL but for
-                               ZELCLIENT_MASK. The library's */
-    uint64_t round_trip_us; /* microseconds from the frame's entry into the host's channel to its result; 0 for a
-                               frame that never got there */
+    const uint8_t* mask;          /* width * height bytes without padding, 0 background to 255 person; NULL but for
+                                     ZELCLIENT_MASK. The library's */
+    uint64_t round_trip_us;       /* microseconds from the frame's entry into the host's channel to its result; 0 for a
+                                     frame that never got there */
+    zelclient_kind kind;          /* the frame's */
+    const zelclient_box* boxes;   /* box_count of them, in the host's order; NULL for none, and but for
+                                     ZELCLIENT_BOXES. The library's */
+    uint32_t box_count;
+    const zelclient_ladon* ladon; /* with ZELCLIENT_MASK from a Ladon model, else NULL. The library's */
 } zelclient_result;
 
 /* Figures since zelclient_start. */
@@ -110,6 +187,8 @@ typedef struct zelclient_info {
     uint64_t frames_failed;
     uint64_t frames_replaced;
     uint64_t frames_lost;
+    uint64_t box_results;
+    uint64_t frames_without_result;
     uint64_t results_unread;   /* results that fell out of the queue because nobody polled */
     uint64_t beats;            /* heart beats answered */
     uint64_t log_lines;        /* log lines received whole */
@@ -117,7 +196,7 @@ typedef struct zelclient_info {
 
 /* Callbacks; `user` is the options' pointer. */
 
-/* A frame's result. `result` and its mask may be read until the callback returns. */
+/* A frame's result. `result` and all that it points at may be read until the callback returns. */
 typedef void (*zelclient_on_result)(void* user, const zelclient_result* result);
 /* The state has changed. Changes between READY and STALE are told within a tenth of a second. */
 typedef void (*zelclient_on_state)(void* user, zelclient_state state);
@@ -199,14 +278,15 @@ zelclient_error zelclient_wait_model(zelclient* client, uint32_t timeout_ms);
  * Hands a frame over. Never waits: when the host has its frames already, this one is kept and replaces an older one that
  * was kept.
  *   ZELCLIENT_OK              accepted: it will get exactly one result
- *   ZELCLIENT_ERROR_ARGUMENT  no picture, no pixels, more than 921600 bytes, or a stride below width * 3
+ *   ZELCLIENT_ERROR_ARGUMENT  no picture, no pixels, a size that its kind does not have, a stride below its rows, or an
+ *                             unknown kind; zelclient_last_error says which
  *   ZELCLIENT_ERROR_FAILED    the state is ZELCLIENT_FAILED
  */
 zelclient_error zelclient_submit(zelclient* client, const zelclient_frame* frame);
 
 /*
- * The next result, when on_result is NULL. result->mask may be read until the next zelclient_poll, zelclient_wait or
- * zelclient_stop of this client.
+ * The next result, when on_result is NULL. What it points at may be read until the next zelclient_poll, zelclient_wait
+ * or zelclient_stop of this client.
  *   ZELCLIENT_OK              *result is filled in
  *   ZELCLIENT_TIMEOUT         there is none (yet); *result is untouched
  *   ZELCLIENT_ERROR_FAILED    there is none and none will come
@@ -223,6 +303,10 @@ zelclient_state zelclient_get_state(zelclient* client);
 const char* zelclient_state_name(zelclient_state state);
 const char* zelclient_error_name(zelclient_error error);
 
+/* The words for a gesture: "open palm", "fist", "thumb up", "thumb down", "pointing", "victory", "three", "OK", "horns"
+   for 0 to 8, "none" for any other number. Never NULL; static. */
+const char* zelclient_gesture_name(int32_t gesture);
+
 /* Copies the newest failure as a line for people, cut to size and terminated; "" when there was none. Returns its length. */
 size_t zelclient_last_error(zelclient* client, char* text, size_t size);
 
@@ -230,10 +314,17 @@ size_t zelclient_last_error(zelclient* client, char* text, size_t size);
 void zelclient_get_info(zelclient* client, zelclient_info* info);
 
 /*
- * The picture size of the segmentation networks for a capacity: 256 x 144 for 0, 640 x 360 for 1.
+ * The picture size of the models' networks for a capacity: 256 x 144 for 0, 640 x 360 for 1.
  *   ZELCLIENT_OK, ZELCLIENT_ERROR_ARGUMENT
  */
 zelclient_error zelclient_network_size(uint32_t capacity, uint32_t* width, uint32_t* height);
+
+/*
+ * The size that frames of a kind have, in pixels: as above for ZELCLIENT_KIND_MODEL, segmentation and Ladon alike; 160
+ * x 90 for faces; for content the most, 512 x 512. The capacity counts for ZELCLIENT_KIND_MODEL only. ZELCLIENT_OK,
+ * ZELCLIENT_ERROR_ARGUMENT
+ */
+zelclient_error zelclient_frame_size(zelclient_kind kind, uint32_t capacity, uint32_t* width, uint32_t* height);
 
 /* ZELCLIENT_VERSION of the library in use. */
 const char* zelclient_version(void);

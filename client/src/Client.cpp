@@ -5,6 +5,7 @@
 #include <cstring>
 #include <utility>
 
+#include "client/src/Answers.h"
 #include "platform/include/clock.h"
 #include "platform/include/thread.h"
 
@@ -25,7 +26,22 @@ uint64_t now() {
 // Whether a host that was asked for `wanted` and has `inForce` has done as asked: it lowers the types that need a GPU
 // by itself.
 bool answers(uint32_t wanted, uint32_t inForce) {
-    return inForce == wanted || ((wanted == 6 || wanted == 8) && inForce == wanted + 1);
+    const bool needsGpu = wanted == ZELCLIENT_MODEL_LADON_AUTO || wanted == ZELCLIENT_MODEL_LADON_XNN_AUTO;
+    return inForce == wanted || (needsGpu && inForce == wanted + 1);
+}
+
+constexpr AnswerChannels kOfModels = kOnMasks | kOnLadon;
+
+zelclient_kind kindOf(ipc::FrameKind kind) {
+    switch (kind) {
+        case ipc::FrameKind::Face:
+            return ZELCLIENT_KIND_FACES;
+        case ipc::FrameKind::Content:
+            return ZELCLIENT_KIND_CONTENT;
+        case ipc::FrameKind::Model:
+            break;
+    }
+    return ZELCLIENT_KIND_MODEL;
 }
 
 }  // namespace
@@ -103,11 +119,17 @@ zelclient_error Client::submit(const FrameView& frame, uint64_t tag) {
     Ticket ticket;
     ticket.number = ++mAccepted;
     ticket.tag = tag;
+    ticket.kind = frame.kind;
     ticket.width = frame.width;
     ticket.height = frame.height;
     if (mWaiting.empty() && sendNow(frame, ticket)) return ZELCLIENT_OK;
     keep(frame, ticket);
     return ZELCLIENT_OK;
+}
+
+void Client::refuse(const std::string& why) {
+    std::lock_guard lock(mMutex);
+    mLastError = why;
 }
 
 zelclient_error Client::poll(uint32_t timeoutMs, zelclient_result& result) {
@@ -138,6 +160,8 @@ void Client::info(zelclient_info& info) {
     info.frames_failed = mResults.count(ZELCLIENT_FRAME_FAILED);
     info.frames_replaced = mResults.count(ZELCLIENT_FRAME_REPLACED);
     info.frames_lost = mResults.count(ZELCLIENT_FRAME_LOST);
+    info.box_results = mResults.count(ZELCLIENT_BOXES);
+    info.frames_without_result = mResults.count(ZELCLIENT_NO_RESULT);
     info.results_unread = mResults.unread();
     info.beats = mBeats;
     info.log_lines = mLogLines;
@@ -203,40 +227,57 @@ void Client::onLogLine(uint32_t level, const std::string& line) {
 }
 
 void Client::onMask(const MaskView& mask) {
+    onAnswer(kOnMasks, [&](const Ticket&, Result& result) { return readMask(mask, result); });
+}
+
+void Client::onFaces(const TextView& text) {
+    onAnswer(kOnFaces, [&](const Ticket&, Result& result) { return readFaces(text, result); });
+}
+
+void Client::onContent(const TextView& text, bool valid) {
+    onAnswer(kOnContent, [&](const Ticket&, Result& result) { return readContent(text, valid, result); });
+}
+
+void Client::onLadon(const ipc::LadonResult& record) {
+    onAnswer(kOnLadon,
+             [&](const Ticket& ticket, Result& result) { return readLadon(record, ticket.withTable, result); });
+}
+
+template <class Read>
+void Client::onAnswer(AnswerChannels channel, const Read& read) {
     Ticket ticket;
     {
         std::lock_guard lock(mMutex);
+        if ((mInHost.answers & channel) == 0) return;
         ticket = std::exchange(mInHost, Ticket());
-        if (ticket.number == 0) return;  // nobody asked for it
     }
-    Result result = mResults.answer(mask, ticket.width, ticket.height);
-    const bool fits = result.status == ZELCLIENT_MASK;
-    result.tag = ticket.tag;
-    result.roundTripUs = now() - ticket.sentAt;
+    Result result = resultOf(ticket);
+    result.data = mResults.spareData();
+    const std::string wrong = read(ticket, result);
+    const bool masked = result.status == ZELCLIENT_MASK;
     {
         std::lock_guard lock(mMutex);
-        if (fits) mNewestMaskAt = now();
-        if (!fits)
-            mLastError = "the host answered a frame of " + std::to_string(ticket.width) + "x" +
-                         std::to_string(ticket.height) + " with a mask of " + std::to_string(mask.width) + "x" +
-                         std::to_string(mask.height) + ", " + std::to_string(mask.size) + " bytes";
+        if (masked) mNewestMaskAt = now();
+        if (!wrong.empty()) mLastError = wrong;
         mResults.put(std::move(result));
         sendNextFrame();
     }
     mResults.deliver();
-    if (fits && mToldState.load(std::memory_order_relaxed) != ZELCLIENT_READY) announceState();
+    if (masked && mToldState.load(std::memory_order_relaxed) != ZELCLIENT_READY) announceState();
 }
 
-uint64_t Client::frameGivenBack() {
+uint64_t Client::frameGivenBack(AnswerChannels channel) {
     std::lock_guard lock(mMutex);
-    if (mInHost.number == 0 || !mSession || !mSession->frameGivenBack()) return 0;
+    if ((mInHost.answers & channel) == 0 || !mSession || !mSession->frameGivenBack()) return 0;
     return mInHost.number;
 }
 
-void Client::onNoMask(uint64_t frame) {
+void Client::onNoAnswer(AnswerChannels channel, uint64_t frame) {
     {
         std::lock_guard lock(mMutex);
         if (mInHost.number != frame) return;
+        mInHost.answers &= ~channel;
+        if (mInHost.answers != 0) return;
         dropFrame(std::exchange(mInHost, Ticket()), ZELCLIENT_FRAME_FAILED);
         sendNextFrame();
     }
@@ -396,6 +437,8 @@ void Client::sendCommands() {
     if (!mSession) return;
     if (mModelUnsent && mSession->chooseModel(mWantedType, mWantedCapacity)) {
         mModelUnsent = false;
+        if (mInHost.answers & kOfModels) mInHost.answers = kOfModels;
+        mInHost.withTable = false;
         mSkipUnsent = !mAutoSkip;
         if (mWantedType == ZELCLIENT_MODEL_IDLE) {
             mModelStatus = ModelStatus::InForce;
@@ -411,45 +454,69 @@ void Client::sendNextFrame() {
     if (mWaiting.empty()) return;
     Waiting& next = mWaiting.front();
     const Ticket& ticket = next.ticket;
-    if (!sendNow({ticket.width, ticket.height, size_t{ticket.width} * 3, next.rgb.data()}, ticket)) return;
-    mSpareFrames.push_back(std::move(next.rgb));
+    FrameView frame{ticket.kind, ticket.width, ticket.height, 0, next.pixels.data()};
+    frame.stride = frame.rowBytes();
+    if (!sendNow(frame, ticket)) return;
+    mSpareFrames.push_back(std::move(next.pixels));
     mWaiting.pop_front();
 }
 
 bool Client::sendNow(const FrameView& frame, Ticket ticket) {
     if (!mSession || !mServing || mInHost.number != 0) return false;
     ticket.sentAt = now();
-    if (!mSession->sendFrame(frame, mAutoSkip)) return false;
+    ticket.answers = answersFor(ticket.kind);
+    ticket.withTable = tableComes();
+    if (!mSession->sendFrame(frame, mAutoSkip, ticket.answers)) return false;
     mInHost = ticket;
     return true;
+}
+
+// Whether the host's model is the one that it told last, and no other has been asked for.
+bool Client::modelIsSettled() const {
+    return mRepliesDue == 0 && !mModelUnsent;
+}
+
+AnswerChannels Client::answersFor(ipc::FrameKind kind) const {
+    if (kind == ipc::FrameKind::Face) return kOnFaces;
+    if (kind == ipc::FrameKind::Content) return kOnContent;
+    if (!modelIsSettled()) return kOfModels;
+    return mTypeInForce >= ZELCLIENT_MODEL_LADON_AUTO ? kOnLadon : kOnMasks;
+}
+
+bool Client::tableComes() const {
+    return modelIsSettled() && mTypeInForce >= ZELCLIENT_MODEL_LADON_XNN_AUTO;
 }
 
 void Client::keep(const FrameView& frame, const Ticket& ticket) {
     if (mWaiting.size() == mSettings.framesInFlight) {
         dropFrame(mWaiting.front().ticket, ZELCLIENT_FRAME_REPLACED);
-        mSpareFrames.push_back(std::move(mWaiting.front().rgb));
+        mSpareFrames.push_back(std::move(mWaiting.front().pixels));
         mWaiting.pop_front();
     }
     Waiting kept;
     kept.ticket = ticket;
     if (!mSpareFrames.empty()) {
-        kept.rgb = std::move(mSpareFrames.back());
+        kept.pixels = std::move(mSpareFrames.back());
         mSpareFrames.pop_back();
     }
-    const size_t rowBytes = size_t{frame.width} * 3;
-    kept.rgb.resize(rowBytes * frame.height);
-    for (uint32_t row = 0; row < frame.height; ++row)
-        std::memcpy(kept.rgb.data() + row * rowBytes, frame.rgb + row * frame.stride, rowBytes);
+    kept.pixels.resize(frame.rowBytes() * frame.height);
+    frame.copyTo(kept.pixels.data());
     mWaiting.push_back(std::move(kept));
 }
 
-void Client::dropFrame(const Ticket& ticket, zelclient_status status) {
+Result Client::resultOf(const Ticket& ticket) {
     Result result;
     result.tag = ticket.tag;
-    result.status = status;
+    result.kind = kindOf(ticket.kind);
     result.width = ticket.width;
     result.height = ticket.height;
     result.roundTripUs = ticket.sentAt ? now() - ticket.sentAt : 0;
+    return result;
+}
+
+void Client::dropFrame(const Ticket& ticket, zelclient_status status) {
+    Result result = resultOf(ticket);
+    result.status = status;
     mResults.put(std::move(result));
 }
 

@@ -33,11 +33,14 @@ struct Settings {
     void* user = nullptr;
 };
 
-// What a zelclient is: keeps a host running, gives it one frame at a time, and pairs each mask with its frame.
+// What a zelclient is: keeps a host running, gives it one frame at a time, and pairs each answer with its frame.
 //
 // Pairing is exact and needs no time-out, because the host has one frame at most and gives its slot back only after the
-// mask is written: a mask that comes belongs to that frame; a slot that is back while no mask lies in the channel means
-// that there is none. The next frame goes out only then.
+// answer is written: an answer that comes on a channel where that frame may have one belongs to it; a slot that is back
+// while no answer lies in any of those channels means that there is none. The next frame goes out only then.
+//
+// A frame for the model is answered on the channel of masks or on that of Ladon, by the model type in force. While
+// another model has been asked for, it may be either.
 //
 // Threads: mMutex guards everything but the parts that say otherwise and is never held over a callback or a wait. The
 // monitor thread starts, watches, replaces and ends hosts; a session's own threads enter through SessionEvents. A
@@ -56,6 +59,8 @@ class Client final : public SessionEvents {
     void setAutoSkip(bool on);
     zelclient_error waitModel(uint32_t timeoutMs);
     zelclient_error submit(const FrameView& frame, uint64_t tag);
+    // Keeps why a frame was not taken for lastError.
+    void refuse(const std::string& why);
     zelclient_error poll(uint32_t timeoutMs, zelclient_result& result);
     zelclient_state state();
     std::string lastError();
@@ -67,13 +72,16 @@ class Client final : public SessionEvents {
     struct Ticket {
         uint64_t number = 0;  // 0: none
         uint64_t tag = 0;
+        ipc::FrameKind kind = ipc::FrameKind::Model;
         uint32_t width = 0;
         uint32_t height = 0;
-        uint64_t sentAt = 0;  // microseconds
+        uint64_t sentAt = 0;         // microseconds
+        AnswerChannels answers = 0;  // where its answer may still come
+        bool withTable = false;      // a Ladon answer has its colour table
     };
     struct Waiting {
         Ticket ticket;
-        std::vector<uint8_t> rgb;
+        std::vector<uint8_t> pixels;
     };
 
     void onHello() override;
@@ -82,8 +90,16 @@ class Client final : public SessionEvents {
     void onModelType(uint32_t type) override;
     void onLogLine(uint32_t level, const std::string& line) override;
     void onMask(const MaskView& mask) override;
-    uint64_t frameGivenBack() override;
-    void onNoMask(uint64_t frame) override;
+    void onFaces(const TextView& text) override;
+    void onContent(const TextView& text, bool valid) override;
+    void onLadon(const ipc::LadonResult& record) override;
+    uint64_t frameGivenBack(AnswerChannels channel) override;
+    void onNoAnswer(AnswerChannels channel, uint64_t frame) override;
+
+    // Gives the frame that the host has the answer that came on a channel: read(ticket, result) fills the result in as
+    // the functions of Answers.h do. An answer that nobody asked for is dropped.
+    template <class Read>
+    void onAnswer(AnswerChannels channel, const Read& read);
 
     // The monitor thread.
     void monitor();
@@ -100,7 +116,11 @@ class Client final : public SessionEvents {
     void sendCommands();
     void sendNextFrame();
     bool sendNow(const FrameView& frame, Ticket ticket);
+    bool modelIsSettled() const;
+    AnswerChannels answersFor(ipc::FrameKind kind) const;
+    bool tableComes() const;
     void keep(const FrameView& frame, const Ticket& ticket);
+    static Result resultOf(const Ticket& ticket);
     void dropFrame(const Ticket& ticket, zelclient_status status);
     void dropWaiting(zelclient_status status);
     zelclient_state stateNow() const;

@@ -51,8 +51,7 @@ void ClientFixture::collectResults() {
     options.on_result = [](void* user, const zelclient_result* result) {
         auto* self = static_cast<ClientFixture*>(user);
         std::lock_guard lock(self->mutex);
-        const size_t bytes = result->mask ? size_t{result->width} * result->height : 0;
-        self->results.push_back({result->tag, result->status, {result->mask, result->mask + bytes}});
+        self->results.push_back(copyOf(*result));
         self->mChanged.notify_all();
     };
 }
@@ -67,9 +66,19 @@ void ClientFixture::stop() {
     client = nullptr;
 }
 
-zelclient_error ClientFixture::submit(uint64_t tag, uint8_t shade, uint32_t width, uint32_t height) {
+ClientFixture::Collected ClientFixture::copyOf(const zelclient_result& result) {
+    const size_t bytes = result.mask ? size_t{result.width} * result.height : 0;
+    return {result.tag,
+            result.status,
+            {result.mask, result.mask + bytes},
+            {result.boxes, result.boxes + result.box_count},
+            result.ladon != nullptr};
+}
+
+zelclient_error ClientFixture::submit(uint64_t tag, uint8_t shade, uint32_t width, uint32_t height,
+                                      zelclient_kind kind) {
     const std::vector<uint8_t> pixels(size_t{3} * width * height, shade);
-    const zelclient_frame frame = {width, height, 0, pixels.data(), tag};
+    const zelclient_frame frame = {width, height, 0, pixels.data(), tag, kind};
     return zelclient_submit(client, &frame);
 }
 
@@ -78,8 +87,7 @@ ClientFixture::Collected ClientFixture::next() {
     const zelclient_error error = zelclient_wait(client, kDeadlineMs, &result);
     EXPECT_EQ(error, ZELCLIENT_OK) << zelclient_error_name(error) << ": " << lastError();
     if (error != ZELCLIENT_OK) return {0, ZELCLIENT_FRAME_FAILED, {}};
-    const size_t bytes = result.mask ? size_t{result.width} * result.height : 0;
-    return {result.tag, result.status, {result.mask, result.mask + bytes}};
+    return copyOf(result);
 }
 
 ClientFixture::Collected ClientFixture::roundTrip(uint64_t tag, uint8_t shade) {

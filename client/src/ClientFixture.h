@@ -18,6 +18,11 @@ MATCHER_P(IsAMaskOf, value, "") {
                                        result_listener);
 }
 
+// A box with these edges, in pixels.
+MATCHER_P4(IsBox, left, top, right, bottom, "") {
+    return arg.rect.left == left && arg.rect.top == top && arg.rect.right == right && arg.rect.bottom == bottom;
+}
+
 // Starts clients on the fake host and collects what they tell.
 class ClientFixture : public testing::Test {
   protected:
@@ -29,6 +34,8 @@ class ClientFixture : public testing::Test {
         uint64_t tag;
         zelclient_status status;
         std::vector<uint8_t> mask;
+        std::vector<zelclient_box> boxes = {};
+        bool fromLadon = false;
     };
 
     ClientFixture();
@@ -41,8 +48,15 @@ class ClientFixture : public testing::Test {
     void start();
     void stop();
 
-    // A frame whose bytes are all `shade`; the fake host's mask of it has the same.
-    zelclient_error submit(uint64_t tag, uint8_t shade, uint32_t width = kWidth, uint32_t height = kHeight);
+    // A frame whose bytes are all `shade`; the fake host's mask of it has the same, its boxes begin there.
+    zelclient_error submit(uint64_t tag, uint8_t shade, uint32_t width = kWidth, uint32_t height = kHeight,
+                           zelclient_kind kind = ZELCLIENT_KIND_MODEL);
+    zelclient_error submitFaces(uint64_t tag, uint8_t shade) {
+        return submit(tag, shade, 160, 90, ZELCLIENT_KIND_FACES);
+    }
+    zelclient_error submitContent(uint64_t tag, uint8_t shade) {
+        return submit(tag, shade, 512, 300, ZELCLIENT_KIND_CONTENT);
+    }
     // The next result by polling; fails the test when none comes.
     Collected next();
     Collected roundTrip(uint64_t tag, uint8_t shade);
@@ -70,6 +84,8 @@ class ClientFixture : public testing::Test {
     std::vector<std::string> log;
 
   private:
+    static Collected copyOf(const zelclient_result& result);
+
     std::condition_variable mChanged;
     std::vector<std::string> mEnvironment;
     std::vector<const char*> mEnvironmentPointers;

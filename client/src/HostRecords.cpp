@@ -34,6 +34,20 @@ void HostRecords::mask(const ipc::packet<ipc::FrameHolder<ipc::kFrameBytes>>& pa
     mEvents.onMask({record.width, record.height, record.size, record.data});
 }
 
+void HostRecords::faces(const ipc::packet<ipc::FrameHolder<ipc::kRoiBytes>>& packet) {
+    const auto& record = packet.record;
+    mEvents.onFaces({record.data, record.size, sizeof record.data});
+}
+
+void HostRecords::content(const ipc::packet<ipc::FrameHolder<ipc::kContentBytes>>& packet) {
+    const auto& record = packet.record;
+    mEvents.onContent({record.data, record.size, sizeof record.data}, record.resultValid != 0);
+}
+
+void HostRecords::ladon(const ipc::packet<ipc::LadonResult>& packet) {
+    mEvents.onLadon(packet.record);
+}
+
 void HostRecords::log(const ipc::packet<ipc::Chunk<512>>& packet) {
     const uint8_t flags = packet.record.flags;
     const uint32_t size = packet.record.size;

@@ -11,8 +11,8 @@ namespace client {
 
 namespace {
 
-// How often the reader of masks looks for a frame that came back without one: often while frames flow, seldom
-// otherwise.
+// How often the readers of answers look for a frame that came back without one: often while frames flow that are
+// answered there, seldom otherwise.
 constexpr uint32_t kBusyLookMs = 10;
 constexpr uint32_t kIdleLookMs = 100;
 constexpr uint64_t kBusyForUs = 1000000;
@@ -26,6 +26,15 @@ std::string freshId() {
 }
 
 }  // namespace
+
+void FrameView::copyTo(uint8_t* to) const {
+    const size_t bytes = rowBytes();
+    if (stride == bytes) {
+        std::memcpy(to, pixels, bytes * height);
+        return;
+    }
+    for (uint32_t row = 0; row < height; ++row) std::memcpy(to + row * bytes, pixels + row * stride, bytes);
+}
 
 HostSession::HostSession(SessionEvents& events) : mEvents(events), mRecords(events) {}
 
@@ -60,12 +69,18 @@ bool HostSession::startProcess(const HostSettings& settings, const std::string& 
 bool HostSession::startThreads(std::string* error) {
     try {
         run("zelcl-event", [this] { readEvents(); });
-        run("zelcl-mask", [this] { readMasks(); });
         run("zelcl-log", [this] { readLog(); });
-        const auto skip = [this](const auto&) { alive(); };
-        run("zelcl-face", [this, skip] { readAll(*mChannels.roi, skip); });
-        run("zelcl-content", [this, skip] { readAll(*mChannels.content, skip); });
-        run("zelcl-ladon", [this, skip] { readAll(*mChannels.ladon, skip); });
+        run("zelcl-mask", [this] {
+            readAnswers(kOnMasks, *mChannels.result, [this](const auto& packet) { mRecords.mask(packet); });
+        });
+        run("zelcl-face",
+            [this] { readAnswers(kOnFaces, *mChannels.roi, [this](const auto& packet) { mRecords.faces(packet); }); });
+        run("zelcl-content", [this] {
+            readAnswers(kOnContent, *mChannels.content, [this](const auto& packet) { mRecords.content(packet); });
+        });
+        run("zelcl-ladon", [this] {
+            readAnswers(kOnLadon, *mChannels.ladon, [this](const auto& packet) { mRecords.ladon(packet); });
+        });
         return true;
     } catch (const std::system_error& failure) {
         *error = std::string("no thread for the host's channels: ") + failure.what();
@@ -138,23 +153,18 @@ bool HostSession::keepAlive() {
         0);
 }
 
-bool HostSession::sendFrame(const FrameView& frame, bool skipAllowed) {
+bool HostSession::sendFrame(const FrameView& frame, bool skipAllowed, AnswerChannels answers) {
+    mLastAnswers.store(answers, std::memory_order_relaxed);
     mLastFrame.store(platform::monotonicMicroseconds(), std::memory_order_relaxed);
     return mChannels.frame->write(
         [&](auto& packet) {
             auto& record = packet.record;
-            const size_t rowBytes = size_t{frame.width} * 3;
             record.width = frame.width;
             record.height = frame.height;
-            record.size = static_cast<uint32_t>(rowBytes * frame.height);
-            record.kind = static_cast<int32_t>(ipc::FrameKind::Model);
+            record.size = static_cast<uint32_t>(frame.rowBytes() * frame.height);
+            record.kind = static_cast<int32_t>(frame.kind);
             record.skipAllowed = skipAllowed ? 1 : 0;
-            if (frame.stride == rowBytes) {
-                std::memcpy(record.data, frame.rgb, rowBytes * frame.height);
-                return;
-            }
-            for (uint32_t row = 0; row < frame.height; ++row)
-                std::memcpy(record.data + row * rowBytes, frame.rgb + row * frame.stride, rowBytes);
+            frame.copyTo(record.data);
         },
         0);
 }
@@ -166,21 +176,23 @@ void HostSession::readEvents() {
     });
 }
 
-void HostSession::readMasks() {
-    const auto consume = [this](const auto& packet) {
+template <class Channel, class Consume>
+void HostSession::readAnswers(AnswerChannels answers, Channel& channel, const Consume& consume) {
+    const auto read = [&](const auto& packet) {
         alive();
-        mRecords.mask(packet);
+        consume(packet);
     };
     while (!mClosing) {
-        const uint64_t givenBack = mEvents.frameGivenBack();
-        const bool busy = platform::monotonicMicroseconds() - mLastFrame.load(std::memory_order_relaxed) < kBusyForUs;
+        const uint64_t givenBack = mEvents.frameGivenBack(answers);
+        const bool busy = (mLastAnswers.load(std::memory_order_relaxed) & answers) != 0 &&
+                          platform::monotonicMicroseconds() - mLastFrame.load(std::memory_order_relaxed) < kBusyForUs;
         const uint32_t wait = givenBack ? 0 : busy ? kBusyLookMs : kIdleLookMs;
-        if (!mChannels.result->read(consume, wait) && givenBack) {
+        if (!channel.read(read, wait) && givenBack) {
             alive();
-            mEvents.onNoMask(givenBack);
+            mEvents.onNoAnswer(answers, givenBack);
         }
     }
-    while (mChannels.result->read(consume, 0)) {
+    while (channel.read(read, 0)) {
     }
 }
 

@@ -25,10 +25,15 @@ struct HostSettings {
 
 // One picture, the caller's memory.
 struct FrameView {
-    uint32_t width;      // pixels
-    uint32_t height;     // pixels
-    size_t stride;       // bytes from row to row
-    const uint8_t* rgb;  // height rows of width * 3 bytes
+    ipc::FrameKind kind;
+    uint32_t width;         // pixels
+    uint32_t height;        // pixels
+    size_t stride;          // bytes from row to row
+    const uint8_t* pixels;  // height rows of rowBytes()
+
+    size_t rowBytes() const { return size_t{width} * (kind == ipc::FrameKind::Content ? 1 : 3); }
+    // Writes the rows one behind the other.
+    void copyTo(uint8_t* to) const;
 };
 
 // One host process, its channels under a name that was never used before, and the threads that read them. Every channel
@@ -52,7 +57,8 @@ class HostSession {
     // A frame that gets no reply and counts as a sign of life, for times when the host reads no commands.
     bool keepAlive();
     // One thread at a time, and not while another asks frameGivenBack.
-    bool sendFrame(const FrameView& frame, bool skipAllowed);
+    // `answers`: where its answer may come.
+    bool sendFrame(const FrameView& frame, bool skipAllowed, AnswerChannels answers);
     bool frameGivenBack() const { return mChannels.frameSlots->allGivenBack(); }
 
     int processId() const { return mProcess->id(); }
@@ -78,8 +84,10 @@ class HostSession {
     void run(const char* name, std::function<void()> body);
     bool command(ipc::CommandCode code, uint32_t arg0, uint32_t arg1, uint32_t text);
     void readEvents();
-    void readMasks();
     void readLog();
+    // Reads a channel that answers frames, and tells of frames that came back without an answer there.
+    template <class Channel, class Consume>
+    void readAnswers(AnswerChannels answers, Channel& channel, const Consume& consume);
     // Reads a channel until it is stopped and empty.
     template <class Channel, class Consume>
     void readAll(Channel& channel, const Consume& consume);
@@ -93,7 +101,8 @@ class HostSession {
     std::atomic<bool> mClosing{false};
     std::atomic<bool> mThreadFailed{false};
     std::atomic<uint64_t> mLastLife{0};
-    std::atomic<uint64_t> mLastFrame{0};  // when a frame was sent last, microseconds
+    std::atomic<uint64_t> mLastFrame{0};          // when a frame was sent last, microseconds
+    std::atomic<AnswerChannels> mLastAnswers{0};  // where its answer may come
 };
 
 }  // namespace client

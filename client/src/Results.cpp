@@ -9,12 +9,20 @@ namespace {
 
 zelclient_result view(const Result& result) {
     zelclient_result out{};
+    const ResultData& data = result.data;
     out.tag = result.tag;
     out.status = result.status;
     out.width = result.width;
     out.height = result.height;
-    out.mask = result.status == ZELCLIENT_MASK ? result.mask.data() : nullptr;
     out.round_trip_us = result.roundTripUs;
+    out.kind = result.kind;
+    if (result.status == ZELCLIENT_MASK) {
+        out.mask = data.mask.data();
+        out.ladon = data.ladon ? &*data.ladon : nullptr;
+    } else if (result.status == ZELCLIENT_BOXES && !data.boxes.empty()) {
+        out.boxes = data.boxes.data();
+        out.box_count = static_cast<uint32_t>(data.boxes.size());
+    }
     return out;
 }
 
@@ -25,7 +33,7 @@ void ResultQueue::put(Result&& result) {
         std::lock_guard lock(mMutex);
         ++mCounts[result.status];
         if (!mCallback && mQueue.size() == kKept) {
-            recycle(std::move(mQueue.front().mask));
+            recycle(std::move(mQueue.front().data));
             mQueue.pop_front();
             ++mUnread;
         }
@@ -52,7 +60,7 @@ void ResultQueue::deliver() {
         const zelclient_result shown = view(result);
         mCallback(mUser, &shown);
         std::lock_guard lock(mMutex);
-        recycle(std::move(result.mask));
+        recycle(std::move(result.data));
     }
 }
 
@@ -60,7 +68,7 @@ bool ResultQueue::poll(uint32_t timeoutMs, zelclient_result& result) {
     std::unique_lock lock(mMutex);
     mArrived.wait_for(lock, std::chrono::milliseconds(timeoutMs), [this] { return !mQueue.empty() || mFinished; });
     if (mQueue.empty()) return false;
-    recycle(std::move(mShown.mask));
+    recycle(std::move(mShown.data));
     take(mShown);
     result = view(mShown);
     return true;
@@ -74,26 +82,13 @@ void ResultQueue::finish(bool finished) {
     mArrived.notify_all();
 }
 
-Result ResultQueue::answer(const MaskView& mask, uint32_t width, uint32_t height) {
-    Result result;
-    result.width = width;
-    result.height = height;
-    const uint32_t bytes = width * height;
-    if (mask.width == width && mask.height == height && mask.size == bytes) {
-        result.status = ZELCLIENT_MASK;
-        result.mask = spareBuffer();
-        result.mask.assign(mask.bytes, mask.bytes + bytes);
-    }
-    return result;
-}
-
-std::vector<uint8_t> ResultQueue::spareBuffer() {
+ResultData ResultQueue::spareData() {
     std::lock_guard lock(mMutex);
     if (mSpare.empty()) return {};
-    std::vector<uint8_t> buffer = std::move(mSpare.back());
+    ResultData data = std::move(mSpare.back());
     mSpare.pop_back();
-    buffer.clear();
-    return buffer;
+    data.ladon.reset();
+    return data;
 }
 
 uint64_t ResultQueue::count(zelclient_status status) const {
@@ -113,8 +108,9 @@ bool ResultQueue::take(Result& result) {
     return true;
 }
 
-void ResultQueue::recycle(std::vector<uint8_t>&& buffer) {
-    if (buffer.capacity() > 0 && mSpare.size() < kKept) mSpare.push_back(std::move(buffer));
+void ResultQueue::recycle(ResultData&& data) {
+    const bool hasMemory = data.mask.capacity() > 0 || data.boxes.capacity() > 0;
+    if (hasMemory && mSpare.size() < kKept) mSpare.push_back(std::move(data));
 }
 
 }  // namespace client

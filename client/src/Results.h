@@ -5,25 +5,37 @@
 #include <cstdint>
 #include <deque>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 #include "client/include/zelclient.h"
-#include "client/src/HostRecords.h"
 
 namespace client {
+
+// What a result points at. Moving it leaves every pointer good.
+struct ResultData {
+    std::vector<uint8_t> mask;
+    std::vector<zelclient_box> boxes;
+    std::vector<zelclient_point> points;
+    std::vector<zelclient_face> faces;  // their points lie in `points`
+    std::vector<float> lut;
+    std::vector<float> lutVertices;
+    std::optional<zelclient_ladon> ladon;  // points into the others
+};
 
 // One frame's result while the library owns it.
 struct Result {
     uint64_t tag = 0;
+    zelclient_kind kind = ZELCLIENT_KIND_MODEL;
     zelclient_status status = ZELCLIENT_FRAME_FAILED;
     uint32_t width = 0;  // pixels, the frame's
     uint32_t height = 0;
-    std::vector<uint8_t> mask;  // width * height bytes for ZELCLIENT_MASK, else empty
+    ResultData data;  // what the status says; the rest is empty or of older results
     uint64_t roundTripUs = 0;
 };
 
-// Results on their way to the caller: by callback from deliver(), or kept for poll. Mask buffers go round: a frame's
-// result costs no allocation once the queue has seen as many as it holds.
+// Results on their way to the caller: by callback from deliver(), or kept for poll. Their memory goes round: a frame's
+// mask costs no allocation once the queue has seen as many as it holds.
 class ResultQueue {
   public:
     // With a callback the queue keeps everything until deliver(); without one it keeps the newest kKept.
@@ -41,12 +53,8 @@ class ResultQueue {
     // No result will come any more (true), or some may again (false). Wakes a waiting poll.
     void finish(bool finished);
 
-    // What the host's answer is for a frame of width x height pixels, at most ipc::kFrameBytes of them: its mask, or a
-    // failed frame when the mask has another size. Tag and time are the caller's to fill in. Any thread.
-    Result answer(const MaskView& mask, uint32_t width, uint32_t height);
-
-    // An empty buffer that may have capacity, for a mask.
-    std::vector<uint8_t> spareBuffer();
+    // Data without meaning that may have capacity, for the next result. Any thread.
+    ResultData spareData();
 
     bool hasCallback() const { return mCallback != nullptr; }
     // Results of a status that were put, and those that nobody polled in time.
@@ -55,7 +63,7 @@ class ResultQueue {
 
   private:
     bool take(Result& result);
-    void recycle(std::vector<uint8_t>&& buffer);
+    void recycle(ResultData&& data);
 
     const zelclient_on_result mCallback;
     void* const mUser;
@@ -63,9 +71,9 @@ class ResultQueue {
     std::mutex mDeliverMutex;  // held over a callback; taken before mMutex
     std::condition_variable mArrived;
     std::deque<Result> mQueue;
-    std::vector<std::vector<uint8_t>> mSpare;
+    std::vector<ResultData> mSpare;
     Result mShown;  // what the last poll handed out; the polling thread's
-    std::array<uint64_t, 4> mCounts{};
+    std::array<uint64_t, ZELCLIENT_NO_RESULT + 1> mCounts{};
     uint64_t mUnread = 0;
     bool mFinished = false;
 };

@@ -69,6 +69,98 @@ TEST_P(BadMaskTest, MaskThatDoesNotFitItsFrameIsAFailedFrame) {
 
 INSTANTIATE_TEST_SUITE_P(WidthSizeTooLargeSizeZero, BadMaskTest, testing::Values(1, 2, 3));
 
+class BadLadonMaskTest : public BadMaskTest {};
+
+TEST_P(BadLadonMaskTest, LadonMaskThatDoesNotFitItsFrameIsAFailedFrame) {
+    misbehave("bad-mask=" + std::to_string(GetParam()));
+    options.model_type = ZELCLIENT_MODEL_LADON_CPU;
+    start();
+    for (uint64_t tag = 1; tag <= 20; ++tag) {
+        const Collected result = roundTrip(tag, 1);
+        ASSERT_EQ(result.tag, tag);
+        ASSERT_EQ(result.status, ZELCLIENT_FRAME_FAILED);
+        ASSERT_FALSE(result.fromLadon);
+    }
+    EXPECT_THAT(lastError(), HasSubstr("mask of"));
+}
+
+INSTANTIATE_TEST_SUITE_P(SizeTooLargeSizeZero, BadLadonMaskTest, testing::Values(2, 3));
+
+TEST_F(ClientFaultsTest, LadonAnswerWithoutNumbersStillHasItsMask) {
+    misbehave("no-number=1");
+    options.model_type = ZELCLIENT_MODEL_LADON_XNN_CPU;
+    start();
+    ASSERT_EQ(zelclient_wait_model(client, kDeadlineMs), ZELCLIENT_OK);
+    ASSERT_EQ(submit(1, 9), ZELCLIENT_OK);
+    zelclient_result result{};
+    ASSERT_EQ(zelclient_wait(client, kDeadlineMs, &result), ZELCLIENT_OK);
+    ASSERT_EQ(result.status, ZELCLIENT_MASK);
+    ASSERT_NE(result.ladon, nullptr);
+    EXPECT_EQ(result.ladon->gesture, -1);
+    EXPECT_EQ(result.ladon->motion, 0.0f);
+    EXPECT_EQ(result.ladon->face_count, 0u);
+    EXPECT_EQ(result.ladon->lut, nullptr);
+    EXPECT_EQ(result.ladon->lut_confidence, 0.0f);
+}
+
+class BadTextTest : public ClientFixture, public testing::WithParamInterface<int> {};
+
+TEST_P(BadTextTest, TextThatMakesNoSenseIsAFailedFrame) {
+    misbehave("bad-text=" + std::to_string(GetParam()));
+    options.model_type = ZELCLIENT_MODEL_IDLE;
+    start();
+    for (uint64_t tag = 1; tag <= 6; ++tag) {
+        ASSERT_EQ(submitFaces(tag, 1), ZELCLIENT_OK);
+        const Collected result = next();
+        ASSERT_EQ(result.tag, tag);
+        ASSERT_EQ(result.status, ZELCLIENT_FRAME_FAILED);
+        ASSERT_THAT(result.boxes, IsEmpty());
+    }
+    EXPECT_THAT(lastError(), HasSubstr("the host answered a frame of 160x90 with"));
+    for (uint64_t tag = 1; tag <= 3; ++tag) {
+        ASSERT_EQ(submitContent(tag, 1), ZELCLIENT_OK);
+        ASSERT_EQ(next().status, tag == 3 ? ZELCLIENT_FRAME_FAILED : ZELCLIENT_NO_RESULT);
+    }
+    EXPECT_THAT(lastError(), HasSubstr("512x300"));
+}
+
+INSTANTIATE_TEST_SUITE_P(CutShortSizeTooLargeNulSizeZero, BadTextTest, testing::Values(1, 2, 3, 4));
+
+class FailedKindTest : public ClientFixture, public testing::WithParamInterface<std::pair<uint32_t, zelclient_kind>> {};
+
+// By model type and kind of frame.
+TEST_P(FailedKindTest, FrameWithoutAnAnswerIsToldAndTheNextAnswerIsItsOwn) {
+    misbehave("fail-every=2");
+    options.model_type = GetParam().first;
+    start();
+    for (uint64_t tag = 1; tag <= 30; ++tag) {
+        ASSERT_EQ(submit(tag, static_cast<uint8_t>(tag), 160, 90, GetParam().second), ZELCLIENT_OK);
+        const Collected result = next();
+        ASSERT_EQ(result.tag, tag);
+        ASSERT_EQ(result.status == ZELCLIENT_FRAME_FAILED, tag % 2 == 0);
+        if (result.status == ZELCLIENT_BOXES) {
+            ASSERT_EQ(result.boxes[0].rect.left, static_cast<float>(tag));
+        }
+        if (result.status == ZELCLIENT_MASK) {
+            ASSERT_THAT(result.mask, IsAMaskOf(static_cast<uint8_t>(tag)));
+        }
+    }
+    EXPECT_EQ(info().frames_failed, 15u);
+}
+
+INSTANTIATE_TEST_SUITE_P(FacesContentLadon, FailedKindTest,
+                         testing::Values(std::pair(ZELCLIENT_MODEL_IDLE, ZELCLIENT_KIND_FACES),
+                                         std::pair(ZELCLIENT_MODEL_IDLE, ZELCLIENT_KIND_CONTENT),
+                                         std::pair(ZELCLIENT_MODEL_LADON_CPU, ZELCLIENT_KIND_MODEL)));
+
+TEST_F(ClientFaultsTest, MasksThatNobodyAskedForAreNoAnswerToAFrameForFaces) {
+    misbehave("stray=10,fail-every=1");
+    options.model_type = ZELCLIENT_MODEL_IDLE;
+    start();
+    ASSERT_EQ(submitFaces(1, 1), ZELCLIENT_OK);
+    EXPECT_EQ(next().status, ZELCLIENT_FRAME_FAILED);
+}
+
 TEST_F(ClientFaultsTest, MasksThatNobodyAskedForAreDropped) {
     misbehave("stray=10");
     start();

@@ -38,9 +38,154 @@ TEST_F(ClientTest, RowsFollowTheStride) {
     std::copy(rows[0], rows[0] + 6, pixels.begin());
     std::copy(rows[1], rows[1] + 6, pixels.begin() + 100);
     for (int round = 0; round < 2; ++round) {
-        const zelclient_frame frame = {2, 2, 100, pixels.data(), 0};
+        const zelclient_frame frame = {2, 2, 100, pixels.data(), 0, ZELCLIENT_KIND_MODEL};
         ASSERT_EQ(zelclient_submit(client, &frame), ZELCLIENT_OK);
         EXPECT_THAT(next().mask, ElementsAre(1, 2, 3, 4));
+    }
+}
+
+TEST_F(ClientTest, FacesComeAsBoxesWithTheirFramesTag) {
+    misbehave("boxes=2");
+    options.model_type = ZELCLIENT_MODEL_IDLE;
+    start();
+    for (uint64_t tag = 1; tag <= 20; ++tag) {
+        ASSERT_EQ(submitFaces(tag, static_cast<uint8_t>(tag)), ZELCLIENT_OK);
+        const Collected result = next();
+        ASSERT_EQ(result.tag, tag);
+        ASSERT_EQ(result.status, ZELCLIENT_BOXES);
+        const auto left = static_cast<float>(tag);
+        EXPECT_THAT(result.boxes, ElementsAre(IsBox(left, 20, left + 30, 60), IsBox(left + 20, 20, left + 50, 60)));
+    }
+    EXPECT_EQ(info().box_results, 20u);
+    EXPECT_NE(zelclient_get_state(client), ZELCLIENT_READY);
+}
+
+TEST_F(ClientTest, FrameWithoutAFaceHasNoBoxes) {
+    misbehave("boxes=0");
+    options.model_type = ZELCLIENT_MODEL_IDLE;
+    start();
+    ASSERT_EQ(submitFaces(1, 1), ZELCLIENT_OK);
+    zelclient_result result{};
+    ASSERT_EQ(zelclient_wait(client, kDeadlineMs, &result), ZELCLIENT_OK);
+    EXPECT_EQ(result.status, ZELCLIENT_BOXES);
+    EXPECT_EQ(result.kind, ZELCLIENT_KIND_FACES);
+    EXPECT_EQ(result.boxes, nullptr);
+    EXPECT_EQ(result.box_count, 0u);
+    EXPECT_EQ(result.mask, nullptr);
+}
+
+TEST_F(ClientTest, EachThirdContentFrameHasAResult) {
+    options.model_type = ZELCLIENT_MODEL_IDLE;
+    start();
+    for (uint64_t tag = 1; tag <= 9; ++tag) {
+        ASSERT_EQ(submitContent(tag, static_cast<uint8_t>(tag)), ZELCLIENT_OK);
+        const Collected result = next();
+        ASSERT_EQ(result.tag, tag);
+        ASSERT_EQ(result.status, tag % 3 ? ZELCLIENT_NO_RESULT : ZELCLIENT_BOXES);
+        if (tag % 3) continue;
+        EXPECT_THAT(result.boxes, ElementsAre(IsBox(static_cast<float>(tag), 20, 230, 240)));
+        EXPECT_FLOAT_EQ(result.boxes[0].score, 0.912345f);
+        EXPECT_EQ(result.boxes[0].class_id, 2);
+    }
+    EXPECT_EQ(info().box_results, 3u);
+    EXPECT_EQ(info().frames_without_result, 6u);
+}
+
+TEST_F(ClientTest, GreyRowsFollowTheStride) {
+    options.model_type = ZELCLIENT_MODEL_IDLE;
+    start();
+    std::vector<uint8_t> pixels(200, 0xEE);
+    pixels[100] = 7;
+    for (int round = 0; round < 3; ++round) {
+        // The second row alone, as a frame of its own.
+        const zelclient_frame frame = {100, 1, 100, pixels.data() + 100, 0, ZELCLIENT_KIND_CONTENT};
+        ASSERT_EQ(zelclient_submit(client, &frame), ZELCLIENT_OK);
+        const Collected result = next();
+        if (round == 2) {
+            EXPECT_THAT(result.boxes, ElementsAre(IsBox(7, 20, 230, 240)));
+        }
+    }
+}
+
+TEST_F(ClientTest, LadonModelGivesAMaskAndTheRest) {
+    options.model_type = ZELCLIENT_MODEL_LADON_CPU;
+    start();
+    ASSERT_EQ(submit(1, 5), ZELCLIENT_OK);
+    zelclient_result result{};
+    ASSERT_EQ(zelclient_wait(client, kDeadlineMs, &result), ZELCLIENT_OK);
+    ASSERT_EQ(result.status, ZELCLIENT_MASK);
+    EXPECT_THAT(std::vector<uint8_t>(result.mask, result.mask + kWidth * kHeight), IsAMaskOf(5));
+    ASSERT_NE(result.ladon, nullptr);
+    EXPECT_EQ(result.ladon->gesture, 5);
+    EXPECT_EQ(result.ladon->gesture_scores[5], 0.875f);
+    EXPECT_EQ(result.ladon->motion, 0.25f);
+    EXPECT_EQ(result.ladon->skip_run, 3u);
+    ASSERT_EQ(result.ladon->face_count, 2u);
+    const zelclient_face& face = result.ladon->faces[0];
+    EXPECT_EQ(face.score, 0.9f);
+    EXPECT_EQ(face.rect.left, 0.25f * kWidth);
+    EXPECT_EQ(face.rect.bottom, 0.5f * kHeight);
+    ASSERT_NE(face.points, nullptr);
+    EXPECT_EQ(face.points[ZELCLIENT_FACE_POINTS - 1].y, 0.5f * kHeight);
+    EXPECT_EQ(face.points[ZELCLIENT_FACE_POINTS - 1].z, -0.125f * kWidth);
+    EXPECT_EQ(result.ladon->faces[1].points, nullptr);
+    EXPECT_EQ(result.ladon->lut, nullptr);
+    EXPECT_EQ(zelclient_get_state(client), ZELCLIENT_READY);
+}
+
+TEST_F(ClientTest, TableComesWithTheModelsThatHaveOne) {
+    options.model_type = ZELCLIENT_MODEL_LADON_XNN_CPU;
+    start();
+    ASSERT_EQ(zelclient_wait_model(client, kDeadlineMs), ZELCLIENT_OK);
+    ASSERT_EQ(submit(1, 5), ZELCLIENT_OK);
+    zelclient_result result{};
+    ASSERT_EQ(zelclient_wait(client, kDeadlineMs, &result), ZELCLIENT_OK);
+    ASSERT_NE(result.ladon, nullptr);
+    ASSERT_NE(result.ladon->lut, nullptr);
+    EXPECT_EQ(result.ladon->lut[3 * 33 * 33 * 33 - 1], 0.5f);
+    EXPECT_EQ(result.ladon->lut_vertices[98], 0.25f);
+    EXPECT_EQ(result.ladon->lut_confidence, 0.75f);
+}
+
+TEST_F(ClientTest, NoFrameFailsWhileTheModelChangesBetweenMaskAndLadon) {
+    misbehave("load-ms=20,late-ms=20");
+    start();
+    ASSERT_EQ(zelclient_wait_model(client, kDeadlineMs), ZELCLIENT_OK);
+    uint64_t tag = 0;
+    for (const uint32_t type : {7u, 3u, 9u, 2u}) {
+        ASSERT_EQ(zelclient_choose_model(client, type, 0), ZELCLIENT_OK);
+        for (bool settled = false; !settled; settled = info().model_type == type) {
+            ++tag;
+            const Collected result = roundTrip(tag, static_cast<uint8_t>(tag));
+            ASSERT_EQ(result.status, ZELCLIENT_MASK);
+            ASSERT_THAT(result.mask, IsAMaskOf(static_cast<uint8_t>(tag)));
+        }
+        ++tag;
+        EXPECT_EQ(roundTrip(tag, 1).fromLadon, type >= 7);
+    }
+    EXPECT_EQ(info().masks, tag);
+}
+
+TEST_F(ClientTest, FrameThatTheHostHasIsAnsweredByTheModelThatOvertakesIt) {
+    misbehave("slow-ms=200");
+    start();
+    ASSERT_EQ(zelclient_wait_model(client, kDeadlineMs), ZELCLIENT_OK);
+    ASSERT_EQ(submit(1, 9), ZELCLIENT_OK);
+    ASSERT_EQ(zelclient_choose_model(client, ZELCLIENT_MODEL_LADON_XNN_CPU, 0), ZELCLIENT_OK);
+    const Collected result = next();
+    EXPECT_THAT(result.mask, IsAMaskOf(9));
+    EXPECT_TRUE(result.fromLadon);
+}
+
+TEST_F(ClientTest, KindsOfFramesMayBeMixed) {
+    start();
+    for (uint64_t tag = 1; tag <= 30; tag += 3) {
+        EXPECT_THAT(roundTrip(tag, static_cast<uint8_t>(tag)).mask, IsAMaskOf(static_cast<uint8_t>(tag)));
+        ASSERT_EQ(submitFaces(tag + 1, static_cast<uint8_t>(tag + 1)), ZELCLIENT_OK);
+        const auto left = static_cast<float>(tag + 1);
+        EXPECT_THAT(next().boxes, ElementsAre(IsBox(left, 20, left + 30, 60)));
+        ASSERT_EQ(submitContent(tag + 2, 1), ZELCLIENT_OK);
+        EXPECT_EQ(next().tag, tag + 2);
     }
 }
 
@@ -248,7 +393,7 @@ TEST_F(ClientTest, CallbackMaySubmitTheNextFrame) {
         auto* self = static_cast<Loop*>(user);
         self->newest = result->tag;
         const std::vector<uint8_t> pixels(3, 9);
-        const zelclient_frame frame = {1, 1, 0, pixels.data(), result->tag + 1};
+        const zelclient_frame frame = {1, 1, 0, pixels.data(), result->tag + 1, ZELCLIENT_KIND_MODEL};
         if (zelclient* client = self->client) zelclient_submit(client, &frame);
     };
     start();

@@ -17,7 +17,7 @@ Result masked(uint64_t tag) {
     result.status = ZELCLIENT_MASK;
     result.width = 2;
     result.height = 1;
-    result.mask = {static_cast<uint8_t>(tag), static_cast<uint8_t>(tag)};
+    result.data.mask = {static_cast<uint8_t>(tag), static_cast<uint8_t>(tag)};
     return result;
 }
 
@@ -42,8 +42,8 @@ TEST(ResultQueueTest, MaskStaysWhileNewerResultsCome) {
     ASSERT_TRUE(queue.poll(0, result));
     for (uint64_t tag = 100; tag < 200; ++tag) {
         Result next = masked(tag);
-        next.mask = queue.spareBuffer();
-        next.mask.assign(2, 0xEE);
+        next.data = queue.spareData();
+        next.data.mask.assign(2, 0xEE);
         queue.put(std::move(next));
     }
     EXPECT_EQ(result.mask[0], 7);
@@ -68,6 +68,22 @@ TEST(ResultQueueTest, OnlyAMaskHasBytes) {
     ASSERT_TRUE(queue.poll(0, result));
     EXPECT_EQ(result.mask, nullptr);
     EXPECT_EQ(queue.count(ZELCLIENT_FRAME_LOST), 1u);
+}
+
+TEST(ResultQueueTest, MemoryOfAReadResultGoesToALaterOneWithoutItsMeaning) {
+    ResultQueue queue(nullptr, nullptr);
+    Result first = masked(1);
+    first.data.ladon = zelclient_ladon{};
+    const uint8_t* const memory = first.data.mask.data();
+    queue.put(std::move(first));
+    queue.put(masked(2));
+    zelclient_result result{};
+    ASSERT_TRUE(queue.poll(0, result));
+    EXPECT_NE(result.ladon, nullptr);
+    ASSERT_TRUE(queue.poll(0, result));
+    const client::ResultData spare = queue.spareData();
+    EXPECT_EQ(spare.mask.data(), memory);
+    EXPECT_FALSE(spare.ladon);
 }
 
 TEST(ResultQueueTest, FinishWakesAWaitingPoll) {

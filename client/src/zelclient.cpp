@@ -21,7 +21,13 @@ namespace {
 constexpr uint32_t kLastModelType = 10;
 constexpr uint32_t kRefusedModelType = 4;
 constexpr uint32_t kMostFramesInFlight = 8;
-constexpr uint32_t kBytesPerPixel = 3;
+constexpr uint32_t kFacesWidth = 160;
+constexpr uint32_t kFacesHeight = 90;
+constexpr uint32_t kLargestContent = 512;
+
+// What the networks tell by an index alone.
+constexpr const char* kGestures[ZELCLIENT_GESTURES] = {"open palm", "fist",  "thumb up", "thumb down", "pointing",
+                                                       "victory",   "three", "OK",       "horns"};
 
 // No exception leaves the library.
 template <class Body>
@@ -90,11 +96,46 @@ std::string readOptions(const zelclient_options* options, client::Settings& sett
     return "";
 }
 
-bool isFrame(const zelclient_frame* frame) {
-    if (!frame || !frame->rgb || frame->width == 0 || frame->height == 0) return false;
-    const uint64_t rowBytes = uint64_t{frame->width} * kBytesPerPixel;
-    if (rowBytes > ipc::kFrameBytes || frame->height > ipc::kFrameBytes / rowBytes) return false;
-    return frame->stride == 0 || frame->stride >= rowBytes;
+bool knowsKind(zelclient_kind kind) {
+    return kind == ZELCLIENT_KIND_MODEL || kind == ZELCLIENT_KIND_FACES || kind == ZELCLIENT_KIND_CONTENT;
+}
+
+// "" when a frame of that kind may have that size, else what size it must have.
+std::string wrongSize(const zelclient_frame& frame) {
+    const uint32_t width = frame.width;
+    const uint32_t height = frame.height;
+    switch (frame.kind) {
+        case ZELCLIENT_KIND_FACES:
+            if (width == kFacesWidth && height == kFacesHeight) return "";
+            return "a frame for faces is 160x90 pixels";
+        case ZELCLIENT_KIND_CONTENT:
+            if (width <= kLargestContent && height <= kLargestContent) return "";
+            return "a frame for content is at most 512x512 pixels";
+        case ZELCLIENT_KIND_MODEL:
+            break;
+    }
+    if (uint64_t{width} * height <= ipc::kFrameBytes / 3) return "";
+    return "a frame for the model has at most " + std::to_string(ipc::kFrameBytes / 3) + " pixels";
+}
+
+// The caller's frame; *why says what is wrong with it, "" when nothing is.
+client::FrameView readFrame(const zelclient_frame* frame, std::string* why) {
+    if (!frame || !frame->pixels || frame->width == 0 || frame->height == 0) {
+        *why = "a frame without pixels";
+        return {};
+    }
+    if (!knowsKind(frame->kind)) {
+        *why = "there is no kind of frame " + std::to_string(static_cast<int>(frame->kind));
+        return {};
+    }
+    const std::string wrong = wrongSize(*frame);
+    if (!wrong.empty()) *why = wrong + ", not " + std::to_string(frame->width) + "x" + std::to_string(frame->height);
+    constexpr ipc::FrameKind kKinds[] = {ipc::FrameKind::Model, ipc::FrameKind::Face, ipc::FrameKind::Content};
+    client::FrameView view{kKinds[frame->kind], frame->width, frame->height, frame->stride, frame->pixels};
+    if (view.stride == 0) view.stride = view.rowBytes();
+    if (view.stride < view.rowBytes())
+        *why = "a stride of " + std::to_string(view.stride) + " bytes for rows of " + std::to_string(view.rowBytes());
+    return view;
 }
 
 zelclient_error nextResult(zelclient* client, uint32_t timeoutMs, zelclient_result* result) {
@@ -166,9 +207,14 @@ zelclient_error zelclient_wait_model(zelclient* client, uint32_t timeoutMs) {
 }
 
 zelclient_error zelclient_submit(zelclient* client, const zelclient_frame* frame) {
-    if (!client || !isFrame(frame)) return ZELCLIENT_ERROR_ARGUMENT;
-    const size_t stride = frame->stride ? frame->stride : size_t{frame->width} * kBytesPerPixel;
-    return guarded([&] { return client->impl.submit({frame->width, frame->height, stride, frame->rgb}, frame->tag); });
+    if (!client) return ZELCLIENT_ERROR_ARGUMENT;
+    return guarded([&] {
+        std::string why;
+        const client::FrameView view = readFrame(frame, &why);
+        if (why.empty()) return client->impl.submit(view, frame->tag);
+        client->impl.refuse(why);
+        return ZELCLIENT_ERROR_ARGUMENT;
+    });
 }
 
 zelclient_error zelclient_poll(zelclient* client, zelclient_result* result) {
@@ -219,6 +265,10 @@ const char* zelclient_error_name(zelclient_error error) {
     return "unknown";
 }
 
+const char* zelclient_gesture_name(int32_t gesture) {
+    return gesture >= 0 && gesture < ZELCLIENT_GESTURES ? kGestures[gesture] : "none";
+}
+
 size_t zelclient_last_error(zelclient* client, char* text, size_t size) {
     copyText("", text, size);
     if (!client) return 0;
@@ -239,6 +289,15 @@ zelclient_error zelclient_network_size(uint32_t capacity, uint32_t* width, uint3
     if (capacity > 1 || !width || !height) return ZELCLIENT_ERROR_ARGUMENT;
     *width = capacity ? 640 : 256;
     *height = capacity ? 360 : 144;
+    return ZELCLIENT_OK;
+}
+
+zelclient_error zelclient_frame_size(zelclient_kind kind, uint32_t capacity, uint32_t* width, uint32_t* height) {
+    if (kind == ZELCLIENT_KIND_MODEL) return zelclient_network_size(capacity, width, height);
+    if (!knowsKind(kind) || !width || !height) return ZELCLIENT_ERROR_ARGUMENT;
+    const bool faces = kind == ZELCLIENT_KIND_FACES;
+    *width = faces ? kFacesWidth : kLargestContent;
+    *height = faces ? kFacesHeight : kLargestContent;
     return ZELCLIENT_OK;
 }
 

@@ -2,6 +2,8 @@
 
 #include "client/src/ClientFixture.h"
 
+#include <set>
+
 namespace {
 
 using testing::HasSubstr;
@@ -76,7 +78,7 @@ TEST_F(ZelclientTest, FramesThatAreNoPictureAreRefused) {
     start();
     const std::vector<uint8_t> pixels(921603);
     const auto submitted = [&](uint32_t width, uint32_t height, uint32_t stride, const uint8_t* rgb) {
-        const zelclient_frame frame = {width, height, stride, rgb, 0};
+        const zelclient_frame frame = {width, height, stride, rgb, 0, ZELCLIENT_KIND_MODEL};
         return zelclient_submit(client, &frame);
     };
     EXPECT_EQ(submitted(0, 9, 0, pixels.data()), ZELCLIENT_ERROR_ARGUMENT);
@@ -89,6 +91,26 @@ TEST_F(ZelclientTest, FramesThatAreNoPictureAreRefused) {
     EXPECT_EQ(info().frames_accepted, 0u);
     EXPECT_EQ(submitted(307200, 1, 0, pixels.data()), ZELCLIENT_OK);
     EXPECT_EQ(next().mask.size(), 307200u);
+}
+
+TEST_F(ZelclientTest, FramesOfASizeThatTheirKindDoesNotHaveAreRefusedWithAReason) {
+    options.model_type = ZELCLIENT_MODEL_IDLE;
+    start();
+    const std::vector<uint8_t> pixels(921600);
+    const auto refusal = [&](zelclient_kind kind, uint32_t width, uint32_t height, uint32_t stride = 0) {
+        const zelclient_frame frame = {width, height, stride, pixels.data(), 0, kind};
+        return zelclient_submit(client, &frame) == ZELCLIENT_ERROR_ARGUMENT ? lastError() : "accepted";
+    };
+    EXPECT_EQ(refusal(ZELCLIENT_KIND_FACES, 161, 90), "a frame for faces is 160x90 pixels, not 161x90");
+    EXPECT_EQ(refusal(ZELCLIENT_KIND_FACES, 160, 89), "a frame for faces is 160x90 pixels, not 160x89");
+    EXPECT_EQ(refusal(ZELCLIENT_KIND_FACES, 160, 90, 479), "a stride of 479 bytes for rows of 480");
+    EXPECT_EQ(refusal(ZELCLIENT_KIND_CONTENT, 513, 10), "a frame for content is at most 512x512 pixels, not 513x10");
+    EXPECT_EQ(refusal(ZELCLIENT_KIND_CONTENT, 10, 513), "a frame for content is at most 512x512 pixels, not 10x513");
+    EXPECT_EQ(refusal(ZELCLIENT_KIND_CONTENT, 512, 512, 511), "a stride of 511 bytes for rows of 512");
+    EXPECT_EQ(refusal(ZELCLIENT_KIND_MODEL, 640, 481), "a frame for the model has at most 307200 pixels, not 640x481");
+    EXPECT_EQ(refusal(static_cast<zelclient_kind>(3), 16, 9), "there is no kind of frame 3");
+    EXPECT_EQ(info().frames_accepted, 0u);
+    EXPECT_EQ(refusal(ZELCLIENT_KIND_CONTENT, 512, 512), "accepted");
 }
 
 TEST_F(ZelclientTest, ModelsThatNoHostKnowsAreRefused) {
@@ -123,6 +145,30 @@ TEST_F(ZelclientTest, NetworkSizesFollowTheCapacity) {
     EXPECT_EQ(width, 640u);
     EXPECT_EQ(height, 360u);
     EXPECT_EQ(zelclient_network_size(2, &width, &height), ZELCLIENT_ERROR_ARGUMENT);
+}
+
+TEST_F(ZelclientTest, EachKindOfFrameHasItsSize) {
+    uint32_t width = 0;
+    uint32_t height = 0;
+    EXPECT_EQ(zelclient_frame_size(ZELCLIENT_KIND_MODEL, 1, &width, &height), ZELCLIENT_OK);
+    EXPECT_EQ(std::pair(width, height), std::pair(640u, 360u));
+    EXPECT_EQ(zelclient_frame_size(ZELCLIENT_KIND_FACES, 0, &width, &height), ZELCLIENT_OK);
+    EXPECT_EQ(std::pair(width, height), std::pair(160u, 90u));
+    EXPECT_EQ(zelclient_frame_size(ZELCLIENT_KIND_CONTENT, 0, &width, &height), ZELCLIENT_OK);
+    EXPECT_EQ(std::pair(width, height), std::pair(512u, 512u));
+    EXPECT_EQ(zelclient_frame_size(ZELCLIENT_KIND_MODEL, 2, &width, &height), ZELCLIENT_ERROR_ARGUMENT);
+    EXPECT_EQ(zelclient_frame_size(ZELCLIENT_KIND_FACES, 0, nullptr, &height), ZELCLIENT_ERROR_ARGUMENT);
+    EXPECT_EQ(zelclient_frame_size(static_cast<zelclient_kind>(3), 0, &width, &height), ZELCLIENT_ERROR_ARGUMENT);
+}
+
+TEST_F(ZelclientTest, GesturesHaveNamesOfTheirOwn) {
+    std::set<std::string> names;
+    for (int32_t gesture = -1; gesture < ZELCLIENT_GESTURES; ++gesture) names.insert(zelclient_gesture_name(gesture));
+    EXPECT_EQ(names.size(), size_t{ZELCLIENT_GESTURES} + 1);
+    EXPECT_STREQ(zelclient_gesture_name(0), "open palm");
+    EXPECT_STREQ(zelclient_gesture_name(8), "horns");
+    EXPECT_STREQ(zelclient_gesture_name(-1), "none");
+    EXPECT_STREQ(zelclient_gesture_name(9), "none");
 }
 
 TEST_F(ZelclientTest, EveryStateAndErrorHasAWordOfItsOwn) {

@@ -69,7 +69,7 @@ void HostRun::waitForModel() {
 
 zelclient_result HostRun::roundTrip(const Image& frame) {
     for (bool again = false;; again = true) {
-        const zelclient_frame given = {frame.width, frame.height, 0, frame.bytes.data(), ++mTag};
+        const zelclient_frame given = {frame.width, frame.height, 0, frame.bytes.data(), ++mTag, ZELCLIENT_KIND_MODEL};
         if (zelclient_submit(mClient, &given) != ZELCLIENT_OK) throw Failure{kHost, why()};
         zelclient_result result{};
         const zelclient_error error = zelclient_wait(mClient, mOptions.timeoutMs, &result);
