@@ -76,7 +76,7 @@ typedef enum zelclient_status {
     ZELCLIENT_FRAME_REPLACED = 2, /* a newer frame took its place before the host was free */
     ZELCLIENT_FRAME_LOST = 3,     /* the host ended while it had the frame */
     ZELCLIENT_BOXES = 4,          /* a frame for faces or content: here are its boxes, which may be none */
-    ZELCLIENT_NO_RESULT = 5       /* a frame for content: the host keeps it for a later result, or the inference failed */
+    ZELCLIENT_NO_RESULT = 5       /* a frame for content: the host keeps it for a later result, or failed at it */
 } zelclient_status;
 
 /* Model types, as the host numbers them. */

@@ -278,6 +278,8 @@ void Client::onNoAnswer(AnswerChannels channel, uint64_t frame) {
         if (mInHost.number != frame) return;
         mInHost.answers &= ~channel;
         if (mInHost.answers != 0) return;
+        mLastError = "the host gave no answer to a frame of " + std::to_string(mInHost.width) + "x" +
+                     std::to_string(mInHost.height);
         dropFrame(std::exchange(mInHost, Ticket()), ZELCLIENT_FRAME_FAILED);
         sendNextFrame();
     }

@@ -146,6 +146,7 @@ TEST_P(FailedKindTest, FrameWithoutAnAnswerIsToldAndTheNextAnswerIsItsOwn) {
         }
     }
     EXPECT_EQ(info().frames_failed, 15u);
+    EXPECT_THAT(lastError(), HasSubstr("no answer to a frame of 160x90"));
 }
 
 INSTANTIATE_TEST_SUITE_P(FacesContentLadon, FailedKindTest,

@@ -4,26 +4,50 @@
 #include <string>
 #include <vector>
 
+#include "client/tool/Frames.h"
 #include "client/tool/Tool.h"
 
 // The subcommands. Each prints its data to stdout and everything else to stderr, and throws Failure.
 namespace zeltool {
 
 struct SegmentOptions {
-    std::string input;   // picture, folder of pictures or video
-    std::string camera;  // in place of input
+    InputOptions input;
     uint32_t type = ZELCLIENT_MODEL_SEGMENTATION_CPU;
     uint32_t capacity = 0;
     std::string background = "#2060a0";  // "#rrggbb", "blur" or a picture file
     std::string out;                     // composed pictures: a file, a folder or a video
     std::string maskOut;                 // masks
     std::string cutout;                  // PNG with the mask as alpha
-    uint64_t frames = 0;                 // of a video or camera; 0: all
     uint32_t repeat = 4;                 // how often each picture is sent
     bool skip = true;                    // videos: the host may repeat a mask
     bool json = false;
 };
 void segment(const HostOptions& host, const SegmentOptions& options);
+
+struct LadonOptions {
+    InputOptions input;
+    uint32_t type = ZELCLIENT_MODEL_LADON_CPU;
+    uint32_t capacity = 0;
+    std::string out;      // pictures with what was found drawn over: a file, a folder or a video
+    uint32_t repeat = 4;  // as above
+    bool skip = true;
+    bool json = false;
+};
+void ladon(const HostOptions& host, const LadonOptions& options);
+
+struct FacesOptions {
+    InputOptions input;
+    std::string out;
+    bool json = false;
+};
+void faces(const HostOptions& host, const FacesOptions& options);
+
+struct ContentOptions {
+    InputOptions input;
+    std::string out;
+    bool json = false;
+};
+void content(const HostOptions& host, const ContentOptions& options);
 
 struct BenchOptions {
     std::string picture;  // "" for a drawn one

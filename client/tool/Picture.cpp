@@ -118,6 +118,21 @@ Image letterboxed(const Image& picture, uint32_t width, uint32_t height, Area* a
     return frame;
 }
 
+Image fitted(const Image& picture, uint32_t width, uint32_t height) {
+    if (picture.width <= width && picture.height <= height) return picture;
+    const Area area = areaInside(picture.width, picture.height, width, height);
+    return scaled(picture, area.width, area.height);
+}
+
+Image grey(const Image& picture) {
+    Image result(picture.width, picture.height, 1);
+    for (size_t i = 0; i < result.bytes.size(); ++i) {
+        const uint8_t* pixel = picture.bytes.data() + 3 * i;
+        result.bytes[i] = static_cast<uint8_t>((299u * pixel[0] + 587u * pixel[1] + 114u * pixel[2] + 500) / 1000);
+    }
+    return result;
+}
+
 Image cropped(const Image& picture, const Area& area) {
     Image result(area.width, area.height, picture.channels);
     for (uint32_t y = 0; y < area.height; ++y)

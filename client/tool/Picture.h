@@ -40,6 +40,12 @@ Area areaInside(uint32_t pictureWidth, uint32_t pictureHeight, uint32_t width, u
 // The whole picture in a width x height frame, its shape kept, black around it. *area is where it lies.
 Image letterboxed(const Image& picture, uint32_t width, uint32_t height, Area* area);
 
+// The picture in the largest size of its shape that fits into width x height; its own size if that fits.
+Image fitted(const Image& picture, uint32_t width, uint32_t height);
+
+// The brightness of a picture of three channels, in one: 0.299 red, 0.587 green, 0.114 blue.
+Image grey(const Image& picture);
+
 // The part of a picture, or of a mask, that lies in `area`.
 Image cropped(const Image& picture, const Area& area);
 

@@ -18,6 +18,19 @@ namespace {
 constexpr int kBarCells = 30;
 constexpr uint64_t kRedrawUs = 100000;
 constexpr size_t kLogKept = 2000;
+constexpr int kFaceAttempts = 20;
+
+const char* nounOf(zelclient_kind kind) {
+    switch (kind) {
+        case ZELCLIENT_KIND_FACES:
+            return "faces";
+        case ZELCLIENT_KIND_CONTENT:
+            return "regions";
+        case ZELCLIENT_KIND_MODEL:
+            break;
+    }
+    return "mask";
+}
 
 }  // namespace
 
@@ -34,7 +47,13 @@ std::string findHost(const HostOptions& options) {
 }
 
 HostRun::HostRun(const HostOptions& options, uint32_t type, uint32_t capacity, bool autoSkip)
-    : mOptions(options), mType(type) {
+    : HostRun(options, ZELCLIENT_KIND_MODEL, type, capacity, autoSkip) {}
+
+HostRun::HostRun(const HostOptions& options, zelclient_kind kind)
+    : HostRun(options, kind, ZELCLIENT_MODEL_IDLE, 0, false) {}
+
+HostRun::HostRun(const HostOptions& options, zelclient_kind kind, uint32_t type, uint32_t capacity, bool autoSkip)
+    : mOptions(options), mKind(kind), mType(type) {
     const std::string program = findHost(options);
     if (program.empty())
         throw Failure{kHost, "there is no zelhost beside zelclient; name it with --host or in ZELHOST_PROGRAM"};
@@ -50,7 +69,7 @@ HostRun::HostRun(const HostOptions& options, uint32_t type, uint32_t capacity, b
     start.user = this;
     char error[512];
     if (zelclient_start(&start, &mClient, error, sizeof error) != ZELCLIENT_OK) throw Failure{kHost, error};
-    zelclient_network_size(capacity, &mWidth, &mHeight);
+    zelclient_frame_size(kind, capacity, &mWidth, &mHeight);
 }
 
 HostRun::~HostRun() {
@@ -68,31 +87,42 @@ void HostRun::waitForModel() {
 }
 
 zelclient_result HostRun::roundTrip(const Image& frame) {
-    for (bool again = false;; again = true) {
-        const zelclient_frame given = {frame.width, frame.height, 0, frame.bytes.data(), ++mTag, ZELCLIENT_KIND_MODEL};
-        if (zelclient_submit(mClient, &given) != ZELCLIENT_OK) throw Failure{kHost, why()};
-        zelclient_result result{};
-        const zelclient_error error = zelclient_wait(mClient, mOptions.timeoutMs, &result);
-        if (error == ZELCLIENT_TIMEOUT)
-            throw Failure{kNoMask, "no mask came within " + std::to_string(mOptions.timeoutMs) + " ms"};
-        if (error != ZELCLIENT_OK) throw Failure{kHost, why()};
-        if (result.status == ZELCLIENT_MASK) return result;
-        if (result.status == ZELCLIENT_FRAME_LOST && !again) continue;
-        throw Failure{kNoMask, "the host gave no mask for a frame; --verbose shows its log. " + why()};
+    const zelclient_frame given = {frame.width, frame.height, 0, frame.bytes.data(), ++mTag, mKind};
+    if (zelclient_submit(mClient, &given) != ZELCLIENT_OK) throw Failure{kHost, why()};
+    zelclient_result result{};
+    const zelclient_error error = zelclient_wait(mClient, mOptions.timeoutMs, &result);
+    if (error == ZELCLIENT_TIMEOUT)
+        throw Failure{kNoResult, std::string("no ") + nounOf(mKind) + " came within " +
+                                     std::to_string(mOptions.timeoutMs) + " ms"};
+    if (error != ZELCLIENT_OK) throw Failure{kHost, why()};
+    return result;
+}
+
+zelclient_result HostRun::answer(const Image& frame, uint64_t* roundTripUs) {
+    int lost = 0;
+    int failed = 0;
+    for (;;) {
+        const zelclient_result result = roundTrip(frame);
+        if (roundTripUs) *roundTripUs = result.round_trip_us;
+        if (result.status == ZELCLIENT_FRAME_LOST) {
+            if (++lost == 1) continue;
+        } else if (result.status == ZELCLIENT_FRAME_FAILED) {
+            if (mKind == ZELCLIENT_KIND_FACES && ++failed < kFaceAttempts) continue;
+        } else {
+            return result;
+        }
+        throw Failure{kNoResult, std::string("no ") + nounOf(mKind) + " for a frame: " + why() +
+                                     "; --verbose shows the host's log"};
     }
 }
 
 Image HostRun::mask(const Image& frame, uint64_t* roundTripUs) {
-    const zelclient_result result = roundTrip(frame);
-    Image mask(result.width, result.height, 1);
-    std::copy_n(result.mask, mask.bytes.size(), mask.bytes.data());
-    if (roundTripUs) *roundTripUs = result.round_trip_us;
-    return mask;
+    return maskOf(answer(frame, roundTripUs));
 }
 
 uint64_t HostRun::measure(const Image& frame) {
     const uint64_t before = platform::monotonicMicroseconds();
-    roundTrip(frame);
+    answer(frame);
     return platform::monotonicMicroseconds() - before;
 }
 
@@ -174,10 +204,32 @@ std::string quoted(const std::string& text) {
     return result + '"';
 }
 
-std::string milliseconds(uint64_t microseconds) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.2f", static_cast<double>(microseconds) / 1000);
+std::string jsonHead(const std::string& name, const Image& picture) {
+    return "{\"name\":" + quoted(name) + ",\"width\":" + std::to_string(picture.width) +
+           ",\"height\":" + std::to_string(picture.height);
+}
+
+std::string rectText(const zelclient_rect& rect, bool json) {
+    char text[256];
+    const char* const format = json ? "\"x\":%.1f,\"y\":%.1f,\"width\":%.1f,\"height\":%.1f" : "at %.0f,%.0f %.0fx%.0f";
+    std::snprintf(text, sizeof text, format, rect.left, rect.top, rect.right - rect.left, rect.bottom - rect.top);
     return text;
+}
+
+std::string decimals(double value, int count) {
+    char text[64];
+    std::snprintf(text, sizeof text, "%.*f", count, value);
+    return text;
+}
+
+Image maskOf(const zelclient_result& result) {
+    Image mask(result.width, result.height, 1);
+    std::copy_n(result.mask, mask.bytes.size(), mask.bytes.data());
+    return mask;
+}
+
+std::string milliseconds(uint64_t microseconds) {
+    return decimals(static_cast<double>(microseconds) / 1000, 2);
 }
 
 }  // namespace zeltool

@@ -16,11 +16,11 @@ namespace zeltool {
 // The tool's exit codes; README and --help tell them.
 enum ExitCode {
     kDone = 0,
-    kUsage = 1,   // the command line cannot be understood
-    kInput = 2,   // a picture, video or camera cannot be read
-    kOutput = 3,  // a result cannot be written
-    kHost = 4,    // the host does not start, or not with that model
-    kNoMask = 5,  // the host runs and gave no mask for some frame
+    kUsage = 1,     // the command line cannot be understood
+    kInput = 2,     // a picture, video or camera cannot be read
+    kOutput = 3,    // a result cannot be written
+    kHost = 4,      // the host does not start, or not with that model
+    kNoResult = 5,  // the host runs and gave no result for some frame
 };
 
 // A failure that ends the tool: a line for people and the exit code.
@@ -33,26 +33,32 @@ struct Failure {
 struct HostOptions {
     std::string program;         // "" for the one beside the tool
     bool verbose = false;        // its log to stderr
-    uint32_t timeoutMs = 60000;  // for a model, and for a mask
+    uint32_t timeoutMs = 60000;  // for a model, and for a result
 };
 
 // The host program that these options mean, "" when none is found.
 std::string findHost(const HostOptions& options);
 
-// A host with one model, for one frame at a time. Failures are thrown as Failure.
+// A host for one kind of frames, one frame at a time. Failures are thrown as Failure.
 class HostRun {
   public:
+    // For frames of a model.
     HostRun(const HostOptions& options, uint32_t type, uint32_t capacity, bool autoSkip);
+    // For frames of a kind that needs no model.
+    HostRun(const HostOptions& options, zelclient_kind kind);
     ~HostRun();
     HostRun(const HostRun&) = delete;
     HostRun& operator=(const HostRun&) = delete;
 
     // Waits until the model is in force.
     void waitForModel();
-    // The mask of a frame of the network's size, and its round trip in microseconds. A frame that was lost with its
-    // host is sent again, once.
+    // The result of a frame, with a mask or boxes, or ZELCLIENT_NO_RESULT for content; what it points at is good until
+    // the next. The frame has the size of width() and height(), for content at most that. One that was lost with its
+    // host is sent again, once; so is one for faces that the host had no time for, several times.
+    zelclient_result answer(const Image& frame, uint64_t* roundTripUs = nullptr);
+    // The mask of a frame, and its round trip in microseconds.
     Image mask(const Image& frame, uint64_t* roundTripUs = nullptr);
-    // The same without the mask's bytes, for measurements.
+    // How long the caller waits for a frame's result, in microseconds.
     uint64_t measure(const Image& frame);
 
     // Lines of the host's log that hold `part`.
@@ -62,11 +68,13 @@ class HostRun {
     uint32_t height() const { return mHeight; }
 
   private:
+    HostRun(const HostOptions& options, zelclient_kind kind, uint32_t type, uint32_t capacity, bool autoSkip);
     static void onLog(void* user, uint32_t level, const char* text, size_t length);
     zelclient_result roundTrip(const Image& frame);
     std::string why();
 
     const HostOptions mOptions;
+    const zelclient_kind mKind;
     const uint32_t mType;
     zelclient* mClient = nullptr;
     uint32_t mWidth = 0;
@@ -98,6 +106,17 @@ uint64_t percentile(const std::vector<uint64_t>& sorted, double share);
 
 // A text as JSON, quotes included.
 std::string quoted(const std::string& text);
+
+// What every JSON object of a frame begins with: its brace, the name, the size.
+std::string jsonHead(const std::string& name, const Image& picture);
+
+// A rectangle as members of a JSON object, or as "at X,Y WIDTHxHEIGHT" in whole pixels.
+std::string rectText(const zelclient_rect& rect, bool json);
+
+std::string decimals(double value, int count);
+
+// A copy of the mask of a result that has one.
+Image maskOf(const zelclient_result& result);
 
 // Microseconds as milliseconds with two decimals.
 std::string milliseconds(uint64_t microseconds);

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "client/tool/Picture.h"
 
@@ -42,8 +43,9 @@ class FrameSink {
     std::string mError;
 };
 
-// A picture file, or every picture of a folder in the order of their names. Null with *error when there is none.
-std::unique_ptr<FrameSource> openPictures(const std::string& path, std::string* error);
+// Picture files in the order given, and every picture of a folder in the order of their names. Null with *error when
+// there is none.
+std::unique_ptr<FrameSource> openPictures(const std::vector<std::string>& paths, std::string* error);
 
 // A video file; a camera by its number or by the system's name for it. Null with *error when it cannot be opened,
 // always so where the tool was built without video.

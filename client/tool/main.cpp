@@ -16,7 +16,7 @@ constexpr const char* kExitCodes =
     "  2  a picture, video or camera cannot be read\n"
     "  3  a result cannot be written\n"
     "  4  the host does not start, or not with that model; doctor: a check failed\n"
-    "  5  the host gave no mask for a frame\n";
+    "  5  the host gave no result for a frame\n";
 
 std::string examples(const std::string& lines) {
     return "Examples:\n" + lines + "\n" + kExitCodes;
@@ -25,7 +25,7 @@ std::string examples(const std::string& lines) {
 void addHostOptions(CLI::App& command, HostOptions& host) {
     command.add_option("--host", host.program,
                        "the host program; else $ZELHOST_PROGRAM, else zelhost beside zelclient");
-    command.add_option("--timeout", host.timeoutMs, "milliseconds to wait for a model and for a mask")
+    command.add_option("--timeout", host.timeoutMs, "milliseconds to wait for a model and for a result")
         ->capture_default_str();
     command.add_flag("--verbose", host.verbose, "the host's log on stderr");
 }
@@ -36,26 +36,49 @@ void addType(CLI::App& command, uint32_t& type) {
         ->check(CLI::Range(0, 10));
 }
 
-void addSegment(CLI::App& app, HostOptions& host, SegmentOptions& options) {
-    CLI::App* command = app.add_subcommand("segment", "cut the person out of pictures, a video or a camera");
-    CLI::Option* input = command->add_option("input", options.input, "a picture, a folder of pictures, or a video");
-    command->add_option("--camera", options.camera, "a camera in place of the input: 0, or /dev/video0")
+void addInput(CLI::App& command, InputOptions& options) {
+    CLI::Option* input = command.add_option("input", options.paths, "pictures, a folder of pictures, or a video");
+    command.add_option("--camera", options.camera, "a camera in place of the input: 0, or /dev/video0")
         ->excludes(input);
-    addType(*command, options.type);
-    command->add_option("--capacity", options.capacity, "0 the smaller network (256x144), 1 the larger (640x360)")
+    command.add_option("--frames", options.frames, "stop after so many frames of a video or camera");
+    command.callback([&command, &options] {
+        const bool missing = options.paths.empty() && options.camera.empty();
+        if (missing) throw CLI::ValidationError(command.get_name(), "an input or --camera is needed");
+    });
+}
+
+void addCapacity(CLI::App& command, uint32_t& capacity) {
+    command.add_option("--capacity", capacity, "0 the smaller network (256x144), 1 the larger (640x360)")
         ->capture_default_str()
         ->check(CLI::Range(0, 1));
+}
+
+void addRepeat(CLI::App& command, uint32_t& repeat, bool& skip) {
+    command.add_option("--repeat", repeat, "how often each picture is sent, until its mask has settled")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 1000));
+    command.add_flag("!--no-skip", skip, "infer every frame of a video, also where nothing has changed");
+}
+
+void addOverlay(CLI::App& command, std::string& out, bool& json) {
+    command.add_option(
+        "--out", out, "what was found, drawn over the input: a picture file for one picture, else a folder or a video");
+    command.add_flag("--json", json, "one JSON object a line for each frame");
+}
+
+void addSegment(CLI::App& app, HostOptions& host, SegmentOptions& options) {
+    CLI::App* command = app.add_subcommand("segment", "cut the person out of pictures, a video or a camera");
+    addInput(*command, options.input);
+    addType(*command, options.type);
+    addCapacity(*command, options.capacity);
     command->add_option("--background", options.background, "#rrggbb, blur, or a picture to put behind the person")
-        ->capture_default_str();
+        ->capture_default_str()
+        ->check([](const std::string& told) { return told.empty() ? "a colour, blur or a picture" : ""; });
     command->add_option("--out", options.out,
                         "the person over the background: a picture file for one picture, else a folder or a video");
     command->add_option("--mask-out,--mask", options.maskOut, "the masks, the same way");
     command->add_option("--cutout", options.cutout, "PNG with the mask as transparency, the same way");
-    command->add_option("--repeat", options.repeat, "how often each picture is sent, until its mask has settled")
-        ->capture_default_str()
-        ->check(CLI::Range(1, 1000));
-    command->add_option("--frames", options.frames, "stop after so many frames of a video or camera");
-    command->add_flag("!--no-skip", options.skip, "segment every frame of a video, also where nothing has changed");
+    addRepeat(*command, options.repeat, options.skip);
     command->add_flag("--json", options.json, "one JSON object a line for each frame");
     addHostOptions(*command, host);
     command->footer(
@@ -64,11 +87,56 @@ void addSegment(CLI::App& app, HostOptions& host, SegmentOptions& options) {
                  "  zelclient segment photos/ --out results --background beach.jpg --json\n"
                  "  zelclient segment talk.mp4 --out talk-blurred.mp4 --background blur\n"
                  "  zelclient segment --camera 0 --frames 100 --out camera.mkv\n"));
-    command->callback([&options] {
-        if (options.input.empty() && options.camera.empty())
-            throw CLI::ValidationError("segment", "an input or --camera is needed");
-        if (options.background.empty()) throw CLI::ValidationError("--background", "a colour, blur or a picture");
-    });
+}
+
+void addLadon(CLI::App& app, HostOptions& host, LadonOptions& options) {
+    CLI::App* command = app.add_subcommand("ladon", "mask, faces, landmarks, gesture and motion at once");
+    addInput(*command, options.input);
+    command
+        ->add_option("--type", options.type, "model type: 6 on the GPU if there is one, 7 on the CPU; 8, 9, 10 by xnn")
+        ->capture_default_str()
+        ->check(CLI::Range(6, 10));
+    addCapacity(*command, options.capacity);
+    addRepeat(*command, options.repeat, options.skip);
+    addOverlay(*command, options.out, options.json);
+    addHostOptions(*command, host);
+    command->footer(
+        "JSON of a frame: name, width, height; coverage, the person's share of the picture; gesture, a name or null;\n"
+        "gesture_scores, nine of them; motion, 0 to 1; skip_run, unchanged frames in a row; faces, each with x, y, "
+        "width,\n"
+        "height, score and points, 478 of [x, y, z] or null; table_confidence, 0 to 1 or null; round_trip_us.\n"
+        "Places are in pixels of the input.\n\n" +
+        examples("  zelclient ladon me.jpg --out me-found.png\n"
+                 "  zelclient ladon talk.mp4 --capacity 1 --out talk-found.mp4 --json\n"
+                 "  zelclient ladon --camera 0 --frames 100 --out camera.mkv\n"));
+}
+
+void addFaces(CLI::App& app, HostOptions& host, FacesOptions& options) {
+    CLI::App* command = app.add_subcommand("faces", "find faces in pictures, a video or a camera");
+    addInput(*command, options.input);
+    addOverlay(*command, options.out, options.json);
+    addHostOptions(*command, host);
+    command->footer(
+        "JSON of a frame: name, width, height; faces, each with x, y, width, height in pixels of the input;\n"
+        "round_trip_us.\n\n" +
+        examples("  zelclient faces me.jpg --out me-faces.png\n"
+                 "  zelclient faces photos/ --json\n"
+                 "  zelclient faces talk.mp4 --out talk-faces.mp4\n"));
+}
+
+void addContent(CLI::App& app, HostOptions& host, ContentOptions& options) {
+    CLI::App* command = app.add_subcommand("content", "find the regions of a screen whose picture moves");
+    addInput(*command, options.input);
+    addOverlay(*command, options.out, options.json);
+    addHostOptions(*command, host);
+    command->footer(
+        "Every third frame has a result, of itself and the two before it; one without is drawn with the last result.\n"
+        "JSON of a frame: name, width, height; regions, each with x, y, width, height in pixels of the input, score "
+        "and\n"
+        "class, or null for a frame without a result; round_trip_us.\n\n" +
+        examples("  zelclient content screen.mp4 --out screen-regions.mp4\n"
+                 "  zelclient content 1.png 2.png 3.png --json\n"
+                 "  zelclient content shots/ --out regions\n"));
 }
 
 void addBench(CLI::App& app, HostOptions& host, BenchOptions& options) {
@@ -101,28 +169,36 @@ int run(int count, char** arguments) {
     app.require_subcommand(0, 1);
     app.footer(
         examples("  zelclient segment me.jpg --out me.png\n"
+                 "  zelclient faces me.jpg --json\n"
                  "  zelclient bench\n"
                  "  zelclient doctor\n"
                  "zelclient COMMAND --help tells more.\n"));
     HostOptions host;
     SegmentOptions segmentOptions;
+    LadonOptions ladonOptions;
+    FacesOptions facesOptions;
+    ContentOptions contentOptions;
     BenchOptions benchOptions;
     DoctorOptions doctorOptions;
     addSegment(app, host, segmentOptions);
+    addLadon(app, host, ladonOptions);
+    addFaces(app, host, facesOptions);
+    addContent(app, host, contentOptions);
     addBench(app, host, benchOptions);
     addDoctor(app, host, doctorOptions);
     try {
         app.parse(count, arguments);
-        if (app.get_subcommands().empty()) throw CLI::RequiredError("A command: segment, bench or doctor");
+        if (app.get_subcommands().empty())
+            throw CLI::RequiredError("A command: segment, ladon, faces, content, bench or doctor");
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? kDone : kUsage;
     }
     if (app.got_subcommand("doctor")) return doctor(host, doctorOptions);
-    if (app.got_subcommand("bench")) {
-        bench(host, benchOptions);
-    } else {
-        segment(host, segmentOptions);
-    }
+    if (app.got_subcommand("segment")) segment(host, segmentOptions);
+    if (app.got_subcommand("ladon")) ladon(host, ladonOptions);
+    if (app.got_subcommand("faces")) faces(host, facesOptions);
+    if (app.got_subcommand("content")) content(host, contentOptions);
+    if (app.got_subcommand("bench")) bench(host, benchOptions);
     return kDone;
 }
 

@@ -27,23 +27,30 @@ class PictureSource final : public FrameSource {
     size_t mNext = 0;
 };
 
+bool addPictures(const std::string& path, std::vector<fs::path>& files, std::string* error) {
+    std::error_code failure;
+    if (!fs::is_directory(path, failure)) {
+        files.emplace_back(path);
+        if (!fs::exists(path, failure)) *error = "there is no " + path;
+        return error->empty();
+    }
+    std::vector<fs::path> found;
+    for (const fs::directory_entry& entry : fs::directory_iterator(path, failure)) {
+        if (isPictureName(entry.path().string())) found.push_back(entry.path());
+    }
+    std::sort(found.begin(), found.end());
+    files.insert(files.end(), found.begin(), found.end());
+    if (found.empty()) *error = "there is no picture in " + path;
+    return !found.empty();
+}
+
 }  // namespace
 
-std::unique_ptr<FrameSource> openPictures(const std::string& path, std::string* error) {
+std::unique_ptr<FrameSource> openPictures(const std::vector<std::string>& paths, std::string* error) {
     std::vector<fs::path> files;
-    std::error_code failure;
-    if (fs::is_directory(path, failure)) {
-        for (const fs::directory_entry& entry : fs::directory_iterator(path, failure)) {
-            if (isPictureName(entry.path().string())) files.push_back(entry.path());
-        }
-        std::sort(files.begin(), files.end());
-        if (files.empty()) *error = "there is no picture in " + path;
-    } else if (fs::exists(path, failure)) {
-        files.emplace_back(path);
-    } else {
-        *error = "there is no " + path;
+    for (const std::string& path : paths) {
+        if (!addPictures(path, files, error)) return nullptr;
     }
-    if (files.empty()) return nullptr;
     return std::make_unique<PictureSource>(std::move(files));
 }
 

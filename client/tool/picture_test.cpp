@@ -85,6 +85,22 @@ TEST(PictureTest, LetterboxCroppedGivesThePictureBack) {
     EXPECT_EQ(back.bytes, picture.bytes);
 }
 
+TEST(PictureTest, LargePictureIsFittedAndASmallOneLeft) {
+    const Image wide = fitted(plainColour(1920, 1080, 1, 2, 3), 512, 512);
+    EXPECT_EQ(std::pair(wide.width, wide.height), std::pair(512u, 288u));
+    const Image tall = fitted(plainColour(100, 1000, 1, 2, 3), 512, 512);
+    EXPECT_EQ(std::pair(tall.width, tall.height), std::pair(51u, 512u));
+    const Image small = fitted(plainColour(30, 20, 1, 2, 3), 512, 512);
+    EXPECT_EQ(std::pair(small.width, small.height), std::pair(30u, 20u));
+}
+
+TEST(PictureTest, GreyIsTheBrightness) {
+    EXPECT_THAT(grey(plainColour(2, 1, 255, 255, 255)).bytes, ElementsAre(255, 255));
+    EXPECT_THAT(grey(plainColour(1, 1, 200, 0, 0)).bytes, ElementsAre(60));
+    EXPECT_THAT(grey(plainColour(1, 1, 0, 200, 0)).bytes, ElementsAre(117));
+    EXPECT_THAT(grey(plainColour(1, 1, 0, 0, 200)).bytes, ElementsAre(23));
+}
+
 TEST(PictureTest, CoveringCutsTheSidesOff) {
     Image wide(300, 100, 3);
     for (uint32_t y = 0; y < 100; ++y) std::fill_n(wide.row(y) + 300, 300, 255);

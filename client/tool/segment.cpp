@@ -1,14 +1,11 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <iostream>
-#include <memory>
 
 #include "client/tool/Commands.h"
 #include "client/tool/Outputs.h"
 #include "client/tool/PictureFile.h"
-#include "client/tool/frame_source.h"
 
 namespace zeltool {
 
@@ -16,23 +13,6 @@ namespace {
 
 // A blur that hides what is written on a wall, in parts of the picture's width.
 constexpr uint32_t kBlurPart = 40;
-
-std::unique_ptr<FrameSource> openSource(const SegmentOptions& options) {
-    std::string error;
-    std::unique_ptr<FrameSource> source;
-    std::error_code failure;
-    if (!options.camera.empty()) {
-        source = openCamera(options.camera, &error);
-    } else if (isPictureName(options.input) || std::filesystem::is_directory(options.input, failure)) {
-        source = openPictures(options.input, &error);
-    } else if (!std::filesystem::exists(options.input, failure)) {
-        error = "there is no " + options.input;
-    } else {
-        source = openVideo(options.input, &error);
-    }
-    if (!source) throw Failure{kInput, error};
-    return source;
-}
 
 // What lies behind the person: a colour, a picture, or the frame itself, softened.
 class Background {
@@ -85,11 +65,11 @@ void report(const std::string& name, const Image& mask, uint64_t roundTripUs, bo
     char line[320];
     if (json) {
         std::snprintf(line, sizeof line,
-                      "\"width\":%u,\"height\":%u,\"coverage\":%.4f,\"person\":{\"x\":%u,\"y\":%u,\"width\":%u,"
-                      "\"height\":%u},\"round_trip_us\":%llu}",
-                      mask.width, mask.height, coverage(mask), person.x, person.y, person.width, person.height,
+                      ",\"coverage\":%.4f,\"person\":{\"x\":%u,\"y\":%u,\"width\":%u,\"height\":%u},"
+                      "\"round_trip_us\":%llu}",
+                      coverage(mask), person.x, person.y, person.width, person.height,
                       static_cast<unsigned long long>(roundTripUs));
-        std::cout << "{\"name\":" << quoted(name) << ',' << line << '\n';
+        std::cout << jsonHead(name, mask) << line << '\n';
         return;
     }
     std::snprintf(line, sizeof line, "%ux%u  person %.1f %% in %ux%u at %u,%u  %s ms", mask.width, mask.height,
@@ -101,32 +81,29 @@ void report(const std::string& name, const Image& mask, uint64_t roundTripUs, bo
 }  // namespace
 
 void segment(const HostOptions& hostOptions, const SegmentOptions& options) {
-    const std::unique_ptr<FrameSource> source = openSource(options);
-    const bool stills = source->rate() == 0;
+    Frames frames(options.input);
+    const bool stills = frames.stills();
     Background background(options.background);
-    Output composedOut(options.out, "composed", *source);
-    Output maskOut(options.maskOut, "mask", *source);
-    Output cutoutOut(options.cutout, "cutout", *source);
+    Output composedOut(options.out, "composed", frames.source());
+    Output maskOut(options.maskOut, "mask", frames.source());
+    Output cutoutOut(options.cutout, "cutout", frames.source());
 
     // Pictures have nothing to do with each other, and each is sent several times to be segmented again.
     HostRun host(hostOptions, options.type, options.capacity, options.skip && !stills);
     host.waitForModel();
     const uint32_t times = stills ? options.repeat : 1;
-    const uint64_t limit = stills ? 0 : options.frames;
-    Progress progress("frames", limit ? limit : source->count());
-    uint64_t done = 0;
-    for (Image frame; (limit == 0 || done < limit) && source->next(frame); progress.show(++done)) {
+    frames.each([&](const std::string& name, const Image& frame) {
         uint64_t roundTripUs = 0;
         const Image mask = maskOf(host, frame, times, &roundTripUs);
-        report(source->name(), mask, roundTripUs, options.json);
-        if (composedOut.wanted()) composedOut.put(source->name(), composed(frame, mask, background.behind(frame)));
-        if (maskOut.wanted()) maskOut.put(source->name(), mask);
-        if (cutoutOut.wanted()) cutoutOut.put(source->name(), cutOut(frame, mask));
-    }
+        report(name, mask, roundTripUs, options.json);
+        if (composedOut.wanted()) composedOut.put(name, composed(frame, mask, background.behind(frame)));
+        if (maskOut.wanted()) maskOut.put(name, mask);
+        if (cutoutOut.wanted()) cutoutOut.put(name, cutOut(frame, mask));
+    });
     composedOut.finish();
     maskOut.finish();
     cutoutOut.finish();
-    if (!source->error().empty()) throw Failure{kInput, source->error()};
+    frames.finish();
 }
 
 }  // namespace zeltool

@@ -1,8 +1,9 @@
-// The tool as its users run it, on the fake host.
+// The tool as its users run it, on the fake host where nothing else is said.
 
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -135,12 +136,131 @@ TEST_F(ToolTest, PictureIsABackgroundToo) {
     EXPECT_EQ(picture("out.png").row(3)[2], 3);
 }
 
+TEST_F(ToolTest, FacesAreToldInPixelsOfThePictureAndDrawn) {
+    // The frame for faces is 160x90: its pixel is 0.4 of one of this picture.
+    ASSERT_EQ(run({"faces", path("me.png"), "--out", path("out.png"), "--json"}, "boxes=2"), 0) << err;
+    EXPECT_THAT(out, StartsWith("{\"name\":\"me\",\"width\":64,\"height\":36,\"faces\":["
+                                "{\"x\":0.0,\"y\":8.0,\"width\":12.0,\"height\":16.0},"
+                                "{\"x\":8.0,\"y\":8.0,\"width\":12.0,\"height\":16.0}],\"round_trip_us\":"));
+    const Image drawn = picture("out.png");
+    EXPECT_EQ(drawn.width, 64u);
+    EXPECT_NE(drawn.row(8)[3 * 3], 0) << "upper edge of the first face";
+    EXPECT_EQ(drawn.row(30)[3 * 3], 0) << "below it";
+    ASSERT_EQ(run({"faces", path("me.png")}), 0) << err;
+    EXPECT_THAT(out, StartsWith("me  64x36  1 face  at 0,8 12x16  "));
+}
+
+TEST_F(ToolTest, FaceOfAPhotographIsFoundByTheRealHost) {
+    ASSERT_EQ(run({"faces", ZEL_SAMPLE_PHOTOGRAPH, "--json"}, "", false), 0) << err;
+    const size_t list = out.find("\"faces\":[");
+    ASSERT_NE(list, std::string::npos) << out;
+    float x, y, width, height;
+    ASSERT_EQ(std::sscanf(out.c_str() + list, "\"faces\":[{\"x\":%f,\"y\":%f,\"width\":%f,\"height\":%f}]", &x, &y,
+                          &width, &height),
+              4)
+        << out;
+    // Between hair and chin, and from cheek to cheek.
+    EXPECT_NEAR(x + width / 2, 288, 16);
+    EXPECT_NEAR(y + height / 2, 140, 16);
+    EXPECT_NEAR(width, 128, 32);
+    EXPECT_NEAR(height, 128, 32);
+    ASSERT_EQ(run({"faces", path("me.png"), "--json"}, "", false), 0) << err;
+    EXPECT_THAT(out, HasSubstr("\"faces\":[],"));
+}
+
+TEST_F(ToolTest, TallPicturesFacesLieWhereTheyAre) {
+    std::string error;
+    ASSERT_TRUE(savePicture(path("tall.png"), plainColour(90, 180, 0, 0, 0), &error)) << error;
+    // It is 45 wide in the frame, from 58 on (57.5 rounded), so the face at 0 lies outside on the left.
+    ASSERT_EQ(run({"faces", path("tall.png"), "--json"}), 0) << err;
+    EXPECT_THAT(out, HasSubstr("{\"x\":-114.0,\"y\":40.0,\"width\":60.0,\"height\":80.0}"));
+}
+
+TEST_F(ToolTest, FrameForFacesThatFailsNowAndThenIsSentAgain) {
+    EXPECT_EQ(run({"faces", path("me.png"), path("me.png"), path("me.png"), "--json"}, "fail-every=2"), 0) << err;
+    EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 3);
+    EXPECT_EQ(run({"faces", path("me.png")}, "fail-every=1"), 5);
+    EXPECT_THAT(err, HasSubstr("no faces"));
+    EXPECT_EQ(run({"faces", path("me.png")}, "bad-text=4"), 5);
+    EXPECT_THAT(err, HasSubstr("empty text"));
+}
+
+TEST_F(ToolTest, EachThirdFrameOfAScreenHasRegions) {
+    fs::create_directories(folder / "in");
+    std::string error;
+    for (int frame = 0; frame < 7; ++frame) {
+        const std::string name = path("in/" + std::to_string(frame) + ".png");
+        ASSERT_TRUE(savePicture(name, plainColour(1024, 576, 10, 10, 10), &error)) << error;
+    }
+    ASSERT_EQ(run({"content", path("in"), "--out", path("results"), "--json"}), 0) << err;
+    std::istringstream lines(out);
+    // The frame is 512x288, and the region begins where its grey says.
+    const std::string region =
+        "\"regions\":[{\"x\":20.0,\"y\":40.0,\"width\":440.0,\"height\":440.0,\"score\":0.912,"
+        "\"class\":2}],\"round_trip_us\":";
+    int number = 0;
+    for (std::string line; std::getline(lines, line); ++number)
+        EXPECT_THAT(line, HasSubstr(number % 3 == 2 ? region : "\"regions\":null,\"round_trip_us\":")) << number;
+    EXPECT_EQ(number, 7);
+    EXPECT_EQ(picture("results/000001-content.png").row(100)[3 * 20], 10) << "no result yet";
+    EXPECT_NE(picture("results/000002-content.png").row(100)[3 * 20], 10) << "left edge of the region";
+    EXPECT_NE(picture("results/000003-content.png").row(100)[3 * 20], 10) << "the last result stays";
+    ASSERT_EQ(run({"content", path("in")}), 0) << err;
+    EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 2);
+    EXPECT_THAT(out, StartsWith("2  1024x576  1 region  class 2 0.91 at 20,40 440x440  "));
+}
+
+TEST_F(ToolTest, ScreenOfTooFewOrDifferentFramesIsRefused) {
+    EXPECT_EQ(run({"content", path("me.png"), path("me.png")}), 2);
+    EXPECT_THAT(err, HasSubstr("there were only 2"));
+    std::string error;
+    ASSERT_TRUE(savePicture(path("other.png"), plainColour(64, 37, 0, 0, 0), &error)) << error;
+    EXPECT_EQ(run({"content", path("me.png"), path("other.png"), path("me.png")}), 2);
+    EXPECT_THAT(err, HasSubstr("other is 64x37"));
+    EXPECT_EQ(run({"content", path("me.png"), path("me.png"), path("me.png")}, "bad-text=1"), 5);
+    EXPECT_THAT(err, HasSubstr("no regions"));
+}
+
+TEST_F(ToolTest, LadonTellsAndDrawsAllThatItsModelGives) {
+    ASSERT_EQ(run({"ladon", path("me.png"), "--out", path("out.png"), "--json"}), 0) << err;
+    // A share of 0.25 of the frame's sides is one of the picture's.
+    EXPECT_THAT(out, StartsWith("{\"name\":\"me\",\"width\":64,\"height\":36,\"coverage\":0.5000,"
+                                "\"gesture\":\"open palm\",\"gesture_scores\":[0.875,0.000,"));
+    EXPECT_THAT(out, HasSubstr("\"motion\":0.2500,\"skip_run\":3,\"faces\":["
+                               "{\"x\":16.0,\"y\":9.0,\"width\":16.0,\"height\":9.0,\"score\":0.900,"
+                               "\"points\":[[32.0,18.0,-8.0],[32.0,18.0,-8.0],"));
+    EXPECT_THAT(out,
+                HasSubstr("{\"x\":0.0,\"y\":0.0,\"width\":32.0,\"height\":18.0,\"score\":0.600,\"points\":null}]"));
+    EXPECT_THAT(out, HasSubstr("\"table_confidence\":null,"));
+    const Image drawn = picture("out.png");
+    EXPECT_NE(drawn.row(15)[3 * 16], 0) << "left edge of the face";
+    EXPECT_LT(drawn.row(25)[3 * 60], 255) << "the person is tinted";
+    EXPECT_EQ(drawn.row(25)[3 * 10], 0) << "the rest is not";
+    ASSERT_EQ(run({"ladon", path("me.png"), "--type", "9", "--capacity", "1"}), 0) << err;
+    EXPECT_THAT(out,
+                StartsWith("me  64x36  person 50.0 %  gesture open palm 0.88  motion 0.250  2 faces  0.90 at 16,9 "));
+    ASSERT_EQ(run({"ladon", path("me.png"), "--type", "9", "--json"}), 0) << err;
+    EXPECT_THAT(out, HasSubstr("\"table_confidence\":0.750,"));
+}
+
+TEST_F(ToolTest, LadonWithoutFindingsIsNoFailure) {
+    ASSERT_EQ(run({"ladon", path("me.png"), "--json"}, "no-number=1"), 0) << err;
+    EXPECT_THAT(out, HasSubstr("\"gesture\":null,"));
+    EXPECT_THAT(out, HasSubstr("\"motion\":0.0000,\"skip_run\":3,\"faces\":[],"));
+    EXPECT_EQ(run({"ladon", path("me.png")}, "fail-every=1"), 5);
+    EXPECT_EQ(run({"ladon", path("me.png"), "--type", "3"}), 1);
+}
+
 TEST_F(ToolTest, SeveralPicturesDoNotFitIntoOneFile) {
     fs::create_directories(folder / "in");
     fs::copy(path("me.png"), folder / "in" / "a.png");
     fs::copy(path("me.png"), folder / "in" / "b.png");
     EXPECT_EQ(run({"segment", path("in"), "--out", path("one.png")}), 1);
     EXPECT_THAT(err, HasSubstr("one picture only"));
+    EXPECT_EQ(run({"faces", path("in/a.png"), path("in/b.png"), "--out", path("one.png")}), 1);
+    std::ofstream(path("talk.mp4")) << "any";
+    EXPECT_EQ(run({"faces", path("in/a.png"), path("talk.mp4")}), 2);
+    EXPECT_THAT(err, HasSubstr("talk.mp4 is no picture"));
 }
 
 TEST_F(ToolTest, InputThatCannotBeReadIsTold) {
@@ -165,7 +285,7 @@ TEST_F(ToolTest, OutputThatCannotBeWrittenIsTold) {
 
 TEST_F(ToolTest, CommandLinesThatMakeNoSenseAreTold) {
     EXPECT_EQ(run({}), 1);
-    EXPECT_EQ(run({"segment"}), 1);
+    for (const char* command : {"segment", "ladon", "faces", "content"}) EXPECT_EQ(run({command}), 1);
     EXPECT_EQ(run({"segment", path("me.png"), "--capacity", "2"}), 1);
     EXPECT_EQ(run({"segment", path("me.png"), "--background", "#12"}), 1);
     EXPECT_EQ(run({"segment", path("me.png"), "--camera", "0"}), 1);
@@ -176,7 +296,7 @@ TEST_F(ToolTest, CommandLinesThatMakeNoSenseAreTold) {
 TEST_F(ToolTest, HelpAndVersionGoToStdout) {
     EXPECT_EQ(run({"--help"}), 0);
     EXPECT_THAT(out, AllOf(HasSubstr("segment"), HasSubstr("bench"), HasSubstr("doctor"), HasSubstr("Exit codes")));
-    for (const char* command : {"segment", "bench", "doctor"}) {
+    for (const char* command : {"segment", "ladon", "faces", "content", "bench", "doctor"}) {
         EXPECT_EQ(run({command, "--help"}), 0);
         EXPECT_THAT(out, AllOf(HasSubstr("Examples:"), HasSubstr("Exit codes")));
     }
