@@ -1,6 +1,7 @@
-#include <cstdio>
 #include <iostream>
+#include <iterator>
 #include <optional>
+#include <vector>
 
 #include "client/tool/Commands.h"
 #include "client/tool/Outputs.h"

@@ -1,5 +1,5 @@
-#include <cstdio>
 #include <iostream>
+#include <vector>
 
 #include "client/tool/Commands.h"
 #include "client/tool/Outputs.h"

@@ -1,4 +1,7 @@
+#include <algorithm>
 #include <iostream>
+#include <iterator>
+#include <vector>
 
 #include "client/tool/Commands.h"
 #include "client/tool/Outputs.h"

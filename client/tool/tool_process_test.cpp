@@ -377,6 +377,15 @@ TEST_F(ToolTest, VideoGoesThroughOrIsRefusedClearly) {
     EXPECT_EQ(frames, 10);
     EXPECT_EQ(frame.width, 64u);
     EXPECT_NEAR(frame.row(18)[3 * 50], 255, 12);
+    for (const char* command : {"ladon", "faces", "content"}) {
+        const std::string drawn = path(std::string(command) + ".mkv");
+        ASSERT_EQ(run({command, path("talk.mkv"), "--out", drawn, "--frames", "7", "--json"}), 0) << err;
+        EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 7) << command;
+        back = openVideo(drawn, &error);
+        ASSERT_TRUE(back) << error;
+        for (frames = 0; back->next(frame);) ++frames;
+        EXPECT_EQ(frames, 7) << command;
+    }
 }
 
 }  // namespace
