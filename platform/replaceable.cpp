@@ -8,7 +8,6 @@ namespace {
 
 std::atomic<Folders*> gFolders{nullptr};
 std::atomic<Machine*> gMachine{nullptr};
-std::atomic<Resource (*)(int)> gFindResource{nullptr};
 
 }  // namespace
 
@@ -28,15 +27,6 @@ Machine& machine() {
 
 void replaceMachine(Machine* replacement) {
     gMachine.store(replacement);
-}
-
-Resource findResource(int id) {
-    const auto replacement = gFindResource.load();
-    return replacement ? replacement(id) : systemResource(id);
-}
-
-void replaceResources(Resource (*find)(int id)) {
-    gFindResource.store(find);
 }
 
 }  // namespace platform

@@ -37,6 +37,15 @@ TEST(ResourceTest, BlockCanBeFoundAgainAfterItsRelease) {
     EXPECT_EQ(findResource(101).size, 9u);
 }
 
+TEST(ResourceTest, ReplacedBlocksAreFoundUntilTheProgramsOwnAreBack) {
+    replaceResources([](int id) { return id == 7 ? Resource{"seven", 5, nullptr} : Resource{}; });
+    EXPECT_EQ(contentOf(7), "seven");
+    EXPECT_EQ(findResource(101).data, nullptr);
+    replaceResources(nullptr);
+    EXPECT_EQ(findResource(7).data, nullptr);
+    EXPECT_EQ(findResource(101).size, 9u);
+}
+
 TEST(ResourceTest, StringsAreTheProgramsOwn) {
     wchar_t buffer[100];
     EXPECT_EQ(loadString(103, buffer, 100), 13);
