@@ -12,7 +12,7 @@ import numpy as np
 import openvino as ov
 from PIL import Image, ImageFilter
 
-from models import check_faces, check_ladon, pictures, table
+from models import check_content, check_faces, check_ladon, pictures, table
 
 SMALL, SMALL_U8, LARGE, LARGE_U8 = (pair.name for pair in table.PAIRS[:4])
 _STILL_FRAMES = 12
@@ -56,7 +56,7 @@ def run(folder, sheet_file, downloads):
     cut_out = CutOut(networks[SMALL])
     rows = [*_quantisation(networks, cut_out), *_steadiness(networks, cut_out), *_recovery(networks, cut_out),
             *_edges(networks, cut_out), *_times(networks), *check_faces.rows(folder),
-            *check_ladon.rows(folder, downloads)]
+            *check_content.rows(folder), *check_ladon.rows(folder, downloads)]
     for what, value, sign, limit in rows:
         print(f"{'ok  ' if _holds(value, sign, limit) else 'MISS'}  {what:<70} {value:8.3f}  {sign} {limit}")
     if sheet_file:

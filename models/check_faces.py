@@ -3,6 +3,7 @@
 import numpy as np
 import openvino as ov
 from PIL import Image
+from skimage import data
 
 from models import pictures, table
 
@@ -12,6 +13,9 @@ _FACE = (178, 66, 277, 170)  # in the portrait, drawn by hand
 _HEIGHTS = (20, 24, 28, 32, 40, 50, 60)  # pixels of the face in the detector's picture
 _VIEWS = 8
 _SAME_PLACE = 0.5  # intersection over union of two boxes of one face
+_SCALES = (20, 40, 80)  # pixels of the face in the detector's picture
+_SAME_BOX = 0.6  # intersection over union with the box of the whole photograph
+_FACELESS = ("coffee", "rocket", "chelsea")
 
 
 class Detector:
@@ -35,6 +39,44 @@ def rows(folder):
     yield "faces of 20 px, share found where they are", np.mean(found[20]), ">=", 0.9
     without = [*pictures.backgrounds(detector.width, detector.height), *_faceless(detector)]
     yield "pictures without a face, highest score", max(detector.best(p)[0] for p in without), "<=", _FOUND
+    yield from _sample_rows(detector)
+    for name in _FACELESS:
+        picture = Image.fromarray(getattr(data, name)()).resize((detector.width, detector.height), Image.LANCZOS)
+        yield f"{name}, highest score of a face", detector.best(np.asarray(picture))[0], "<=", _FOUND
+
+
+def _sample_rows(detector):
+    """The sample photograph with a face of other sizes, against the box found in the photograph as a whole."""
+    photograph = pictures.sample()
+    whole = photograph.resize((detector.width, detector.height), Image.LANCZOS)
+    score, box = detector.best(np.asarray(whole))
+    yield "sample photograph as a whole, score of the face", score, ">=", _FOUND
+    full_size = box * np.tile(photograph.size, 2)
+    for height in _SCALES:
+        view, shift, scale = _scaled(photograph, height, detector)
+        score, box = detector.best(view)
+        found = box * np.tile((detector.width, detector.height), 2)
+        yield f"sample photograph, face of {height} px, score", score, ">=", _FOUND
+        same = _overlap(found, full_size * scale + np.tile(shift, 2))
+        yield f"sample photograph, face of {height} px, IoU to that of the whole", same, ">=", _SAME_BOX
+
+
+def _scaled(photograph, height, detector):
+    """The photograph with a face of that height, where it lies in the view, and its scale.
+
+    The face is as near to the middle as it can be without a view beyond the photograph; a photograph smaller than the
+    view stands in the middle of black.
+    """
+    face = pictures.in_sample(_FACE)
+    scale = height / (face[3] - face[1])
+    size = np.rint(np.array(photograph.size) * scale).astype(int)
+    frame = np.array([detector.width, detector.height])
+    middle = (face[:2] + face[2:]) / 2 * scale
+    nearest = np.clip(np.rint(frame / 2 - middle), frame - size, 0).astype(int)
+    shift = np.where(size < frame, (frame - size) // 2, nearest)
+    view = Image.new("RGB", tuple(int(v) for v in frame))
+    view.paste(photograph.resize(tuple(int(v) for v in size), Image.LANCZOS), tuple(int(v) for v in shift))
+    return np.asarray(view), shift, scale
 
 
 def _views(detector, height):

@@ -26,6 +26,12 @@ def sample():
     return portrait().crop(_SAMPLE_BOX).resize((640, 360), Image.LANCZOS)
 
 
+def in_sample(box):
+    """A box of the portrait, left, top, right, bottom, in pixels of the sample photograph."""
+    left, top, right, _ = _SAMPLE_BOX
+    return (np.array(box) - (left, top, left, top)) * 640 / (right - left)
+
+
 def calibration(width, height, views=8):
     """Pictures for calibration: `views` of each photograph, random cut, light, noise; the same in every run."""
     random = np.random.default_rng(7)

@@ -2,7 +2,7 @@
 
 from functools import cache
 
-from models import faces, ladon, quantized, segmentation, selfie, sources
+from models import content, faces, ladon, quantized, segmentation, selfie, sources
 
 
 class Recipes:
@@ -38,6 +38,7 @@ RECIPES = {
     "Large_640360_Chan4_D5_V33_03032022": lambda parts, pair: segmentation.large(pair, parts.selfie()),
     "Large_640360_Chan4_D5_V33_03032022U8": lambda parts, pair: segmentation.large(pair, parts.quantized_selfie()),
     "In16090-3_O3_V1_03212022": lambda parts, pair: faces.detector(pair, parts.faces()),
+    "Nuwa_512_yyy_v38": lambda parts, pair: content.network(pair),
     "LadonMedium_640360_Chan4_v124_nolut_06172025": lambda parts, pair: ladon.network(pair, parts.ladon()),
     "LadonMedium_256144_Chan4_v124_nolut_06172025": lambda parts, pair: ladon.network(pair, parts.ladon()),
     "LadonMedium_640360_Chan4_v124_06172025": lambda parts, pair: ladon.network(pair, parts.ladon()),

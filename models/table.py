@@ -54,6 +54,8 @@ PAIRS = (
     _segmentation("Large_640360_Chan4_D5_V33_03032022U8", 180, 190, "FP32", 360, 640, fake_quantize=True),
     Pair("In16090-3_O3_V1_03212022", 132, 131, 10, Port("input", (1, 3, 90, 160), "FP32"),
          (Port("scores", (1, 690, 2)), Port("boxes", (1, 690, 4)))),
+    Pair("Nuwa_512_yyy_v38", 210, 200, 10, Port("images", (1, 3, 512, 512), "FP16"),
+         (Port("output", (1, 16128, 9)),)),
     _ladon("LadonMedium_640360_Chan4_v124_nolut_06172025", 212, 211, 360, 640),
     _ladon("LadonMedium_256144_Chan4_v124_nolut_06172025", 214, 213, 144, 256),
     _ladon("LadonMedium_640360_Chan4_v124_06172025", 216, 215, 360, 640, table=True),
