@@ -92,7 +92,8 @@ typedef enum zelclient_status {
 /* What a frame asks for. Faces and content are looked for whatever model is in force, ZELCLIENT_MODEL_IDLE included. */
 typedef enum zelclient_kind {
     ZELCLIENT_KIND_MODEL = 0,  /* what the model in force gives: a mask, with a Ladon model also the rest */
-    ZELCLIENT_KIND_FACES = 1,  /* faces in a picture of 160 x 90 */
+    ZELCLIENT_KIND_FACES = 1,  /* faces in a picture of 160 x 90. One that takes the host longer than 50 ms fails, and so
+                                  may the next */
     ZELCLIENT_KIND_CONTENT = 2 /* regions of a screen that move over three frames of one size; each third frame has a
                                   result, those before it ZELCLIENT_NO_RESULT. To have none replaced, submit each after
                                   the result of the one before */
