@@ -22,8 +22,9 @@ class HostUnderTest {
         require(mHost.init("fuzz"));
         mEvents = ipc::EventChannel::openForRead(std::string("fuzz") + ipc::kEventSuffix);
         mMasks = ipc::FrameChannel::openForRead(std::string("fuzz") + ipc::kResultSuffix);
+        mLadon = ipc::LadonChannel::openForRead(std::string("fuzz") + ipc::kLadonSuffix);
         mLog = ipc::LogChannel::openForRead(std::string("fuzz") + ipc::kLogSuffix);
-        require(mEvents && mMasks && mLog);
+        require(mEvents && mMasks && mLadon && mLog);
         sInUse = &mHost;
         set_util_external_trace_sink(forwardToHost);
     }
@@ -52,6 +53,8 @@ class HostUnderTest {
         while (mEvents->read([&type](const auto& packet) { type = checkEvent(packet.record, type); }, 0)) {
         }
         while (mMasks->read([](const auto& packet) { checkMask(packet.record); }, 0)) {
+        }
+        while (mLadon->read([](const auto& packet) { require(packet.record.size <= ipc::kFrameBytes); }, 0)) {
         }
         while (mLog->read([](const auto& packet) { checkChunk(packet.record); }, 0)) {
         }
@@ -82,6 +85,7 @@ class HostUnderTest {
     ZelMLHost mHost;
     std::shared_ptr<ipc::EventChannel> mEvents;
     std::shared_ptr<ipc::FrameChannel> mMasks;
+    std::shared_ptr<ipc::LadonChannel> mLadon;
     std::shared_ptr<ipc::LogChannel> mLog;
 };
 

@@ -1,4 +1,5 @@
 #include "fuzz/HostUnderTest.h"
+#include "fuzz/ServedModel.h"
 
 namespace {
 
@@ -9,8 +10,8 @@ using FrameRecord = ipc::FrameHolder<ipc::kFrameBytes>;
 fuzz::HostUnderTest& servingHost() {
     static fuzz::HostUnderTest world;
     static const bool isServing = [] {
-        world.command(ipc::CommandCode::SetModelType, static_cast<uint32_t>(ZEL_TYPE::kVinoCpu));
-        return world.serve() == static_cast<uint32_t>(ZEL_TYPE::kVinoCpu);
+        world.command(ipc::CommandCode::SetModelType, fuzz::kServedType);
+        return world.serve() == fuzz::kServedType;
     }();
     fuzz::require(isServing);
     return world;
@@ -27,9 +28,9 @@ void handOver(ZelMLHost& host, const ipc::packet<FrameRecord>& packet) {
 
 }  // namespace
 
-// The frames of camera and shared screen, read by the host and run through the whole road to the mask. Only the network
-// is another than the product's: small, so that it runs for every frame. The input's first byte is the option to repeat
-// the mask of a still picture.
+// The frames of camera and shared screen, read by the host and run through the whole road to the answer. Only the
+// network is another than the product's: small, so that it runs for every frame. The input's first byte is the option
+// to repeat the mask of a still picture.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzz::HostUnderTest& world = servingHost();
     static fuzz::Slot<FrameRecord> slot;
