@@ -15,9 +15,9 @@ CELLS = SIDE // CELL
 _PADDING = 114  # the grey round a frame that is smaller than the input
 # With noise of one level two frames differ by up to this.
 _NOISE = 2
-# A cell that only noise changes: share of pixels, mean difference. What noise does not reach: mean, mean of squares.
+# A cell that only noise changes: share of pixels, mean difference. And the mean that noise does not reach.
 _NOISE_SHARE, _NOISE_MEAN = (0.3, 0.95), 0.6
-_BEYOND_MEAN, _BEYOND_SQUARE = 0.8, 2.4
+_BEYOND_NOISE = 0.8
 _EDGE = 8  # grey levels between neighbours
 _BARRIER = 0.8  # part of three cells that must be edge to keep two sides apart
 _GAP_STILL, _GAP_MOVING = 0.05, 0.3  # motion in a narrow gap and beside it
@@ -59,14 +59,13 @@ def _noise(first, third):
     """
     total = ops.subtract(first, third)
     size = ops.abs(total)
-    share, mean, square = (_means(p) for p in (ops.clamp(size, 0.0, 1.0), total, ops.multiply(total, total)))
-    mean, peak = ops.abs(mean), _peaks(size)
+    share, mean, peak = _means(ops.clamp(size, 0.0, 1.0)), ops.abs(_means(total)), _peaks(size)
     padding = inverse(positive(_peaks(ops.abs(ops.subtract(first, number(_PADDING))))))
     still = every(inverse(positive(peak)), inverse(padding))
     like_noise = every(above(share, _NOISE_SHARE[0]), below(share, _NOISE_SHARE[1]), below(peak, _NOISE + 0.5),
                        below(mean, _NOISE_MEAN))
     noisy = positive(ops.subtract(ops.reduce_sum(like_noise, [0, 1]), scaled(ops.reduce_sum(still, [0, 1]), 4)))
-    return noisy, every(noisy, some(above(mean, _BEYOND_MEAN), above(square, _BEYOND_SQUARE)))
+    return noisy, every(noisy, above(mean, _BEYOND_NOISE))
 
 
 class Lines:
