@@ -168,7 +168,7 @@ void measureContent(const Settings& settings, Report& report) {
     network.infer();
     require(exchange() == bareContentText(network), "the host's regions differ from the bare network's");
     const Comparison figures = compare(settings.blocks.ofLongOperations(), exchange, [&] { network.inferKept(0); });
-    addRow(report, "three frames of a screen to regions, 512x512", figures);
+    addRow(report, "three screen frames to regions", figures);
 }
 
 }  // namespace

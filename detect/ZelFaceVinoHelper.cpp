@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "detect/ResultText.h"
+#include "engines/vino/PixelLoops.h"
 #include "platform/include/clock.h"
 #include "util/include/CmTrace.h"
 
@@ -19,8 +20,8 @@ constexpr size_t kChannels = 3;
 constexpr int32_t kStatisticsFrames = 30;
 
 // Of the pixels' bytes, 0 to 255, around 0.
-float centred(uint8_t byte) {
-    return (static_cast<float>(byte) - 127.0f) * 0.0078125f;
+float centred(float byte) {
+    return (byte - 127.0f) * 0.0078125f;
 }
 
 }  // namespace
@@ -93,10 +94,9 @@ bool ZelFaceVinoHelper::processVino(int32_t, int32_t, const uint8_t* data, int32
 
 // Channel c of the input is byte c of the pixels.
 void ZelFaceVinoHelper::fillInput(const Blob& input, const uint8_t* data) {
-    const size_t pixels = input.size() / kChannels;
     auto* planes = input.buffer().as<float*>();
-    for (size_t c = 0; c < kChannels; ++c)
-        for (size_t i = 0; i < pixels; ++i) planes[c * pixels + i] = centred(data[i * kChannels + c]);
+    PixelLoops::active().fillPlanes(data, nullptr, input.size() / kChannels, kChannels, planes);
+    std::transform(planes, planes + input.size(), planes, centred);
 }
 
 StatusCode ZelFaceVinoHelper::infer() {
