@@ -210,6 +210,26 @@ TEST_F(HostLadonTest, WhatCannotBeDecodedIsSentAsZeros) {
                        "shape, actual: 1x9x16x3, preset: 1x9x16x1439"));
 }
 
+// Records of models with a colour table have passed through every slot before.
+TEST_F(HostLadonTest, OnlyTheFieldsOfItsFormAreWritten) {
+    for (size_t slot = 0; slot < ipc::LadonChannel::kSlots; ++slot) {
+        mHost->sendLadonResults("", [](ipc::LadonResult& record) {
+            std::fill(std::begin(record.mask), std::end(record.mask), uint8_t{7});
+            std::fill(std::begin(record.lut), std::end(record.lut), 0.5f);
+            std::fill(std::begin(record.lutVertices), std::end(record.lutVertices), 0.25f);
+            record.lutConfidence = 0.125f;
+        });
+        ASSERT_TRUE(mClient->ladonResult());
+    }
+    eventsOf(kLadonCpu, 0);
+    const Result result = run(mFrame);
+    EXPECT_THAT(maskOf(*result), Each(250));
+    EXPECT_THAT(std::vector<uint8_t>(result->mask + kPixels, std::end(result->mask)), Each(7));
+    EXPECT_THAT(result->lut, Each(0.5f));
+    EXPECT_THAT(result->lutVertices, Each(0.25f));
+    EXPECT_EQ(result->lutConfidence, 0.125f);
+}
+
 TEST_F(HostLadonTest, InferenceThatFailsIsAFrameWithoutAResult) {
     ladon_networks::Options without;
     without.missing = {"motion"};
