@@ -18,7 +18,7 @@ using Box = std::array<int, 4>;  // left, top, right, bottom
 class Screen {
   public:
     Screen(int32_t width, int32_t height, const Box& window) : mWidth(width), mHeight(height), mWindow(window) {
-        mBytes.assign(static_cast<size_t>(width * height), 235);
+        mBytes.assign(static_cast<size_t>(width) * static_cast<size_t>(height), 235);
         for (int32_t y = 12; y + 6 < height; y += 14)
             for (int32_t x = 16; x + 4 < width - 16; x += 7) fill({x, y, x + 4 + (x * y) % 3, y + 6}, 60);
         fill({window[0] - 2, window[1] - 2, window[2] + 2, window[3] + 2}, 20);
