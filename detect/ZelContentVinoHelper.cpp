@@ -1,10 +1,10 @@
 #include "detect/ZelContentVinoHelper.h"
 
-#include <array>
 #include <iostream>
 #include <stdexcept>
 
 #include "detect/ResultText.h"
+#include "engines/vino/PixelLoops.h"
 #include "platform/include/clock.h"
 #include "util/include/CmTrace.h"
 
@@ -15,13 +15,6 @@ namespace {
 constexpr int kXmlId = 210;
 constexpr int kWeightsId = 200;
 constexpr uint8_t kPaddingGrey = 114;
-
-std::array<float, 256> fractionsOfBytes() {
-    std::array<float, 256> fractions{};
-    for (size_t byte = 0; byte < fractions.size(); ++byte)
-        fractions[byte] = static_cast<float>(static_cast<double>(byte) / 255.0);
-    return fractions;
-}
 
 SizeVector shape(std::initializer_list<int32_t> dims) {
     SizeVector result;
@@ -122,9 +115,7 @@ bool ZelContentVinoHelper::stackFrame(int32_t width, int32_t height, const uint8
 }
 
 void ZelContentVinoHelper::fillInput(const Blob& input) const {
-    static const std::array<float, 256> kFractions = fractionsOfBytes();
-    auto* floats = input.buffer().as<float*>();
-    for (const uint8_t byte : mStack) *floats++ = kFractions[byte];
+    PixelLoops::active().bytesToFractions(mStack.data(), mStack.size(), input.buffer().as<float*>());
 }
 
 void ZelContentVinoHelper::findBoxes() {

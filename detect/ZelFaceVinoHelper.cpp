@@ -19,11 +19,6 @@ constexpr int kWeightsId = 131;
 constexpr size_t kChannels = 3;
 constexpr int32_t kStatisticsFrames = 30;
 
-// Of the pixels' bytes, 0 to 255, around 0.
-float centred(float byte) {
-    return (byte - 127.0f) * 0.0078125f;
-}
-
 }  // namespace
 
 ZelFaceVinoHelper::ZelFaceVinoHelper()
@@ -94,9 +89,7 @@ bool ZelFaceVinoHelper::processVino(int32_t, int32_t, const uint8_t* data, int32
 
 // Channel c of the input is byte c of the pixels.
 void ZelFaceVinoHelper::fillInput(const Blob& input, const uint8_t* data) {
-    auto* planes = input.buffer().as<float*>();
-    PixelLoops::active().fillPlanes(data, nullptr, input.size() / kChannels, kChannels, planes);
-    std::transform(planes, planes + input.size(), planes, centred);
+    PixelLoops::active().fillCentredPlanes(data, input.size() / kChannels, input.buffer().as<float*>());
 }
 
 StatusCode ZelFaceVinoHelper::infer() {

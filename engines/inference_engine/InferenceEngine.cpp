@@ -1,7 +1,6 @@
 #include "engines/inference_engine/InferenceEngine.h"
 
 #include <chrono>
-#include <condition_variable>
 #include <sstream>
 
 #include "engines/inference_engine/ConfigKeys.h"
@@ -183,7 +182,7 @@ class Completion {
 
     const ov_callback_t mCallback{[](void* self) { static_cast<Completion*>(self)->signal(); }, this};
     cm::Mutex mMutex;
-    std::condition_variable_any mChanged;
+    cm::Condition mChanged;
     bool mEnded ZEL_GUARDED_BY(mMutex) = false;
 };
 

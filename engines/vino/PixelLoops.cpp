@@ -41,14 +41,25 @@ HWY_INLINE bool forEachVector(size_t count, size_t lanes, Body body) {
     return true;
 }
 
-void bytesToFloats(const uint8_t* bytes, size_t count, float* floats) {
-    const Floats d;
-    const Ints ints;
+HWY_INLINE hn::Vec<Floats> floatsOf(const uint8_t* bytes) {
     const hn::Rebind<uint8_t, Floats> quarter;
+    return hn::ConvertTo(Floats(), hn::PromoteTo(Ints(), hn::LoadU(quarter, bytes)));
+}
+
+void fillFromBytes(const uint8_t* bytes, size_t count, float* floats) {
+    const Floats d;
+    const bool done =
+        forEachVector(count, hn::Lanes(d), [=](size_t i) HWY_ATTR { hn::StoreU(floatsOf(bytes + i), d, floats + i); });
+    if (!done) bytesToFloats(bytes, count, floats);
+}
+
+void bytesToFractions(const uint8_t* bytes, size_t count, float* floats) {
+    const Floats d;
+    const auto greatest = hn::Set(d, 255.0f);
     const bool done = forEachVector(count, hn::Lanes(d), [=](size_t i) HWY_ATTR {
-        hn::StoreU(hn::ConvertTo(d, hn::PromoteTo(ints, hn::LoadU(quarter, bytes + i))), d, floats + i);
+        hn::StoreU(hn::Div(floatsOf(bytes + i), greatest), d, floats + i);
     });
-    if (!done) plain().bytesToFloats(bytes, count, floats);
+    if (!done) plain().bytesToFractions(bytes, count, floats);
 }
 
 // Which bytes of a block of four pixels go into four integers: those of one channel.
@@ -87,7 +98,9 @@ class PixelSpreader {
     Indices mIndices;
 };
 
-void fillFrame(const uint8_t* frame, size_t pixels, float* planes) {
+// `value` makes a float of a vector or of a single one.
+template <class Value>
+HWY_INLINE void fillFrame(const uint8_t* frame, size_t pixels, float* planes, Value value) {
     const Bytes bytes;
     const Floats d;
     const Ints ints;
@@ -102,24 +115,41 @@ void fillFrame(const uint8_t* frame, size_t pixels, float* planes) {
         const auto spread = spreader.load(frame + i * 3);
         const auto store = [=](auto channel, float* plane) HWY_ATTR {
             const auto integers = hn::BitCast(ints, hn::TableLookupBytesOr0(spread, channel));
-            hn::StoreU(hn::ConvertTo(d, integers), d, plane + i);
+            hn::StoreU(value.ofVector(hn::ConvertTo(d, integers)), d, plane + i);
         };
         store(first, planes);
         store(second, planes + pixels);
         store(third, planes + pixels * 2);
     }
     for (; i < pixels; ++i) {
-        for (size_t c = 0; c < 3; ++c) planes[c * pixels + i] = frame[i * 3 + c];
+        for (size_t c = 0; c < 3; ++c) planes[c * pixels + i] = value.ofFloat(frame[i * 3 + c]);
     }
 }
+
+struct AsItIs {
+    HWY_INLINE hn::Vec<Floats> ofVector(hn::Vec<Floats> bytes) const { return bytes; }
+    static float ofFloat(float byte) { return byte; }
+};
+
+struct Centred {
+    HWY_INLINE hn::Vec<Floats> ofVector(hn::Vec<Floats> bytes) const {
+        const Floats d;
+        return hn::Mul(hn::Sub(bytes, hn::Set(d, 127.0f)), hn::Set(d, 0.0078125f));
+    }
+    static float ofFloat(float byte) { return centred(byte); }
+};
 
 void fillPlanes(const uint8_t* frame, const uint8_t* mask, size_t pixels, size_t channels, float* planes) {
     if (channels < 3) {
         plain().fillPlanes(frame, mask, pixels, channels, planes);
         return;
     }
-    fillFrame(frame, pixels, planes);
-    for (size_t c = 3; c < channels; ++c) bytesToFloats(mask, pixels, planes + c * pixels);
+    fillFrame(frame, pixels, planes, AsItIs());
+    for (size_t c = 3; c < channels; ++c) fillFromBytes(mask, pixels, planes + c * pixels);
+}
+
+void fillCentredPlanes(const uint8_t* frame, size_t pixels, float* planes) {
+    fillFrame(frame, pixels, planes, Centred());
 }
 
 // A product below the integer's range becomes the least integer, whose low byte is 0 as it is to be.
@@ -332,7 +362,8 @@ int32_t countChanged(size_t pixels, const uint8_t* frame, const uint8_t* refFram
 Kernels kernels() {
     return {hwy::TargetName(HWY_TARGET),
             fillPlanes,
-            bytesToFloats,
+            fillCentredPlanes,
+            bytesToFractions,
             floatsToBytes,
             sumBytes,
             markEdges,

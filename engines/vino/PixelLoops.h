@@ -23,8 +23,11 @@ struct Kernels {
     // 2 are the bytes of the pixel, every later one is the mask. `mask` may be null when channels is below 4.
     void (*fillPlanes)(const uint8_t* frame, const uint8_t* mask, size_t pixels, size_t channels, float* planes);
 
-    // Bytes to floats of the same value.
-    void (*bytesToFloats)(const uint8_t* bytes, size_t count, float* floats);
+    // Frame of 3 bytes a pixel to three planes of `pixels` floats (byte - 127) / 128.
+    void (*fillCentredPlanes)(const uint8_t* frame, size_t pixels, float* planes);
+
+    // Bytes to floats byte / 255, divided in double precision or, with the same result, in single.
+    void (*bytesToFractions)(const uint8_t* bytes, size_t count, float* floats);
 
     // Low byte of values[i] * scale, multiplied in single precision and truncated toward zero to a 32-bit integer.
     // Products outside the integer's range, NaN included, give 0.

@@ -11,10 +11,6 @@ namespace {
 
 constexpr size_t kEdgeReach = 2;
 
-void bytesToFloats(const uint8_t* bytes, size_t count, float* floats) {
-    for (size_t i = 0; i < count; ++i) floats[i] = static_cast<float>(bytes[i]);
-}
-
 void fillPlanes(const uint8_t* frame, const uint8_t* mask, size_t pixels, size_t channels, float* planes) {
     for (size_t c = 0; c < channels; ++c) {
         float* plane = planes + c * pixels;
@@ -24,6 +20,15 @@ void fillPlanes(const uint8_t* frame, const uint8_t* mask, size_t pixels, size_t
         }
         for (size_t i = 0; i < pixels; ++i) plane[i] = static_cast<float>(frame[i * 3 + c]);
     }
+}
+
+void fillCentredPlanes(const uint8_t* frame, size_t pixels, float* planes) {
+    fillPlanes(frame, nullptr, pixels, 3, planes);
+    std::transform(planes, planes + 3 * pixels, planes, centred);
+}
+
+void bytesToFractions(const uint8_t* bytes, size_t count, float* floats) {
+    for (size_t i = 0; i < count; ++i) floats[i] = static_cast<float>(static_cast<double>(bytes[i]) / 255.0);
 }
 
 uint8_t lowByte(float value) {
@@ -145,6 +150,10 @@ int32_t countChanged(size_t pixels, const uint8_t* frame, const uint8_t* refFram
 
 }  // namespace
 
+void bytesToFloats(const uint8_t* bytes, size_t count, float* floats) {
+    for (size_t i = 0; i < count; ++i) floats[i] = static_cast<float>(bytes[i]);
+}
+
 void erodeBorder(size_t width, size_t height, const uint8_t* src, uint8_t* dst) {
     for (size_t x = 0; x < width; ++x) {
         dst[x] = clippedMinimum(x, 0, width, height, src);
@@ -157,8 +166,8 @@ void erodeBorder(size_t width, size_t height, const uint8_t* src, uint8_t* dst) 
 }
 
 const Kernels& plain() {
-    static const Kernels kPlain{"plain",  fillPlanes, bytesToFloats, floatsToBytes,
-                                sumBytes, markEdges,  erode,         countChanged};
+    static const Kernels kPlain{"plain",   fillPlanes, fillCentredPlanes, bytesToFractions, floatsToBytes, sumBytes,
+                                markEdges, erode,      countChanged};
     return kPlain;
 }
 

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstring>
 #include <limits>
+#include <numeric>
 #include <random>
 #include <set>
 
@@ -120,15 +121,47 @@ TEST_F(PixelLoopsTest, PlanesBelowFourNeedNoMask) {
     }
 }
 
-TEST_F(PixelLoopsTest, BytesBecomeFloatsOfTheSameValue) {
-    for (const Kernels* form : PixelLoops::available()) {
-        for (const size_t count : counts()) {
-            const GuardedMemory bytes(count), result(count * 4);
-            fillRandom(bytes);
-            form->bytesToFloats(bytes.data(), count, floats(result));
-            for (size_t i = 0; i < count; ++i) ASSERT_EQ(floats(result)[i], bytes.data()[i]) << form->name << ' ' << i;
+TEST_F(PixelLoopsTest, CentredPlanesOfAVectorFormAreThoseOfThePlainOne) {
+    forEachVectorForm([&](const Kernels& form) {
+        for (const size_t pixels : counts()) {
+            const GuardedMemory frame(pixels * 3), expected(pixels * 3 * 4), actual(pixels * 3 * 4);
+            fillRandom(frame);
+            PixelLoops::plain().fillCentredPlanes(frame.data(), pixels, floats(expected));
+            form.fillCentredPlanes(frame.data(), pixels, floats(actual));
+            expectSame(expected, actual);
         }
+    });
+}
+
+TEST_F(PixelLoopsTest, CentredPlanesHoldTheBytesAroundZero) {
+    const uint8_t frame[] = {0, 127, 255, 128, 126, 63};
+    float planes[6];
+    PixelLoops::plain().fillCentredPlanes(frame, 2, planes);
+    EXPECT_EQ(std::vector<float>(planes, planes + 6),
+              (std::vector<float>{-127 / 128.0f, 1 / 128.0f, 0, -1 / 128.0f, 1, -0.5f}));
+}
+
+TEST_F(PixelLoopsTest, EveryByteBecomesItsFractionInEveryForm) {
+    std::vector<uint8_t> bytes(256);
+    std::iota(bytes.begin(), bytes.end(), uint8_t{0});
+    for (const Kernels* form : PixelLoops::available()) {
+        std::vector<float> fractions(256);
+        form->bytesToFractions(bytes.data(), bytes.size(), fractions.data());
+        for (size_t i = 0; i < 256; ++i)
+            ASSERT_EQ(fractions[i], static_cast<float>(static_cast<double>(i) / 255.0)) << form->name << ' ' << i;
     }
+}
+
+TEST_F(PixelLoopsTest, FractionsOfAVectorFormAreThoseOfThePlainOne) {
+    forEachVectorForm([&](const Kernels& form) {
+        for (const size_t count : counts()) {
+            const GuardedMemory bytes(count), expected(count * 4), actual(count * 4);
+            fillRandom(bytes);
+            PixelLoops::plain().bytesToFractions(bytes.data(), count, floats(expected));
+            form.bytesToFractions(bytes.data(), count, floats(actual));
+            expectSame(expected, actual);
+        }
+    });
 }
 
 TEST_F(PixelLoopsTest, FloatsAreTruncatedTowardZeroToTheirLowByte) {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <mutex>
 #include <thread>
 
@@ -57,8 +59,7 @@ class ZEL_SCOPED_CAPABILITY CCmMutexGuard {
 
 namespace cm {
 
-// The standard mutexes, known to the lock analysis. They throw std::system_error as the standard ones do. Wait on a
-// cm::Mutex with std::condition_variable_any.
+// The standard mutexes, known to the lock analysis. They throw std::system_error as the standard ones do.
 class ZEL_CAPABILITY("mutex") Mutex {
   public:
     void lock() ZEL_ACQUIRE() { m_mutex.lock(); }
@@ -66,7 +67,35 @@ class ZEL_CAPABILITY("mutex") Mutex {
     void unlock() ZEL_RELEASE() { m_mutex.unlock(); }
 
   private:
+    friend class Condition;
     std::mutex m_mutex;
+};
+
+// The standard condition variable for a cm::Mutex, which the waiting thread holds before and after. Waits may end
+// without a notification.
+class Condition {
+  public:
+    void wait(Mutex& mutex) ZEL_REQUIRES(mutex) {
+        Adopted lock(mutex.m_mutex);
+        m_condition.wait(lock.held);
+    }
+    std::cv_status wait_until(Mutex& mutex, std::chrono::steady_clock::time_point end) ZEL_REQUIRES(mutex) {
+        Adopted lock(mutex.m_mutex);
+        return m_condition.wait_until(lock.held, end);
+    }
+    void notify_all() { m_condition.notify_all(); }
+
+  private:
+    // Locked by the caller, and left so.
+    struct Adopted {
+        explicit Adopted(std::mutex& mutex) : held(mutex, std::adopt_lock) {}
+        ~Adopted() { held.release(); }
+        Adopted(const Adopted&) = delete;
+        Adopted& operator=(const Adopted&) = delete;
+        std::unique_lock<std::mutex> held;
+    };
+
+    std::condition_variable m_condition;
 };
 
 class ZEL_CAPABILITY("mutex") RecursiveMutex {

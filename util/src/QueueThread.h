@@ -1,7 +1,6 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <map>
 #include <memory>
@@ -67,7 +66,7 @@ class QueueThread final : public ACmThread, public ICmEventQueue, public ICmTime
     Timers m_timers;  // touched by the thread itself only
 
     Mutex m_mutex;
-    std::condition_variable_any m_wake;
+    Condition m_wake;
     bool m_started ZEL_GUARDED_BY(m_mutex) = false;
     bool m_stopped ZEL_GUARDED_BY(m_mutex) = false;
     std::multimap<unsigned long, ICmEvent*, std::greater<>> m_events ZEL_GUARDED_BY(m_mutex);  // by priority
