@@ -134,6 +134,8 @@ class FakeHost {
         switch (static_cast<ipc::CommandCode>(command.code)) {
             case ipc::CommandCode::InitClient:
                 return onInit();
+            case ipc::CommandCode::SetModelPath:
+                return log(2, "path " + std::to_string(command.pathKind) + " " + command.text);
             case ipc::CommandCode::SetModelType:
                 return onModel(command.arg0, command.arg1);
             case ipc::CommandCode::SetOption:

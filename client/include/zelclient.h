@@ -212,6 +212,8 @@ typedef struct zelclient_options {
                                        NULL for none */
     const char* host_stdout;        /* file that takes the host's standard output; NULL discards it */
     const char* host_stderr;        /* the same for its standard error; "inherit" leaves the caller's */
+    const char* plugin_directory;   /* folder of the library xnn ("xnn.dll", "libxnn.so") for the model types 8 to 10,
+                                       UTF-8, in full at most 255 bytes; NULL for the host program's own folder */
     uint32_t model_type;            /* first model, ZELCLIENT_MODEL_SEGMENTATION_CPU by default */
     uint32_t capacity;              /* 0 the smaller network, 1 the larger; 0 by default */
     uint32_t auto_skip;             /* 1 (default): the host may repeat its last mask while the picture stands still */

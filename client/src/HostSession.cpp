@@ -25,6 +25,10 @@ std::string freshId() {
     return std::to_string(platform::monotonicMicroseconds()) + "n" + std::to_string(++count);
 }
 
+std::string_view bytesOf(const uint32_t& value) {
+    return {reinterpret_cast<const char*>(&value), sizeof value};
+}
+
 }  // namespace
 
 void FrameView::copyTo(uint8_t* to) const {
@@ -46,7 +50,9 @@ std::unique_ptr<HostSession> HostSession::start(const HostSettings& settings, Se
         !session->mChannels.open(ipc::channelBaseName(std::to_string(platform::currentProcessId()), mid), error);
     if (*channelsFailed) return nullptr;
     session->alive();
-    session->command(ipc::CommandCode::InitClient, 0, 0, static_cast<uint32_t>(platform::currentProcessId()));
+    session->command(ipc::CommandCode::InitClient, 0, 0, bytesOf(static_cast<uint32_t>(platform::currentProcessId())));
+    if (!settings.pluginDirectory.empty())
+        session->command(ipc::CommandCode::SetModelPath, 0, 0, settings.pluginDirectory);
     if (!session->startProcess(settings, mid, error)) return nullptr;
     if (session->startThreads(error)) return session;
     session->kill();
@@ -114,32 +120,33 @@ bool HostSession::broken() const {
     return mThreadFailed || mChannels.broken();
 }
 
-bool HostSession::command(ipc::CommandCode code, uint32_t arg0, uint32_t arg1, uint32_t text) {
+bool HostSession::command(ipc::CommandCode code, uint32_t arg0, uint32_t arg1, std::string_view text) {
     return mChannels.command->write(
         [=](ipc::packet<ipc::Command>& packet) {
-            packet.record = {};
+            packet.record = {};  // of the kinds of path, the library's
             packet.record.code = static_cast<uint32_t>(code);
             packet.record.arg0 = arg0;
             packet.record.arg1 = arg1;
-            std::memcpy(packet.record.text, &text, sizeof text);
+            text.copy(packet.record.text, sizeof packet.record.text - 1);
         },
         0);
 }
 
 bool HostSession::chooseModel(uint32_t type, uint32_t capacity) {
-    return command(ipc::CommandCode::SetModelType, type, capacity, 0);
+    return command(ipc::CommandCode::SetModelType, type, capacity, {});
 }
 
 bool HostSession::setAutoSkip(bool on) {
-    return command(ipc::CommandCode::SetOption, static_cast<uint32_t>(ipc::OptionNumber::AutoSkipVBG), 0, on ? 1 : 0);
+    return command(ipc::CommandCode::SetOption, static_cast<uint32_t>(ipc::OptionNumber::AutoSkipVBG), 0,
+                   {on ? "\1" : "", 1});
 }
 
 bool HostSession::acknowledgeBeat() {
-    return command(ipc::CommandCode::HeartBeatAck, 0, 0, 0);
+    return command(ipc::CommandCode::HeartBeatAck, 0, 0, {});
 }
 
 bool HostSession::terminate() {
-    return command(ipc::CommandCode::Terminate, 0, 0, 0);
+    return command(ipc::CommandCode::Terminate, 0, 0, {});
 }
 
 bool HostSession::keepAlive() {

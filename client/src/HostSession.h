@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -18,6 +19,7 @@ namespace client {
 // How to start a host. Texts are UTF-8.
 struct HostSettings {
     std::string program;
+    std::string pluginDirectory;  // of the library xnn; absolute, "" for none, at most 255 bytes
     std::vector<std::pair<std::string, std::string>> environment;
     std::string standardOutput;  // as in platform::ProcessOptions
     std::string standardError;
@@ -82,7 +84,7 @@ class HostSession {
     bool startProcess(const HostSettings& settings, const std::string& mid, std::string* error);
     bool startThreads(std::string* error);
     void run(const char* name, std::function<void()> body);
-    bool command(ipc::CommandCode code, uint32_t arg0, uint32_t arg1, uint32_t text);
+    bool command(ipc::CommandCode code, uint32_t arg0, uint32_t arg1, std::string_view text);
     void readEvents();
     void readLog();
     // Reads a channel that answers frames, and tells of frames that came back without an answer there.

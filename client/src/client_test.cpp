@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "platform/include/clock.h"
+#include "platform/include/module.h"
 #include "platform/include/thread.h"
 
 namespace {
@@ -333,6 +334,17 @@ TEST_F(ClientTest, LongLogArrivesWholeAndInOrder) {
     ASSERT_EQ(flood.size(), kLines);
     for (size_t line = 0; line < kLines; ++line)
         ASSERT_EQ(flood[line], "flood " + std::to_string(line) + std::string(line * 37 % 2000, 'x'));
+}
+
+TEST_F(ClientTest, PluginDirectoryReachesTheHostInFull) {
+    options.plugin_directory = "plug-ins";
+    start();
+    EXPECT_TRUE(waitForLine("path 0 " + (std::filesystem::current_path() / "plug-ins").string()));
+}
+
+TEST_F(ClientTest, PluginDirectoryIsTheHostsOwnUnlessTold) {
+    start();
+    EXPECT_TRUE(waitForLine("path 0 " + platform::executableDirectory()));
 }
 
 TEST_F(ClientTest, EnvironmentAndTraceLevelReachTheHost) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <exception>
+#include <filesystem>
 #include <memory>
 #include <new>
 #include <string>
@@ -66,6 +67,16 @@ bool readEnvironment(const zelclient_options& options, client::HostSettings& hos
     return true;
 }
 
+// In full: the host may look from somewhere else.
+std::string pluginDirectory(const zelclient_options& options) {
+    namespace fs = std::filesystem;
+    const std::string told = options.plugin_directory ? options.plugin_directory : options.host_program;
+    std::error_code error;
+    const fs::path path = fs::absolute(fs::path(std::u8string(told.begin(), told.end())), error);
+    const std::u8string folder = (options.plugin_directory ? path : path.parent_path()).u8string();
+    return {folder.begin(), folder.end()};
+}
+
 // "" when the options are good, else what is wrong with them.
 std::string readOptions(const zelclient_options* options, client::Settings& settings) {
     if (!options || options->struct_size != sizeof(zelclient_options))
@@ -78,6 +89,11 @@ std::string readOptions(const zelclient_options* options, client::Settings& sett
         return "frames_in_flight must be 1 to " + std::to_string(kMostFramesInFlight);
     if (options->auto_skip > 1) return "auto_skip must be 0 or 1";
     settings.host.program = options->host_program;
+    settings.host.pluginDirectory = pluginDirectory(*options);
+    if (settings.host.pluginDirectory.size() >= ipc::kTextBytes) {
+        if (options->plugin_directory) return "plugin_directory is longer than 255 bytes";
+        settings.host.pluginDirectory.clear();
+    }
     settings.host.standardOutput = orEmpty(options->host_stdout);
     settings.host.standardError = orEmpty(options->host_stderr);
     if (!readEnvironment(*options, settings.host)) return "environment must hold \"NAME=value\" texts";

@@ -52,6 +52,8 @@ TEST_F(ZelclientTest, OptionsOutOfRangeAreRefused) {
     EXPECT_TRUE(refused([](auto& o) { o.frames_in_flight = 0; }));
     EXPECT_TRUE(refused([](auto& o) { o.frames_in_flight = 9; }));
     EXPECT_TRUE(refused([](auto& o) { o.auto_skip = 2; }));
+    const std::string tooLong(256, 'd');
+    EXPECT_TRUE(refused([&](auto& o) { o.plugin_directory = tooLong.c_str(); }));
     EXPECT_TRUE(refused([&](auto& o) { o.environment = nonsense; }));
 }
 

@@ -35,6 +35,16 @@ struct LadonOptions {
 };
 void ladon(const HostOptions& host, const LadonOptions& options);
 
+struct LutOptions {
+    InputOptions input;
+    uint32_t type = ZELCLIENT_MODEL_LADON_XNN_CPU;
+    uint32_t capacity = 0;
+    std::string out;   // pictures with the table applied: a file, a folder or a video
+    std::string cube;  // the table of the last frame
+    bool json = false;
+};
+void lut(const HostOptions& host, const LutOptions& options);
+
 struct FacesOptions {
     InputOptions input;
     std::string out;

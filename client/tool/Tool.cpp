@@ -60,6 +60,7 @@ HostRun::HostRun(const HostOptions& options, zelclient_kind kind, uint32_t type,
     zelclient_options start;
     zelclient_options_init(&start);
     start.host_program = program.c_str();
+    start.plugin_directory = options.plugins.empty() ? nullptr : options.plugins.c_str();
     start.model_type = type;
     start.capacity = capacity;
     start.auto_skip = autoSkip ? 1 : 0;

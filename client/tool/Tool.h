@@ -32,6 +32,7 @@ struct Failure {
 // How every subcommand reaches its host.
 struct HostOptions {
     std::string program;         // "" for the one beside the tool
+    std::string plugins;         // folder of the library xnn, "" for the host's own
     bool verbose = false;        // its log to stderr
     uint32_t timeoutMs = 60000;  // for a model, and for a result
 };

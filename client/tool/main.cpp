@@ -27,6 +27,8 @@ void addHostOptions(CLI::App& command, HostOptions& host) {
                        "the host program; else $ZELHOST_PROGRAM, else zelhost beside zelclient");
     command.add_option("--timeout", host.timeoutMs, "milliseconds to wait for a model and for a result")
         ->capture_default_str();
+    command.add_option("--plugins", host.plugins,
+                       "folder of the library xnn, for the types 8 to 10; else the host's own");
     command.add_flag("--verbose", host.verbose, "the host's log on stderr");
 }
 
@@ -111,6 +113,27 @@ void addLadon(CLI::App& app, HostOptions& host, LadonOptions& options) {
                  "  zelclient ladon --camera 0 --frames 100 --out camera.mkv\n"));
 }
 
+void addLut(CLI::App& app, HostOptions& host, LutOptions& options) {
+    CLI::App* command = app.add_subcommand("lut", "correct colours and light by the model's colour table");
+    addInput(*command, options.input);
+    command->add_option("--type", options.type, "model type: 8 on the GPU if there is one, 9 on the CPU, 10 on the NPU")
+        ->capture_default_str()
+        ->check(CLI::Range(8, 10));
+    addCapacity(*command, options.capacity);
+    command->add_option("--out", options.out,
+                        "the input with its table applied: a picture file for one picture, else a folder or a video");
+    command->add_option("--cube", options.cube, "the table of the last frame as a .cube file");
+    command->add_flag("--json", options.json, "one JSON object a line for each frame");
+    addHostOptions(*command, host);
+    command->footer(
+        "Each frame has a table of its own; a client smooths them over time before use.\n"
+        "JSON of a frame: name, width, height; confidence, 0 to 1; mean_before and mean_after, the mean red, green "
+        "and\n"
+        "blue, 0 to 1; round_trip_us.\n\n" +
+        examples("  zelclient lut me.jpg --out me-corrected.png --cube me.cube\n"
+                 "  zelclient lut photos/ --out corrected --json\n"));
+}
+
 void addFaces(CLI::App& app, HostOptions& host, FacesOptions& options) {
     CLI::App* command = app.add_subcommand("faces", "find faces in pictures, a video or a camera");
     addInput(*command, options.input);
@@ -176,12 +199,14 @@ int run(int count, char** arguments) {
     HostOptions host;
     SegmentOptions segmentOptions;
     LadonOptions ladonOptions;
+    LutOptions lutOptions;
     FacesOptions facesOptions;
     ContentOptions contentOptions;
     BenchOptions benchOptions;
     DoctorOptions doctorOptions;
     addSegment(app, host, segmentOptions);
     addLadon(app, host, ladonOptions);
+    addLut(app, host, lutOptions);
     addFaces(app, host, facesOptions);
     addContent(app, host, contentOptions);
     addBench(app, host, benchOptions);
@@ -189,13 +214,14 @@ int run(int count, char** arguments) {
     try {
         app.parse(count, arguments);
         if (app.get_subcommands().empty())
-            throw CLI::RequiredError("A command: segment, ladon, faces, content, bench or doctor");
+            throw CLI::RequiredError("A command: segment, ladon, lut, faces, content, bench or doctor");
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? kDone : kUsage;
     }
     if (app.got_subcommand("doctor")) return doctor(host, doctorOptions);
     if (app.got_subcommand("segment")) segment(host, segmentOptions);
     if (app.got_subcommand("ladon")) ladon(host, ladonOptions);
+    if (app.got_subcommand("lut")) lut(host, lutOptions);
     if (app.got_subcommand("faces")) faces(host, facesOptions);
     if (app.got_subcommand("content")) content(host, contentOptions);
     if (app.got_subcommand("bench")) bench(host, benchOptions);

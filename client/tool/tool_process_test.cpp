@@ -252,6 +252,24 @@ TEST_F(ToolTest, LadonWithoutFindingsIsNoFailure) {
     EXPECT_EQ(run({"ladon", path("me.png"), "--type", "3"}), 1);
 }
 
+TEST_F(ToolTest, LutTellsAppliesAndWritesTheTable) {
+    ASSERT_EQ(run({"lut", path("me.png"), "--out", path("out.png"), "--cube", path("me.cube"), "--json"}), 0) << err;
+    EXPECT_THAT(out, StartsWith("{\"name\":\"me\",\"width\":64,\"height\":36,\"confidence\":0.750,"
+                                "\"mean_before\":[0.500,0.196,0.196],\"mean_after\":[0.502,0.502,0.502],"));
+    EXPECT_THAT(picture("out.png").bytes, testing::Each(128));
+    EXPECT_THAT(textOf("me.cube"), StartsWith("TITLE \"me\"\nLUT_3D_SIZE 33\n0.500000 0.500000 0.500000\n"));
+    ASSERT_EQ(run({"lut", path("me.png"), "--type", "10", "--capacity", "1"}), 0) << err;
+    EXPECT_THAT(out, StartsWith("me  64x36  confidence 0.75  mean colour 0.500 0.196 0.196 -> 0.502 0.502 0.502  "));
+}
+
+TEST_F(ToolTest, LutWithoutATableIsTold) {
+    EXPECT_EQ(run({"lut", path("me.png")}, "no-number=1"), 5);
+    EXPECT_THAT(err, HasSubstr("no colour table"));
+    EXPECT_EQ(run({"lut", path("me.png"), "--type", "7"}), 1);
+    EXPECT_EQ(run({"lut", path("me.png"), "--cube", path("no/such/me.cube")}), 3);
+    EXPECT_THAT(err, HasSubstr("me.cube"));
+}
+
 TEST_F(ToolTest, SeveralPicturesDoNotFitIntoOneFile) {
     fs::create_directories(folder / "in");
     fs::copy(path("me.png"), folder / "in" / "a.png");
@@ -286,7 +304,7 @@ TEST_F(ToolTest, OutputThatCannotBeWrittenIsTold) {
 
 TEST_F(ToolTest, CommandLinesThatMakeNoSenseAreTold) {
     EXPECT_EQ(run({}), 1);
-    for (const char* command : {"segment", "ladon", "faces", "content"}) EXPECT_EQ(run({command}), 1);
+    for (const char* command : {"segment", "ladon", "lut", "faces", "content"}) EXPECT_EQ(run({command}), 1);
     EXPECT_EQ(run({"segment", path("me.png"), "--capacity", "2"}), 1);
     EXPECT_EQ(run({"segment", path("me.png"), "--background", "#12"}), 1);
     EXPECT_EQ(run({"segment", path("me.png"), "--camera", "0"}), 1);
@@ -297,7 +315,7 @@ TEST_F(ToolTest, CommandLinesThatMakeNoSenseAreTold) {
 TEST_F(ToolTest, HelpAndVersionGoToStdout) {
     EXPECT_EQ(run({"--help"}), 0);
     EXPECT_THAT(out, AllOf(HasSubstr("segment"), HasSubstr("bench"), HasSubstr("doctor"), HasSubstr("Exit codes")));
-    for (const char* command : {"segment", "ladon", "faces", "content", "bench", "doctor"}) {
+    for (const char* command : {"segment", "ladon", "lut", "faces", "content", "bench", "doctor"}) {
         EXPECT_EQ(run({command, "--help"}), 0);
         EXPECT_THAT(out, AllOf(HasSubstr("Examples:"), HasSubstr("Exit codes")));
     }
@@ -378,7 +396,7 @@ TEST_F(ToolTest, VideoGoesThroughOrIsRefusedClearly) {
     EXPECT_EQ(frames, 10);
     EXPECT_EQ(frame.width, 64u);
     EXPECT_NEAR(frame.row(18)[3 * 50], 255, 12);
-    for (const char* command : {"ladon", "faces", "content"}) {
+    for (const char* command : {"ladon", "lut", "faces", "content"}) {
         const std::string drawn = path(std::string(command) + ".mkv");
         ASSERT_EQ(run({command, path("talk.mkv"), "--out", drawn, "--frames", "7", "--json"}), 0) << err;
         EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 7) << command;
