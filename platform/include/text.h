@@ -9,4 +9,8 @@ namespace platform {
 std::string narrow(const std::wstring& text);
 std::wstring widen(const std::string& text);
 
+// Wide text up to its zero to UTF-8, into `buffer` of `size` bytes with a zero at the end; with a size of 0 nothing is
+// written. The number of bytes, the zero among them, or 0 on failure, as when the buffer is too small.
+int utf8FromWide(const wchar_t* text, char* buffer, int size);
+
 }  // namespace platform

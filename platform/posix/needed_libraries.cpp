@@ -6,32 +6,11 @@
 #include <cstring>
 #include <fstream>
 
+#include "platform/posix/elf_file.h"
+
 namespace platform {
 
 namespace {
-
-constexpr uint64_t kLargestTable = 16u << 20;  // bytes; real ones are a few KiB
-
-// Reads records of an ELF file by offset; a read that the file cannot serve fails.
-class ElfFile {
-  public:
-    explicit ElfFile(const std::string& path) : file_(path, std::ios::binary) {}
-
-    template <typename T>
-    bool read(uint64_t offset, T& record) {
-        return readBytes(offset, reinterpret_cast<char*>(&record), sizeof record);
-    }
-
-    bool readBytes(uint64_t offset, char* bytes, uint64_t size) {
-        if (offset > static_cast<uint64_t>(INT64_MAX)) return false;
-        file_.clear();
-        return file_.seekg(static_cast<std::streamoff>(offset)) &&
-               file_.read(bytes, static_cast<std::streamsize>(size));
-    }
-
-  private:
-    std::ifstream file_;
-};
 
 std::vector<Elf64_Phdr> readSegments(ElfFile& file) {
     Elf64_Ehdr header;
@@ -65,7 +44,7 @@ struct DynamicSection {
 DynamicSection readDynamic(ElfFile& file, const std::vector<Elf64_Phdr>& segments) {
     DynamicSection section;
     for (const Elf64_Phdr& segment : segments) {
-        if (segment.p_type != PT_DYNAMIC || segment.p_filesz > kLargestTable) continue;
+        if (segment.p_type != PT_DYNAMIC || segment.p_filesz > kLargestElfTable) continue;
         Elf64_Dyn entry;
         for (uint64_t at = 0; at + sizeof entry <= segment.p_filesz; at += sizeof entry) {
             if (!file.read(segment.p_offset + at, entry) || entry.d_tag == DT_NULL) break;
@@ -80,11 +59,12 @@ DynamicSection readDynamic(ElfFile& file, const std::vector<Elf64_Phdr>& segment
 }  // namespace
 
 std::vector<std::string> neededLibraries(const std::string& path) {
-    ElfFile file(path);
+    std::ifstream stream(path, std::ios::binary);
+    ElfFile file(stream);
     const std::vector<Elf64_Phdr> segments = readSegments(file);
     const DynamicSection section = readDynamic(file, segments);
     uint64_t offset = 0;
-    if (section.stringsSize > kLargestTable || !fileOffset(segments, section.strings, offset)) return {};
+    if (section.stringsSize > kLargestElfTable || !fileOffset(segments, section.strings, offset)) return {};
     std::string strings(section.stringsSize, '\0');
     if (!file.readBytes(offset, strings.data(), strings.size())) return {};
 

@@ -3,6 +3,8 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <limits>
 
 namespace platform {
 
@@ -12,8 +14,12 @@ namespace {
 constexpr uint32_t kEscape = 0xDC00;
 constexpr uint32_t kReplacement = 0xFFFD;
 
-bool isSurrogate(uint32_t character) { return character >= 0xD800 && character <= 0xDFFF; }
-bool isEscapedByte(uint32_t character) { return character >= kEscape + 0x80 && character <= kEscape + 0xFF; }
+bool isSurrogate(uint32_t character) {
+    return character >= 0xD800 && character <= 0xDFFF;
+}
+bool isEscapedByte(uint32_t character) {
+    return character >= kEscape + 0x80 && character <= kEscape + 0xFF;
+}
 
 struct Decoded {
     uint32_t character;
@@ -73,6 +79,14 @@ std::wstring widen(const std::string& text) {
         i += decoded.length ? decoded.length : 1;
     }
     return out;
+}
+
+int utf8FromWide(const wchar_t* text, char* buffer, int size) {
+    const std::string utf8 = narrow(text);
+    const size_t needed = utf8.size() + 1;
+    if (needed > std::numeric_limits<int>::max() || (size != 0 && needed > static_cast<size_t>(size))) return 0;
+    if (size != 0) std::memcpy(buffer, utf8.c_str(), needed);
+    return static_cast<int>(needed);
 }
 
 }  // namespace platform

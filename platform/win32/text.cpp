@@ -40,4 +40,8 @@ std::string utf8FromWide(const std::wstring& text) {
     return toCodePage(CP_UTF8, text);
 }
 
+int utf8FromWide(const wchar_t* text, char* buffer, int size) {
+    return WideCharToMultiByte(CP_UTF8, 0, text, -1, buffer, size, nullptr, nullptr);
+}
+
 }  // namespace platform
