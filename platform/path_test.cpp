@@ -27,10 +27,14 @@ TEST(PathTest, FullPathStaysAsItIs) {
 
 TEST(PathTest, FullPathMayBeLongerThanTheUsualBuffer) {
     uint32_t error = 7;
-    for (const size_t length : {200, 258, 259, 260, 261, 3000}) {
-        const std::string name(length, 'x');
-        EXPECT_EQ(fullPath(name, error), workingDirectory() + pathSeparator() + name);
-        EXPECT_EQ(fullPath(widen(name), error), widen(workingDirectory() + pathSeparator() + name));
+    const size_t before = workingDirectory().size() + 1;
+    for (const size_t length : {258, 259, 260, 261, 3000}) {
+        const std::string name(length - before, 'x');
+        const std::string full = workingDirectory() + pathSeparator() + name;
+        EXPECT_EQ(fullPath(widen(name), error), widen(full));
+        // Wine has no narrow form beyond that.
+        if (onWindows() && length >= 260) continue;
+        EXPECT_EQ(fullPath(name, error), full);
     }
     EXPECT_EQ(error, 7u);
 }

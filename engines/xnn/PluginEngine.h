@@ -36,7 +36,7 @@ class PluginEngine {
 
     // Loads the library at `library`, the path of a file of this system, and makes a handle of it with the loaders that
     // the library may use. A library of another version than kHeaderVersion is told of on the standard error stream and
-    // used all the same. After a failure the engine is as new.
+    // used all the same. After a failure the engine is what it was before.
     void init(const std::filesystem::path& library, XnnLibraryLoader first, XnnLibraryLoader second);
 
     // One attempt of init, after the version is known: with a path in the system's code page, or with a wide one.
@@ -84,6 +84,8 @@ class PluginEngine {
     void requireHandle() const ZEL_REQUIRES(mMutex);
     void setProperties(const std::string& engine, const std::string& identifier, const Properties& properties)
         ZEL_REQUIRES(mMutex);
+    void setProperty(const std::string& engine, const std::string& identifier, const std::string& name,
+                     const std::string& type, const std::any& value) ZEL_REQUIRES(mMutex);
 
     // In this order, since the handle must go before the table that its deleter calls.
     std::shared_ptr<FunctionHandle> mFunctions ZEL_GUARDED_BY(mMutex);

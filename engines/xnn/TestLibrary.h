@@ -1,0 +1,46 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/include/module.h"
+
+namespace xnn::test {
+
+// The file of the test library `variant`: "complete", "other_version", or "without_" and an entry.
+std::string testLibraryFile(const std::string& variant);
+
+// A hold on one test library while it lives: what is set here, engines of that file see, and their calls are kept.
+class TestLibrary {
+  public:
+    explicit TestLibrary(const std::string& variant = "complete");
+    ~TestLibrary();
+    TestLibrary(const TestLibrary&) = delete;
+    TestLibrary& operator=(const TestLibrary&) = delete;
+
+    const std::string& file() const { return mFile; }
+
+    // Lists are separated by commas.
+    // "fails": entries that leave an exception pending, "text": its text instead of "ENTRY failed";
+    // "null creations": which creations give null, counted from 1;
+    // "version", "engines", "properties" (NAME=TYPE): what the library tells;
+    // "failing properties" (count, lengths, texts), "failing dims" (count, dims): which call of an entry fails;
+    // "length", "number": told instead of each text's length and each list's;
+    // "logs": tells lines from a thread of its own, "null line": tells a null line.
+    void set(const std::string& key, const std::string& value) const;
+
+    // The calls since the last time, "HANDLE ENTRY ARGUMENTS" with handles counted from 1.
+    std::vector<std::string> takeCalls() const;
+
+  private:
+    template <class Function>
+    Function* symbol(const char* name) const {
+        return reinterpret_cast<Function*>(platform::findSymbol(mLibrary, name));
+    }
+
+    std::string mFile;
+    platform::Library mLibrary;
+};
+
+}  // namespace xnn::test

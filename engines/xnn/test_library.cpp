@@ -1,0 +1,346 @@
+// An inference library that infers nothing: it tells how it was called and does what a test has set. Variants lack an
+// entry (WITHOUT_...) or are of another version (TEST_VERSION).
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <map>
+#include <mutex>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "plugins/xnn/xnn.h"
+
+#ifndef TEST_VERSION
+#define TEST_VERSION "2025.06.23-8ad6a1c(x64)"
+#endif
+
+namespace {
+
+std::mutex gMutex;
+std::string gCalls;                            // a line each
+std::map<std::string, std::string> gSettings;  // see TestLibrary.h
+int gCreations = 0;
+
+std::string setting(const std::string& key, const std::string& otherwise = "") {
+    const std::lock_guard lock(gMutex);
+    const auto found = gSettings.find(key);
+    return found == gSettings.end() ? otherwise : found->second;
+}
+
+std::vector<std::string> split(const std::string& text, char separator) {
+    std::vector<std::string> words;
+    std::istringstream stream(text);
+    for (std::string word; std::getline(stream, word, separator);) words.push_back(word);
+    return words;
+}
+
+bool isAmong(const std::string& word, const std::string& list) {
+    const std::vector<std::string> words = split(list, ',');
+    return std::find(words.begin(), words.end(), word) != words.end();
+}
+
+struct Handle {
+    int number;
+    std::string pending;
+    std::vector<float> data;
+    XnnLogCallback log = nullptr;
+    std::atomic<bool> logs{false};
+    std::thread logger;
+};
+
+std::string gFailedCreation;
+
+std::string& pendingOf(void* handle) {
+    return handle ? static_cast<Handle*>(handle)->pending : gFailedCreation;
+}
+
+template <class... Arguments>
+void record(void* handle, const char* entry, const Arguments&... arguments) {
+    std::ostringstream line;
+    line << (handle ? static_cast<Handle*>(handle)->number : 0) << ' ' << entry;
+    ((line << ' ' << arguments), ...);
+    const std::lock_guard lock(gMutex);
+    gCalls += line.str() + '\n';
+}
+
+// Records the call; false, with an exception pending, when the test wants it to fail.
+template <class... Arguments>
+bool succeeds(void* handle, const char* entry, const Arguments&... arguments) {
+    record(handle, entry, arguments...);
+    if (!isAmong(entry, setting("fails"))) return true;
+    pendingOf(handle) = setting("text", std::string(entry) + " failed");
+    return false;
+}
+
+// A zero is shown as "0".
+std::string shown(const void* bytes, uint64_t size) {
+    if (!bytes) return "null:" + std::to_string(size);
+    std::string text(static_cast<const char*>(bytes), size);
+    std::replace(text.begin(), text.end(), '\0', '0');
+    return "[" + text + "]";
+}
+
+// Length told for a text: its own, or the one that the test has set for all.
+uint64_t toldLength(const std::string& text) {
+    const std::string told = setting("length");
+    return told.empty() ? text.size() : static_cast<uint64_t>(std::stoll(told));
+}
+
+int toldNumber(size_t number) {
+    const std::string told = setting("number");
+    return told.empty() ? static_cast<int>(number) : std::stoi(told);
+}
+
+void copyTo(char* buffer, const std::string& text) {
+    std::memcpy(buffer, text.data(), text.size());
+}
+
+std::vector<std::string> engines() {
+    return split(setting("engines", "OpenVINO,Other"), ',');
+}
+
+std::vector<std::string> properties() {
+    return split(setting("properties", "CACHE_DIR=std::filesystem::path,HINT=std::string,COUNT=int"), ',');
+}
+
+const uint64_t kDims[] = {1, 4, 2, 3};
+
+std::string narrow(const wchar_t* text) {
+    std::string characters;
+    for (; *text; ++text) characters += *text < 0x80 ? static_cast<char>(*text) : '?';
+    return characters;
+}
+
+void stopLogging(Handle& handle) {
+    handle.logs = false;
+    if (handle.logger.joinable()) handle.logger.join();
+}
+
+}  // namespace
+
+extern "C" {
+
+// ---- for the tests ----
+
+XNN_API void xnnTestSet(const char* key, const char* value) {
+    const std::lock_guard lock(gMutex);
+    gSettings[key] = value;
+}
+
+XNN_API void xnnTestReset() {
+    const std::lock_guard lock(gMutex);
+    gSettings.clear();
+    gCalls.clear();
+    gFailedCreation.clear();
+    gCreations = 0;
+}
+
+XNN_API void xnnTestCalls(void* out, void (*take)(void* out, const char* calls)) {
+    const std::lock_guard lock(gMutex);
+    take(out, gCalls.c_str());
+    gCalls.clear();
+}
+
+// ---- entries that are called ----
+
+XNN_API void* xnnCreateWithLibraryLoader(XnnLibraryLoader first, XnnLibraryLoader second) {
+    ++gCreations;
+    const bool done = succeeds(nullptr, "xnnCreateWithLibraryLoader");
+    if (first) first(L"first");
+    if (second) second(L"second");
+    if (isAmong(std::to_string(gCreations), setting("null creations"))) return nullptr;
+    auto* const handle = new Handle{.number = gCreations, .pending = {}, .data = {}, .logger = {}};
+    if (!done) handle->pending.swap(gFailedCreation);
+    return handle;
+}
+
+XNN_API void xnnDestory(void* handle) {
+    record(handle, "xnnDestory");
+    auto* const created = static_cast<Handle*>(handle);
+    stopLogging(*created);
+    delete created;
+}
+
+XNN_API void xnnSelfVersion(void* handle, uint64_t* length, char* text) {
+    if (!succeeds(handle, "xnnSelfVersion")) return;
+    const std::string version = setting("version", TEST_VERSION);
+    if (!text) *length = toldLength(version);
+    if (!length) copyTo(text, version);
+}
+
+XNN_API bool xnnHasException(void* handle) {
+    return !pendingOf(handle).empty();
+}
+
+XNN_API void xnnGetExceptionStringLength(void* handle, uint64_t* length) {
+    record(handle, "xnnGetExceptionStringLength");
+    *length = toldLength(pendingOf(handle));
+}
+
+XNN_API void xnnGetExceptionString(void* handle, char* text) {
+    record(handle, "xnnGetExceptionString");
+    copyTo(text, pendingOf(handle));
+}
+
+XNN_API void xnnResetExceptionString(void* handle) {
+    record(handle, "xnnResetExceptionString");
+    pendingOf(handle).clear();
+}
+
+XNN_API int xnnGetSupportEngineNumber(void* handle) {
+    return succeeds(handle, "xnnGetSupportEngineNumber") ? toldNumber(engines().size()) : 0;
+}
+
+XNN_API int xnnGetSupportEngineLength(void* handle, int index) {
+    if (!succeeds(handle, "xnnGetSupportEngineLength", index)) return 0;
+    return static_cast<int>(toldLength(engines().at(static_cast<size_t>(index))));
+}
+
+XNN_API void xnnGetSupportEngine(void* handle, int index, char* name) {
+    if (!succeeds(handle, "xnnGetSupportEngine", index)) return;
+    if (setting("length").empty()) copyTo(name, engines().at(static_cast<size_t>(index)));
+}
+
+XNN_API void xnnGetEngineMutableProperties(void* handle, int* count, int index, int* nameLength, char* name,
+                                           int* typeLength, char* type, const char* engine) {
+    const std::string what = index < 0 ? "count" : name ? "texts" : "lengths";
+    const bool fails = isAmong(what, setting("failing properties"));
+    if (fails) xnnTestSet("fails", "xnnGetEngineMutableProperties");
+    if (!succeeds(handle, "xnnGetEngineMutableProperties", index, what, engine)) return;
+    if (index < 0) {
+        *count = toldNumber(properties().size());
+        return;
+    }
+    const std::string property = properties().at(static_cast<size_t>(index));
+    const size_t middle = property.find('=');
+    if (name) {
+        copyTo(name, property.substr(0, middle));
+        copyTo(type, property.substr(middle + 1));
+    } else {
+        *nameLength = static_cast<int>(middle);
+        *typeLength = static_cast<int>(property.size() - middle - 1);
+    }
+}
+
+XNN_API void xnnSetEnginePropertyForNetwork(void* handle, const char* engine, const char* identifier, const char* name,
+                                            const char* type, const void* value) {
+    const bool isPath = std::strcmp(type, "std::filesystem::path") == 0;
+    succeeds(handle, "xnnSetEnginePropertyForNetwork", engine, identifier, name, type,
+             isPath ? narrow(static_cast<const wchar_t*>(value)) : static_cast<const char*>(value));
+}
+
+XNN_API void xnnCreateNetByBuffers(void* handle, const char* engine, const char* identifier, const char* device,
+                                   const void* first, uint64_t firstSize, const void* second, uint64_t secondSize) {
+    succeeds(handle, "xnnCreateNetByBuffers", engine, identifier, device, shown(first, firstSize),
+             shown(second, secondSize));
+}
+
+XNN_API void xnnGetLayerDims(void* handle, const char* layer, uint64_t* dims, uint64_t* count) {
+    const std::string what = dims ? "dims" : "count";
+    if (isAmong(what, setting("failing dims"))) xnnTestSet("fails", "xnnGetLayerDims");
+    if (!succeeds(handle, "xnnGetLayerDims", layer, what)) return;
+    if (dims) {
+        std::copy(std::begin(kDims), std::end(kDims), dims);
+    } else {
+        *count = static_cast<uint64_t>(toldNumber(std::size(kDims)));
+    }
+}
+
+XNN_API void xnnSetLayerData(void* handle, const char* layer, const float* data, const uint64_t* dims, uint64_t count) {
+    std::ostringstream shape;
+    uint64_t size = 1;
+    for (uint64_t i = 0; i < count; ++i) {
+        shape << (i ? "x" : "") << dims[i];
+        size *= dims[i];
+    }
+    if (!succeeds(handle, "xnnSetLayerData", layer, shape.str())) return;
+    static_cast<Handle*>(handle)->data.assign(data, data + size);
+}
+
+XNN_API float* xnnGetLayerData(void* handle, const char* layer) {
+    if (!succeeds(handle, "xnnGetLayerData", layer)) return nullptr;
+    return static_cast<Handle*>(handle)->data.data();
+}
+
+XNN_API void xnnInfer(void* handle) {
+    if (!succeeds(handle, "xnnInfer")) return;
+    auto* const created = static_cast<Handle*>(handle);
+    for (float& value : created->data) value *= 2;
+    if (created->log) created->log("inferred");
+}
+
+#ifndef WITHOUT_xnnSetLogCallback
+XNN_API void xnnSetLogCallback(void* handle, XnnLogCallback callback) {
+    if (!succeeds(handle, "xnnSetLogCallback", callback ? "callback" : "null")) return;
+    auto* const created = static_cast<Handle*>(handle);
+    stopLogging(*created);
+    created->log = callback;
+    if (!callback) return;
+    if (!setting("null line").empty()) callback(nullptr);
+    if (setting("logs").empty()) return;
+    created->logs = true;
+    created->logger = std::thread([created] {
+        for (int i = 0; created->logs; ++i) created->log(("line " + std::to_string(i)).c_str());
+    });
+}
+#endif
+
+// ---- entries that are looked up only ----
+
+#define LOOKED_UP(name) XNN_API void name()
+LOOKED_UP(xnnCreate) {}
+LOOKED_UP(xnnRegisterModelAsInnerIDwithString) {}
+LOOKED_UP(xnnRegisterModelAsInnerIDwithWString) {}
+LOOKED_UP(xnnUnregisterInnerID) {}
+LOOKED_UP(xnnVersion) {}
+LOOKED_UP(xnnGetSupportDeviceNumber) {}
+LOOKED_UP(xnnGetSupportDeviceLength) {}
+LOOKED_UP(xnnGetSupportDevice) {}
+LOOKED_UP(xnnCreateNetByBuiltin) {}
+#ifndef WITHOUT_xnnCreateNetByFiles
+LOOKED_UP(xnnCreateNetByFiles) {}
+#endif
+LOOKED_UP(xnnCreateNetByFilesWithWstring) {}
+LOOKED_UP(xnnRemoveNetwork) {}
+LOOKED_UP(xnnGetSupportBuiltinModelNumber) {}
+LOOKED_UP(xnnGetSupportBuiltinModelLength) {}
+LOOKED_UP(xnnGetSupportBuiltinModelID) {}
+LOOKED_UP(xnnSwitchNetwork) {}
+LOOKED_UP(xnnGetCreatedNetworkIdentifiersNumber) {}
+LOOKED_UP(xnnGetCreatedNetworkIdentifierLength) {}
+LOOKED_UP(xnnGetCreatedNetworkIdentifier) {}
+LOOKED_UP(xnnGetNetworkEngineLength) {}
+LOOKED_UP(xnnGetNetworkEngine) {}
+LOOKED_UP(xnnGetNetworkDeviceLength) {}
+LOOKED_UP(xnnGetNetworkDevice) {}
+LOOKED_UP(xnnGetCurrentEngineLength) {}
+LOOKED_UP(xnnGetCurrentEngine) {}
+LOOKED_UP(xnnGetCurrentIdentifierLength) {}
+LOOKED_UP(xnnGetCurrentIdentifier) {}
+LOOKED_UP(xnnGetCurrentNetworkDeviceLength) {}
+LOOKED_UP(xnnGetCurrentNetworkDevice) {}
+LOOKED_UP(xnnGetInputLayerNumber) {}
+LOOKED_UP(xnnGetInputLayerLength) {}
+LOOKED_UP(xnnGetInputLayer) {}
+LOOKED_UP(xnnGetOutputLayerNumber) {}
+LOOKED_UP(xnnGetOutputLayerLength) {}
+LOOKED_UP(xnnGetOutputLayer) {}
+LOOKED_UP(xnnGetDeviceSupportPropertiesNumber) {}
+LOOKED_UP(xnnGetDeviceSupportPropertiesByIndex) {}
+LOOKED_UP(xnnGetDevicePropertyTypeID) {}
+LOOKED_UP(xnnGetDevicePropertyTypeString) {}
+LOOKED_UP(xnnGetDevicePropertyTypeUnorderedMap_String_Float) {}
+LOOKED_UP(xnnGetDevicePropertyTypeGeneral) {}
+#ifndef WITHOUT_xnnGetLayerPrecision
+LOOKED_UP(xnnGetLayerPrecision) {}
+#endif
+LOOKED_UP(xnnGetPluginModelVersionLengthWithString) {}
+#ifndef WITHOUT_xnnGetPluginModelVersionWithString
+LOOKED_UP(xnnGetPluginModelVersionWithString) {}
+#endif
+LOOKED_UP(xnnGetPluginModelVersionLengthWithWstring) {}
+LOOKED_UP(xnnGetPluginModelVersionWithWstring) {}
+
+}  // extern "C"
