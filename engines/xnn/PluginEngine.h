@@ -67,8 +67,9 @@ class PluginEngine {
 
     // Where the library's log lines go, from any thread of the library; empty to stop. There is one such callback in
     // the process, for all engines: a new one takes the place of the one before, which may still be running then and is
-    // destroyed after its last call. It outlives the engine, must not use it, and what it throws is dropped. A library
-    // of another version makes a first line. Does nothing with a library that has no log.
+    // destroyed after its last call. It outlives the engine and must not use it; what it throws to the library is
+    // dropped. With a library of another version its first line, which this call tells, says so. Does nothing with a
+    // library that has no log.
     void setLogCallback(std::function<void(const std::string&)> callback);
 
     // Raises the exception that is pending in the library, if any. Does nothing before init.

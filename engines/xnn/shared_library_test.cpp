@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "engines/xnn/TestLibrary.h"
+#include "platform/include/folders.h"
 #include "platform/include/module.h"
 #include "platform/include/path.h"
 #include "platform/test_support.h"
@@ -252,9 +253,18 @@ TEST(SharedLibraryTest, MissingFileIsToldWithItsPath) {
 }
 
 TEST(SharedLibraryTest, ErrorOfTheFileSystemIsRaisedAsItIs) {
-    const std::string path(onWindows() ? 40000 : 5000, 'x');
-    EXPECT_THROW(load_shared_object(path), std::filesystem::filesystem_error);
-    EXPECT_THROW(load_shared_object(platform::widen(path)), std::filesystem::filesystem_error);
+    class BrokenFolders : public platform::Folders {
+        std::string temporary() override { return ""; }
+        std::string localData() override { return ""; }
+        platform::PathKind kindOf(const std::string& path) override {
+            throw std::filesystem::filesystem_error("status", path, std::make_error_code(std::errc::io_error));
+        }
+    };
+    BrokenFolders broken;
+    platform::replaceFolders(&broken);
+    EXPECT_THROW(load_shared_object("xnn.bin"), std::filesystem::filesystem_error);
+    EXPECT_THROW(load_shared_object(L"xnn.bin"), std::filesystem::filesystem_error);
+    platform::replaceFolders(nullptr);
 }
 
 TEST(SharedLibraryTest, FileThatIsNoLibraryIsRefused) {

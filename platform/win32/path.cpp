@@ -15,6 +15,8 @@ Text fullPathBy(Call getFullPathName, const Text& path, uint32_t& error) {
     Text full(MAX_PATH, 0);
     for (;;) {
         const auto room = static_cast<DWORD>(full.size());
+        // A call that fails does not always say why.
+        SetLastError(ERROR_INVALID_NAME);
         const DWORD length = getFullPathName(path.c_str(), room, full.data(), nullptr);
         if (length == 0) error = GetLastError();
         if (length <= room) {
