@@ -36,6 +36,11 @@ std::shared_ptr<ZelLadonVinoHelper> ZelMLHost::ladonVinoHelper() {
     return m_pLadonVinoHelper;
 }
 
+std::shared_ptr<ZelLadonXnnHelper> ZelMLHost::ladonXnnHelper() {
+    const std::lock_guard<std::recursive_mutex> lock(mEngineMutex);
+    return m_pLadonXnnHelper;
+}
+
 void ZelMLHost::setModelType(uint32_t type, DEV_PERFORMANCE_TYPE capacity) {
     std::string device = "CPU";
     std::unique_lock<std::recursive_mutex> lock(mEngineMutex);
@@ -118,6 +123,13 @@ void ZelMLHost::onLadonLoaded(uint32_t type) {
     m_pLadonVinoHelper.reset();
 }
 
+// A first switch to type 10 leaves the name as it was.
+bool ZelMLHost::takesNameOfXnn(ZEL_TYPE type) {
+    if (type != ZEL_TYPE::kLadonXnnNpu) return true;
+    const std::lock_guard<std::recursive_mutex> lock(mEngineMutex);
+    return mZelType == ZEL_TYPE::kLadonXnnNpu;
+}
+
 bool ZelMLHost::initMLengine(ZEL_TYPE type, const std::string& device, DEV_PERFORMANCE_TYPE capacity) {
     QOR_FUNC_TRACE("ZelMLHost::initMLengine", "zelipc>> ZelBBLHelper::initMLengine");
     bool started = false;
@@ -138,6 +150,9 @@ bool ZelMLHost::initMLengine(ZEL_TYPE type, const std::string& device, DEV_PERFO
         case ZEL_TYPE::kLadonXnnCpu:
         case ZEL_TYPE::kLadonXnnNpu:
             started = initHelper(ZEL_HELPER_TYPE::kLadonXnn, device, capacity);
+            if (takesNameOfXnn(type)) {
+                if (const auto helper = ladonXnnHelper()) mModelName = helper->networkName();
+            }
             break;
         default:
             break;
@@ -152,6 +167,7 @@ bool ZelMLHost::initHelper(ZEL_HELPER_TYPE type, const std::string& device, DEV_
     try {
         if (type == ZEL_HELPER_TYPE::kVino) return startVinoHelper(device, capacity);
         if (type == ZEL_HELPER_TYPE::kLadonVino) return startLadonVinoHelper(device, capacity);
+        if (type == ZEL_HELPER_TYPE::kLadonXnn) return startLadonXnnHelper(device, capacity);
         return false;
     } catch (const std::system_error&) {
         throw;
@@ -174,6 +190,20 @@ bool ZelMLHost::startVinoHelper(const std::string& device, DEV_PERFORMANCE_TYPE 
 
 bool ZelMLHost::startLadonVinoHelper(const std::string& device, DEV_PERFORMANCE_TYPE capacity) {
     return startOn(restingLadonVinoHelper(), device, capacity);
+}
+
+// The helper has a background of its own. It stays, and takes frames meanwhile if it serves.
+bool ZelMLHost::startLadonXnnHelper(const std::string& device, DEV_PERFORMANCE_TYPE capacity) {
+    std::shared_ptr<ZelLadonXnnHelper> helper;
+    {
+        const std::lock_guard<std::recursive_mutex> lock(mEngineMutex);
+        if (!m_pLadonXnnHelper) m_pLadonXnnHelper = std::make_shared<ZelLadonXnnHelper>(mXnnLibPath);
+        helper = m_pLadonXnnHelper;
+    }
+    const std::string wanted = device.empty() ? helper->deviceType() : device;
+    helper->uninit();
+    helper->preInit(capacity);
+    return helper->init(wanted == "AUTO" ? "GPU" : wanted);
 }
 
 // The helper, made at first use. It takes no frames until its start, and none is under way.

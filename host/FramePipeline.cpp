@@ -62,6 +62,10 @@ bool ZelMLHost::inferAndSend(const Frame& frame) {
         case ZEL_TYPE::kLadonVinoGpu:
         case ZEL_TYPE::kLadonVinoCpu:
             return mEngineReady && m_pLadonVinoHelper && runLadon(*m_pLadonVinoHelper, frame);
+        case ZEL_TYPE::kLadonXnnGpu:
+        case ZEL_TYPE::kLadonXnnCpu:
+        case ZEL_TYPE::kLadonXnnNpu:
+            return mEngineReady && m_pLadonXnnHelper && runLadon(*m_pLadonXnnHelper, frame);
         default:
             return false;
     }

@@ -18,6 +18,11 @@ struct LadonOutputs {
     const float* landmarks = nullptr;
     float motion = 0;
     uint32_t skipRun = 0;
+    // Of a helper that has the colour table.
+    bool hasTable = false;
+    const float* lut = nullptr;
+    const float* lutVertices = nullptr;
+    float lutConfidence = 0;
 };
 
 // The mask of the frame; the last one again for a frame that was skipped; none when there is nothing that could be
@@ -31,6 +36,13 @@ std::span<const uint8_t> chooseMask(LadonHelper& helper) {
     return frames.segmentationValid() ? frames.outMask() : std::span<const uint8_t>();
 }
 
+void readTable(ZelLadonVinoHelper&, LadonOutputs&) {}
+
+void readTable(ZelLadonXnnHelper& helper, LadonOutputs& outputs) {
+    outputs.hasTable = true;
+    helper.parseLutOutput(&outputs.lut, &outputs.lutVertices, &outputs.lutConfidence);
+}
+
 template <class LadonHelper>
 LadonOutputs gather(LadonHelper& helper) {
     LadonOutputs outputs;
@@ -39,6 +51,7 @@ LadonOutputs gather(LadonHelper& helper) {
     helper.getGestureOutput(&outputs.gesture);
     helper.parseLandmarksOutput(&outputs.landmarks);
     outputs.motion = helper.motionOutput();
+    readTable(helper, outputs);
     return outputs;
 }
 
@@ -49,15 +62,23 @@ void fill(void* field, size_t capacity, const void* source, size_t available, si
     if (copied < wanted) std::memset(static_cast<uint8_t*>(field) + copied, 0, wanted - copied);
 }
 
+// All of the field, or zeros when there are no values.
+template <size_t N>
+void fillValues(float (&field)[N], const float* values) {
+    fill(field, sizeof field, values, values ? sizeof field : 0, sizeof field);
+}
+
 void fillRecord(LadonRecord& record, const LadonOutputs& outputs, size_t pixels) {
     record.size = static_cast<uint32_t>(pixels);
     fill(record.mask, sizeof record.mask, outputs.mask.data(), outputs.mask.size(), pixels);
-    fill(record.gesture, sizeof record.gesture, outputs.gesture, outputs.gesture ? sizeof record.gesture : 0,
-         sizeof record.gesture);
-    fill(record.landmarks, sizeof record.landmarks, outputs.landmarks, outputs.landmarks ? sizeof record.landmarks : 0,
-         sizeof record.landmarks);
+    fillValues(record.gesture, outputs.gesture);
+    fillValues(record.landmarks, outputs.landmarks);
     record.motion = outputs.motion;
     record.skipRun = outputs.skipRun;
+    if (!outputs.hasTable) return;
+    fillValues(record.lut, outputs.lut);
+    fillValues(record.lutVertices, outputs.lutVertices);
+    record.lutConfidence = outputs.lutConfidence;
 }
 
 }  // namespace
@@ -82,6 +103,7 @@ bool ZelMLHost::runLadon(LadonHelper& helper, const Frame& frame) {
 }
 
 template bool ZelMLHost::runLadon(ZelLadonVinoHelper& helper, const Frame& frame);
+template bool ZelMLHost::runLadon(ZelLadonXnnHelper& helper, const Frame& frame);
 
 // Once for each start of an engine, as soon as the load on the wanted device is done.
 void ZelMLHost::reportLoadTime(int32_t loadMs) {

@@ -37,6 +37,7 @@ ZelMLHost::~ZelMLHost() {
         const std::lock_guard<std::recursive_mutex> lock(mEngineMutex);
         m_pVinoHelper.reset();
         m_pLadonVinoHelper.reset();
+        m_pLadonXnnHelper.reset();
     }
     teardown();
 }

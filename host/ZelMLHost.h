@@ -13,6 +13,7 @@
 #include "detect/ZelFaceVinoHelper.h"
 #include "engines/vino/ZelLadonVinoHelper.h"
 #include "engines/vino/ZelVinoHelper.h"
+#include "engines/xnn/ZelLadonXnnHelper.h"
 #include "host/BoundedMutex.h"
 #include "host/EngineTypes.h"
 #include "host/WorkCounter.h"
@@ -116,6 +117,7 @@ class ZelMLHost : public CCmAsyncTimerSink {
     bool initHelper(ZEL_HELPER_TYPE type, const std::string& device, DEV_PERFORMANCE_TYPE capacity);
     bool startVinoHelper(const std::string& device, DEV_PERFORMANCE_TYPE capacity);
     bool startLadonVinoHelper(const std::string& device, DEV_PERFORMANCE_TYPE capacity);
+    bool startLadonXnnHelper(const std::string& device, DEV_PERFORMANCE_TYPE capacity);
     std::shared_ptr<ZelLadonVinoHelper> restingLadonVinoHelper();
     void onLadonLoaded(uint32_t type);
     template <class Helper>
@@ -123,11 +125,13 @@ class ZelMLHost : public CCmAsyncTimerSink {
     template <class Helper>
     void loadInBackground(std::shared_ptr<Helper> helper, const std::string& device);
     void detachLoadThread();
+    bool takesNameOfXnn(ZEL_TYPE type);
     void retireEngine(ZEL_TYPE oldType, ZEL_TYPE newType);
     std::string resolveDevice(uint32_t& type) const;
     void retireLadonVinoHelper();
     std::shared_ptr<ZelVinoHelper> vinoHelper();
     std::shared_ptr<ZelLadonVinoHelper> ladonVinoHelper();
+    std::shared_ptr<ZelLadonXnnHelper> ladonXnnHelper();
 
     // Logs.
     bool writeLogChunk(ipc::LogChannel& channel, std::function<void(LogChunk&)> fill);
@@ -160,6 +164,7 @@ class ZelMLHost : public CCmAsyncTimerSink {
     DEV_PERFORMANCE_TYPE mDevCapacity = 0;                       // under mEngineMutex; written by the main thread only
     std::shared_ptr<ZelVinoHelper> m_pVinoHelper;                // under mEngineMutex; a background load shares it
     std::shared_ptr<ZelLadonVinoHelper> m_pLadonVinoHelper;      // the same
+    std::shared_ptr<ZelLadonXnnHelper> m_pLadonXnnHelper;        // under mEngineMutex; made at first use, stays
     std::unique_ptr<ZelFaceVinoHelper> m_pFaceVinoHelper;        // under mEngineMutex; made with the first frame
     std::unique_ptr<ZelContentVinoHelper> m_pContentVinoHelper;  // the same
     bool mDeleteLadonPending = false;   // a retired Ladon helper waits for its load; under mEngineMutex

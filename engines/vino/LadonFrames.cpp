@@ -47,6 +47,16 @@ void LadonFrames::reset() {
     mSkip.clearPreviousMask();
 }
 
+void LadonFrames::requestReset() {
+    mClearPending.store(true, std::memory_order_relaxed);
+    mWarmupFrames.store(kWarmupInferences, std::memory_order_relaxed);
+    mLastChanged.store(1, std::memory_order_relaxed);
+}
+
+void LadonFrames::clearRawMask() {
+    std::fill(mRawMask.begin(), mRawMask.end(), uint8_t{0});
+}
+
 void LadonFrames::setModelSize(int32_t width, int32_t height) {
     mModelWidth.store(width, std::memory_order_relaxed);
     mModelHeight.store(height, std::memory_order_relaxed);
@@ -54,6 +64,7 @@ void LadonFrames::setModelSize(int32_t width, int32_t height) {
 
 LadonFrames::Verdict LadonFrames::begin(bool inited, int32_t width, int32_t height, const uint8_t* data, int32_t size) {
     mPendingFrame = nullptr;
+    if (mClearPending.exchange(false, std::memory_order_relaxed)) mSkip.clearPreviousMask();
     if (refusedAsNotInited(inited)) return Verdict::kRefused;
     if (!data || size < 1) {
         QOR_ERROR("zelipc>> " << mHelperName << "::runInference param invalid.");
@@ -107,6 +118,7 @@ bool LadonFrames::infer(LadonEngine& engine, const uint8_t* data) {
     const size_t pixels = static_cast<size_t>(engine.width()) * static_cast<size_t>(engine.height());
     growMasks(pixels);
     PixelLoops::active().fillPlanes(data, mRawMask.data(), pixels, engine.planes(), engine.input());
+    engine.handInput();
     const uint64_t start = timer_policy::now() / 1000;
     if (mStatStartTick == 0) mStatStartTick = platform::tickCount();
     engine.infer();
@@ -219,6 +231,5 @@ void LadonFrames::readLandmarks(const LadonEngine& engine, const float** landmar
 }
 
 float LadonFrames::readMotion(const LadonEngine& engine) const {
-    const LadonOutput output = engine.output(mMotionName);
-    return elements(output.dims) == 0 ? 0.0f : output.data[0];
+    return engine.output(mMotionName).first();
 }

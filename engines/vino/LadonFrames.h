@@ -33,6 +33,10 @@ class LadonFrames {
     // The next kWarmupInferences frames are inferred, and the mask to repeat is empty. An empty one that has no bytes
     // at all trips the handler of bounds-checked memory.
     void reset();
+    // The same for a helper that serves meanwhile: the mask is emptied by the next begin. Any thread, without the lock.
+    void requestReset();
+    // The next inference is fed an empty mask.
+    void clearRawMask();
     // Size of the pictures of the network in place. Any thread.
     void setModelSize(int32_t width, int32_t height);
 
@@ -105,6 +109,7 @@ class LadonFrames {
     // The frame under way, for the reference of the change test; null when that test did not run or skipped it.
     const uint8_t* mPendingFrame = nullptr;
     std::atomic<int32_t> mLastChanged{1};
+    std::atomic<bool> mClearPending{false};
     std::atomic<int32_t> mWarmupFrames{0};
     std::atomic<int32_t> mModelWidth{0};
     std::atomic<int32_t> mModelHeight{0};

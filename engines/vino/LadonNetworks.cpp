@@ -40,11 +40,18 @@ class Graph {
         }
         makeMask(inputs[0]);
         const Dims& faces = mOptions.landmarks;
-        const std::vector<Value> parts =
-            split(inputs[0], {elements(mOptions.gesture), faces[faces.size() - 2], elements(mOptions.motion)});
+        Dims lengths{elements(mOptions.gesture), faces[faces.size() - 2], elements(mOptions.motion)};
+        const bool hasTable = !mOptions.lut.empty();
+        if (hasTable) lengths.insert(lengths.end(), {1, 1, elements(mOptions.lutConfidence)});
+        const std::vector<Value> parts = split(inputs[0], lengths);
         makeGesture(parts[0]);
         makeLandmarks(parts[1]);
-        makeMotion(parts[2]);
+        makeEighths("motion", parts[2], mOptions.motion);
+        if (hasTable) {
+            makeRamp("lut", parts[3], mOptions.lut);
+            makeRamp("lut_vertices", parts[4], mOptions.lutVertices);
+            makeEighths("lut_confidence", parts[5], mOptions.lutConfidence);
+        }
         return {network(mOptions.name, mLayers, mEdges), std::make_shared<const std::vector<uint8_t>>(mWeights)};
     }
 
@@ -84,10 +91,18 @@ class Graph {
         return offsets;
     }
 
-    void makeMotion(const Value& values) {
-        const Value shaped = reshape(values, mOptions.motion);
+    void makeEighths(const char* output, const Value& values, const Dims& dims) {
+        const Value shaped = reshape(values, dims);
         const Value factor = floats({kMotionFactor}, {1});
-        finish("motion", [&](const std::string& name) { return binary(name, "Multiply", shaped, factor); });
+        finish(output, [&](const std::string& name) { return binary(name, "Multiply", shaped, factor); });
+    }
+
+    void makeRamp(const char* output, const Value& start, const Dims& dims) {
+        std::vector<float> steps(static_cast<size_t>(elements(dims)));
+        std::iota(steps.begin(), steps.end(), 0.0f);
+        const Value ramp = floats(steps, dims);
+        const Value shaped = reshape(start, Dims(dims.size(), 1));
+        finish(output, [&](const std::string& name) { return binary(name, "Add", ramp, shaped); });
     }
 
     // The first numbers of the picture in parts of these lengths, and what is left of it.

@@ -5,9 +5,9 @@
 
 #include "engines/vino/MaskNetworks.h"
 
-// For tests: small networks with the four outputs of a Ladon network, so that the bytes of a picture say what is found
+// For tests: small networks with the outputs of a Ladon network, so that the bytes of a picture say what is found
 // in it. Byte 0 of the pixels from the front gives first the gesture scores, then one value for each column of faces,
-// then motion; the mask is made of all planes.
+// then motion, then the colour table; the mask is made of all planes.
 namespace ladon_networks {
 
 struct Options {
@@ -23,6 +23,11 @@ struct Options {
     std::vector<int> landmarks = {1, 1, 9, 16, 1439};
     // The byte by 8.
     std::vector<int> motion = {1, 1, 1, 1};
+    // Of a colour table: value k of the table and of its vertices is a byte plus k, its confidence a byte by 8. Without
+    // dimensions there is none.
+    std::vector<int> lut;
+    std::vector<int> lutVertices;
+    std::vector<int> lutConfidence;
     // Outputs that the network lacks.
     std::vector<std::string> missing;
 };
@@ -33,6 +38,9 @@ mask_networks::Pair make(const Options& options);
 inline constexpr size_t kGesturePixel = 0;
 inline constexpr size_t kColumnPixel = 9;
 inline constexpr size_t kMotionPixel = 25;
+inline constexpr size_t kLutPixel = 26;
+inline constexpr size_t kLutVerticesPixel = 27;
+inline constexpr size_t kLutConfidencePixel = 28;
 inline constexpr float kGestureZero = 100;
 inline constexpr float kFaceStep = 1000;
 inline constexpr float kMotionFactor = 0.125f;

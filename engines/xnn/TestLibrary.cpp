@@ -6,8 +6,8 @@ namespace xnn::test {
 
 std::string testLibraryFile(const std::string& variant) {
     const char separator = platform::pathSeparator();
-    return platform::executableDirectory() + separator + "xnn" + separator +
-           platform::libraryFileName("xnn_test_" + variant + ".dll");
+    return platform::executableDirectory() + separator + "xnn" + separator + variant + separator +
+           platform::libraryFileName("xnn.dll");
 }
 
 TestLibrary::TestLibrary(const std::string& variant)
@@ -17,6 +17,10 @@ TestLibrary::TestLibrary(const std::string& variant)
 
 TestLibrary::~TestLibrary() {
     platform::freeLibrary(mLibrary);
+}
+
+std::string TestLibrary::folder() const {
+    return mFile.substr(0, mFile.rfind(platform::pathSeparator()));
 }
 
 void TestLibrary::set(const std::string& key, const std::string& value) const {

@@ -20,6 +20,8 @@ class TestLibrary {
     TestLibrary& operator=(const TestLibrary&) = delete;
 
     const std::string& file() const { return mFile; }
+    // Where it lies, alone.
+    std::string folder() const;
 
     // Lists are separated by commas.
     // "fails": entries that leave an exception pending, "text": its text instead of "ENTRY failed";
@@ -27,6 +29,7 @@ class TestLibrary {
     // "version", "engines", "properties" (NAME=TYPE): what the library tells;
     // "failing properties" (count, lengths, texts), "failing dims" (count, dims): which call of an entry fails;
     // "length", "number": told instead of each text's length and each list's;
+    // "dims LAYER": a layer's dimensions, "1x9" for one; 1x4x2x3 unless set;
     // "logs": tells lines from a thread of its own, "null line": tells a null line.
     void set(const std::string& key, const std::string& value) const;
 

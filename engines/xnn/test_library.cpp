@@ -105,7 +105,11 @@ std::vector<std::string> properties() {
     return split(setting("properties", "CACHE_DIR=std::filesystem::path,HINT=std::string,COUNT=int"), ',');
 }
 
-const uint64_t kDims[] = {1, 4, 2, 3};
+std::vector<uint64_t> dimsOf(const std::string& layer) {
+    std::vector<uint64_t> dims;
+    for (const std::string& dim : split(setting("dims " + layer, "1x4x2x3"), 'x')) dims.push_back(std::stoull(dim));
+    return dims;
+}
 
 std::string narrow(const wchar_t* text) {
     std::string characters;
@@ -242,9 +246,10 @@ XNN_API void xnnGetLayerDims(void* handle, const char* layer, uint64_t* dims, ui
     if (isAmong(what, setting("failing dims"))) xnnTestSet("fails", "xnnGetLayerDims");
     if (!succeeds(handle, "xnnGetLayerDims", layer, what)) return;
     if (dims) {
-        std::copy(std::begin(kDims), std::end(kDims), dims);
+        const std::vector<uint64_t> all = dimsOf(layer);
+        std::copy(all.begin(), all.end(), dims);
     } else {
-        *count = static_cast<uint64_t>(toldNumber(std::size(kDims)));
+        *count = static_cast<uint64_t>(toldNumber(dimsOf(layer).size()));
     }
 }
 

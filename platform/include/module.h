@@ -22,6 +22,10 @@ std::string libraryFileName(const std::string& toldName);
 // An open library; null means none.
 using Library = void*;
 
+// Has libraries that others need looked for in `directory` as well, where the system has such a list of this process's
+// own. Linux has none: there loadLibrary finds what lies beside a library.
+void addLibraryDirectory(const std::string& directory);
+
 // Loads a library. A path without directory is searched the system's way; with `dependenciesBeside`, libraries that it
 // needs are looked for in its own directory first. Null on failure, see lastLibraryError.
 Library loadLibrary(const std::string& path, bool dependenciesBeside);

@@ -102,6 +102,8 @@ std::string libraryFileName(const std::string& toldName) {
     return toldName.substr(0, nameAt) + prefix + stem + ".so";
 }
 
+void addLibraryDirectory(const std::string&) {}
+
 Library loadLibrary(const std::string& path, bool dependenciesBeside) {
     Library library = nullptr;
     // An empty path would give the program itself.

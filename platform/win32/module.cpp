@@ -58,6 +58,10 @@ std::string libraryFileName(const std::string& toldName) {
     return toldName;
 }
 
+void addLibraryDirectory(const std::string& directory) {
+    AddDllDirectory(wideFromUtf8(directory).c_str());
+}
+
 Library loadLibrary(const std::string& path, bool dependenciesBeside) {
     const std::wstring wide = wideFromUtf8(path);
     const bool beside = dependenciesBeside && wide.find_first_of(L"\\/") != std::wstring::npos;
