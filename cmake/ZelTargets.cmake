@@ -1,4 +1,4 @@
-# The kinds of target that the folders declare: a library of our own, the tests that lie beside it, a fuzz target.
+# The kinds of target that the folders declare: a library of our own, what it exports, the tests beside it, a fuzz target.
 
 # zel_library(NAME SOURCES ... [DEPS ...] [PLATFORM_SOURCES ...])
 # PLATFORM_SOURCES are taken from the folder of the system that is built for (posix/ or win32/).
@@ -7,6 +7,25 @@ function(zel_library name)
   list(TRANSFORM arg_PLATFORM_SOURCES PREPEND ${ZELHOST_PLATFORM}/)
   add_library(${name} STATIC ${arg_SOURCES} ${arg_PLATFORM_SOURCES})
   target_link_libraries(${name} PUBLIC zel_flags ${arg_DEPS})
+endfunction()
+
+# zel_export_only(TARGET file): a shared library gives away the names that the file lists, one a line, and nothing else.
+function(zel_export_only target file)
+  file(STRINGS ${file} symbols)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${file})
+  set(list ${CMAKE_CURRENT_BINARY_DIR}/${target})
+  if(WIN32)
+    string(APPEND list .def)
+    list(JOIN symbols "\n" names)
+    file(CONFIGURE OUTPUT ${list} CONTENT "EXPORTS\n@names@\n" @ONLY)
+    target_sources(${target} PRIVATE ${list})
+  else()
+    string(APPEND list .map)
+    list(JOIN symbols ";\n" names)
+    file(CONFIGURE OUTPUT ${list} CONTENT "{ global:\n@names@;\nlocal: *; };\n" @ONLY)
+    target_link_options(${target} PRIVATE -Wl,--version-script=${list} -Wl,--exclude-libs,ALL)
+  endif()
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${list})
 endfunction()
 
 # zel_test(NAME SOURCES ... [DEPS ...]): one GoogleTest program and one ctest entry, the same on both systems.

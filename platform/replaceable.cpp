@@ -1,6 +1,9 @@
 #include "platform/replaceable.h"
 
 #include <atomic>
+#include <mutex>
+
+#include "platform/include/module.h"
 
 namespace platform {
 
@@ -8,6 +11,13 @@ namespace {
 
 std::atomic<Folders*> gFolders{nullptr};
 std::atomic<Machine*> gMachine{nullptr};
+std::mutex gDirectoryMutex;
+
+// Under gDirectoryMutex; made at first use, since static initialisation of others may ask.
+std::string& replacedDirectory() {
+    static std::string directory;
+    return directory;
+}
 
 }  // namespace
 
@@ -27,6 +37,19 @@ Machine& machine() {
 
 void replaceMachine(Machine* replacement) {
     gMachine.store(replacement);
+}
+
+std::string executableDirectory() {
+    {
+        const std::lock_guard<std::mutex> lock(gDirectoryMutex);
+        if (!replacedDirectory().empty()) return replacedDirectory();
+    }
+    return systemExecutableDirectory();
+}
+
+void replaceExecutableDirectory(const std::string& directory) {
+    const std::lock_guard<std::mutex> lock(gDirectoryMutex);
+    replacedDirectory() = directory;
 }
 
 }  // namespace platform

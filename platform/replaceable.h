@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "platform/include/folders.h"
 #include "platform/include/machine.h"
 #include "platform/include/resource.h"
@@ -10,5 +12,6 @@ namespace platform {
 Folders& systemFolders();
 Machine& systemMachine();
 Resource systemResource(int id);
+std::string systemExecutableDirectory();
 
 }  // namespace platform

@@ -9,6 +9,8 @@ namespace platform {
 // The running program's file, and its directory without the trailing separator ("" when it cannot be told).
 std::string executablePath();
 std::string executableDirectory();
+// For tests: what executableDirectory answers instead; "" puts the system's own back. Takes effect for later calls.
+void replaceExecutableDirectory(const std::string& directory);
 
 // The file of the module that holds `address`, "" when none does.
 std::string modulePathOf(const void* address);

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "platform/posix/needed_libraries.h"
+#include "platform/replaceable.h"
 
 namespace platform {
 
@@ -71,7 +72,7 @@ std::string executablePath() {
     }
 }
 
-std::string executableDirectory() {
+std::string systemExecutableDirectory() {
     return directoryOf(executablePath());
 }
 

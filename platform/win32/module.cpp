@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include "platform/replaceable.h"
 #include "platform/win32/utf8.h"
 
 namespace platform {
@@ -36,7 +37,7 @@ std::string executablePath() {
     return fileOfModule(nullptr);
 }
 
-std::string executableDirectory() {
+std::string systemExecutableDirectory() {
     const std::string path = executablePath();
     const size_t separator = path.rfind('\\');
     return separator == std::string::npos ? "" : path.substr(0, separator);
