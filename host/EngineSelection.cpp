@@ -103,7 +103,9 @@ std::string ZelMLHost::resolveDevice(uint32_t& type) const {
     }
 }
 
+// A module that is started again goes with the old one: the host then has no model for its type until the next start.
 void ZelMLHost::retireEngine(ZEL_TYPE oldType, ZEL_TYPE newType) {
+    if (oldType == ZEL_TYPE::kModule) mZelHelper.Release();
     if (isSegmentation(oldType) && !isSegmentation(newType)) m_pVinoHelper.reset();
     if (isLadonOnVino(oldType) && !isLadonOnVino(newType) && m_pLadonVinoHelper) retireLadonVinoHelper();
 }
@@ -135,7 +137,7 @@ bool ZelMLHost::initMLengine(ZEL_TYPE type, const std::string& device, DEV_PERFO
     bool started = false;
     switch (type) {
         case ZEL_TYPE::kModule:
-            return false;
+            return startModule();
         case ZEL_TYPE::kVinoAuto:
         case ZEL_TYPE::kVinoCpu:
             started = initHelper(ZEL_HELPER_TYPE::kVino, device, capacity);
@@ -165,6 +167,7 @@ bool ZelMLHost::initMLengine(ZEL_TYPE type, const std::string& device, DEV_PERFO
 // The types that have no helper here answer as a failed start.
 bool ZelMLHost::initHelper(ZEL_HELPER_TYPE type, const std::string& device, DEV_PERFORMANCE_TYPE capacity) {
     try {
+        if (type == ZEL_HELPER_TYPE::kModule) return startModule();
         if (type == ZEL_HELPER_TYPE::kVino) return startVinoHelper(device, capacity);
         if (type == ZEL_HELPER_TYPE::kLadonVino) return startLadonVinoHelper(device, capacity);
         if (type == ZEL_HELPER_TYPE::kLadonXnn) return startLadonXnnHelper(device, capacity);
@@ -175,6 +178,15 @@ bool ZelMLHost::initHelper(ZEL_HELPER_TYPE type, const std::string& device, DEV_
         QOR_ERROR("zelipc>>ZelMLHost::initMLengine, load failed: " << failure.what());
         return false;
     }
+}
+
+// Frames go on with the model that serves, until the new one takes its place: then the old one ends, outside the lock.
+bool ZelMLHost::startModule() {
+    ZelHelper started;
+    if (!started.Init()) return false;
+    const std::lock_guard<std::recursive_mutex> lock(mEngineMutex);
+    mZelHelper.swap(started);
+    return true;
 }
 
 bool ZelMLHost::startVinoHelper(const std::string& device, DEV_PERFORMANCE_TYPE capacity) {

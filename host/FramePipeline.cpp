@@ -6,6 +6,12 @@
 #include "util/include/CmMemory.h"
 #include "util/include/CmTrace.h"
 
+namespace {
+
+constexpr uint32_t kMostModulePixels = ipc::kFrameBytes / 4;
+
+}  // namespace
+
 void ZelMLHost::onFrame(const FramePacket& packet, const char* invalidText) {
     if (mStop) return;
     const WorkCounter::Scope working(mFramesInWork);
@@ -56,6 +62,8 @@ void ZelMLHost::runModelInForce(const Frame& frame) {
 // False when no model is in force or the one in force failed.
 bool ZelMLHost::inferAndSend(const Frame& frame) {
     switch (mZelType) {
+        case ZEL_TYPE::kModule:
+            return runModule(frame);
         case ZEL_TYPE::kVinoAuto:
         case ZEL_TYPE::kVinoCpu:
             return m_pVinoHelper && runSegmentation(frame);
@@ -69,6 +77,22 @@ bool ZelMLHost::inferAndSend(const Frame& frame) {
         default:
             return false;
     }
+}
+
+bool ZelMLHost::runModule(const Frame& frame) {
+    // A side is looked at too: none of them may be negative to the module.
+    if (frame.width > kMostModulePixels || frame.height > kMostModulePixels || frame.pixels() > kMostModulePixels) {
+        QOR_ERROR("zelipc>> ZelMLHost::onSDFrameIpcPacket, frame exceeds module size: w = " << frame.width << ", h = "
+                                                                                            << frame.height);
+        return false;
+    }
+    uint8_t* mask = nullptr;
+    if (!mZelHelper.processByZelML(static_cast<int32_t>(frame.width), static_cast<int32_t>(frame.height), frame.data,
+                                   static_cast<int32_t>(frame.size), &mask)) {
+        return false;
+    }
+    sendMask(frame, mask);
+    return true;
 }
 
 bool ZelMLHost::runSegmentation(const Frame& frame) {

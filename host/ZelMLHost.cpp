@@ -35,6 +35,7 @@ ZelMLHost::~ZelMLHost() {
     mLoadsInWork.waitIdle();
     {
         const std::lock_guard<std::recursive_mutex> lock(mEngineMutex);
+        mZelHelper.Release();
         m_pVinoHelper.reset();
         m_pLadonVinoHelper.reset();
         m_pLadonXnnHelper.reset();

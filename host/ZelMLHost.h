@@ -11,6 +11,7 @@
 
 #include "detect/ZelContentVinoHelper.h"
 #include "detect/ZelFaceVinoHelper.h"
+#include "engines/vino/ZelHelper.h"
 #include "engines/vino/ZelLadonVinoHelper.h"
 #include "engines/vino/ZelVinoHelper.h"
 #include "engines/xnn/ZelLadonXnnHelper.h"
@@ -104,6 +105,7 @@ class ZelMLHost : public CCmAsyncTimerSink {
     // Frames.
     void runModelInForce(const Frame& frame);
     bool inferAndSend(const Frame& frame);
+    bool runModule(const Frame& frame);
     bool runSegmentation(const Frame& frame);
     void sendMask(const Frame& frame, const uint8_t* mask);
     template <class LadonHelper>
@@ -115,6 +117,7 @@ class ZelMLHost : public CCmAsyncTimerSink {
     // Engine selection.
     bool initMLengine(ZEL_TYPE type, const std::string& device, DEV_PERFORMANCE_TYPE capacity);
     bool initHelper(ZEL_HELPER_TYPE type, const std::string& device, DEV_PERFORMANCE_TYPE capacity);
+    bool startModule();
     bool startVinoHelper(const std::string& device, DEV_PERFORMANCE_TYPE capacity);
     bool startLadonVinoHelper(const std::string& device, DEV_PERFORMANCE_TYPE capacity);
     bool startLadonXnnHelper(const std::string& device, DEV_PERFORMANCE_TYPE capacity);
@@ -162,6 +165,7 @@ class ZelMLHost : public CCmAsyncTimerSink {
     std::atomic<uint32_t> mHeartBeatMisses{0};
     ZEL_TYPE mZelType = ZEL_TYPE::kIdle;                         // under mEngineMutex; written by the main thread only
     DEV_PERFORMANCE_TYPE mDevCapacity = 0;                       // under mEngineMutex; written by the main thread only
+    ZelHelper mZelHelper;                                        // under mEngineMutex
     std::shared_ptr<ZelVinoHelper> m_pVinoHelper;                // under mEngineMutex; a background load shares it
     std::shared_ptr<ZelLadonVinoHelper> m_pLadonVinoHelper;      // the same
     std::shared_ptr<ZelLadonXnnHelper> m_pLadonXnnHelper;        // under mEngineMutex; made at first use, stays

@@ -42,7 +42,7 @@ TEST_F(HostEngineTest, IdleYieldsNoEvent) {
 }
 
 TEST_F(HostEngineTest, TypesThatStartNothingFailWithTheOldType) {
-    for (const uint32_t type : {1u, 5u, 8u, 9u, 10u}) {
+    for (const uint32_t type : {5u, 8u, 9u, 10u}) {
         mTrace.takeLines();
         EXPECT_THAT(eventsOf(type, 0), ElementsAre(4u));
         EXPECT_THAT(mTypes, ElementsAre(0u));
@@ -74,11 +74,6 @@ TEST_F(HostEngineTest, FailedStartSendsTheStaleName) {
     EXPECT_THAT(eventsOf(5, 0), ElementsAre(3u, 4u));
     EXPECT_THAT(mNames, ElementsAre(kSmallCpuNetwork));
     EXPECT_THAT(mTypes, ElementsAre(3u));
-}
-
-TEST_F(HostEngineTest, ModuleTypeFailsWithoutTheName) {
-    eventsOf(3, 0);
-    EXPECT_THAT(eventsOf(1, 0), ElementsAre(4u));
 }
 
 TEST_F(HostEngineTest, TypeTwoKeepsItsNumberWithoutGpu) {
