@@ -1,5 +1,6 @@
 // A host for the client library's tests: speaks the channels as the real one does, and misbehaves as it is told by the
-// environment variable ZELFAKE, "word=number,word=number". A mask is the frame's red plane, and a box begins where the
+// environment variable ZELFAKE, "word=number,word=number". A mask is the frame's red plane (with model type 1 that of
+// four bytes a pixel), and a box begins where the
 // frame's first byte says, so that a test can see whose answer it got. Each third frame for content has a result. With
 // model types 6 to 10 there is a face with points, another with a box only, and the gesture that the first byte says.
 //
@@ -229,8 +230,12 @@ class FakeHost {
         return bad == 2 ? 0xFFFFFFFFu : bad == 3 ? 0 : frame.width * frame.height;
     }
 
-    static void fillMask(uint8_t* mask, const Frame& frame) {
-        for (uint32_t pixel = 0; pixel < frame.width * frame.height; ++pixel) mask[pixel] = frame.data[3 * pixel];
+    void fillMask(uint8_t* mask, const Frame& frame) const {
+        const bool module = mType == 1;
+        const uint32_t step = module ? 4 : 3;
+        const uint32_t red = module ? 2 : 0;
+        for (uint32_t pixel = 0; pixel < frame.width * frame.height; ++pixel)
+            mask[pixel] = frame.data[step * pixel + red];
     }
 
     void answerContent(const Frame& frame) {

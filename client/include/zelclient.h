@@ -81,6 +81,9 @@ typedef enum zelclient_status {
 
 /* Model types, as the host numbers them. */
 #define ZELCLIENT_MODEL_IDLE 0u
+#define ZELCLIENT_MODEL_MODULE 1u /* through the library qorml beside the host; masks of pictures of any size of up to
+                                     230400 pixels. Chosen again with another capacity it gives none until
+                                     ZELCLIENT_MODEL_IDLE or another type was chosen in between */
 #define ZELCLIENT_MODEL_SEGMENTATION_AUTO 2u /* on the GPU where the host finds one, else on the CPU */
 #define ZELCLIENT_MODEL_SEGMENTATION_CPU 3u
 #define ZELCLIENT_MODEL_LADON_AUTO 6u /* on the GPU where the host finds one, else type 7 comes into force */
@@ -101,8 +104,10 @@ typedef enum zelclient_kind {
 
 /* One picture. */
 typedef struct zelclient_frame {
-    uint32_t width;        /* pixels, as zelclient_frame_size tells for the kind and the capacity */
-    uint32_t height;       /* pixels; width * height is at most 307200. Content: at most 512 each way */
+    uint32_t width;        /* pixels, as zelclient_frame_size tells for the kind and the capacity, or any with
+                              ZELCLIENT_MODEL_MODULE */
+    uint32_t height;       /* pixels; width * height is at most 307200, for the module 230400. Content: at most 512 each
+                              way */
     uint32_t stride;       /* bytes from one row to the next; 0 for rows without padding */
     const uint8_t* pixels; /* rows from the top, three bytes a pixel: red, green, blue. Content: one byte, the grey */
     uint64_t tag;          /* the caller's own, given back with the result: a timestamp, a number */

@@ -200,6 +200,7 @@ void Client::onModelType(uint32_t type) {
         mHello = true;
         mTypeInForce = type;
         if (mRepliesDue > 0) --mRepliesDue;
+        if (mRepliesDue == 0) mModuleUnderWay = false;
         if (mRepliesDue == 0 && !mModelUnsent && mModelStatus == ModelStatus::Pending) {
             mModelStatus = answers(mWantedType, type) ? ModelStatus::InForce : ModelStatus::Refused;
             if (mModelStatus == ModelStatus::Refused)
@@ -260,6 +261,7 @@ void Client::onAnswer(AnswerChannels channel, const Read& read) {
         if (masked) mNewestMaskAt = now();
         if (!wrong.empty()) mLastError = wrong;
         mResults.put(std::move(result));
+        sendCommands();
         sendNextFrame();
     }
     mResults.deliver();
@@ -281,6 +283,7 @@ void Client::onNoAnswer(AnswerChannels channel, uint64_t frame) {
         mLastError = "the host gave no answer to a frame of " + std::to_string(mInHost.width) + "x" +
                      std::to_string(mInHost.height);
         dropFrame(std::exchange(mInHost, Ticket()), ZELCLIENT_FRAME_FAILED);
+        sendCommands();
         sendNextFrame();
     }
     mResults.deliver();
@@ -423,6 +426,7 @@ void Client::adopt(std::unique_ptr<HostSession> session) {
     mSession = std::move(session);
     ++mHostsStarted;
     mModelUnsent = true;
+    mModuleUnderWay = false;
     mRepliesDue = 0;
     mModelStatus = ModelStatus::Pending;
     mTypeInForce = 0;
@@ -433,12 +437,13 @@ void Client::adopt(std::unique_ptr<HostSession> session) {
     if (mStopping) mSession->terminate();
 }
 
-// A command that finds the channel full is sent with a later beat. The option goes behind each model, whose start
-// undoes it.
+// A command that finds the channel full is sent with a later beat, one that must wait for a frame behind its answer.
+// The option goes behind each model, whose start undoes it.
 void Client::sendCommands() {
     if (!mSession) return;
-    if (mModelUnsent && mSession->chooseModel(mWantedType, mWantedCapacity)) {
+    if (mModelUnsent && !frameHoldsModelBack() && mSession->chooseModel(mWantedType, mWantedCapacity)) {
         mModelUnsent = false;
+        mModuleUnderWay = mModuleUnderWay || mWantedType == ZELCLIENT_MODEL_MODULE;
         if (mInHost.answers & kOfModels) mInHost.answers = kOfModels;
         mInHost.withTable = false;
         mSkipUnsent = !mAutoSkip;
@@ -465,10 +470,18 @@ void Client::sendNextFrame() {
 
 bool Client::sendNow(const FrameView& frame, Ticket ticket) {
     if (!mSession || !mServing || mInHost.number != 0) return false;
+    if (frame.kind == ipc::FrameKind::Model && layoutMayChange()) return false;
+    const PixelLayout layout = layoutFor(frame.kind);
+    if (frame.bytes(layout) > ipc::kFrameBytes) {
+        mLastError = "a frame for the module has at most " + std::to_string(ipc::kFrameBytes / 4) + " pixels, not " +
+                     std::to_string(frame.width) + "x" + std::to_string(frame.height);
+        dropFrame(ticket, ZELCLIENT_FRAME_FAILED);
+        return true;
+    }
     ticket.sentAt = now();
     ticket.answers = answersFor(ticket.kind);
     ticket.withTable = tableComes();
-    if (!mSession->sendFrame(frame, mAutoSkip, ticket.answers)) return false;
+    if (!mSession->sendFrame(frame, layout, mAutoSkip, ticket.answers)) return false;
     mInHost = ticket;
     return true;
 }
@@ -476,6 +489,23 @@ bool Client::sendNow(const FrameView& frame, Ticket ticket) {
 // Whether the host's model is the one that it told last, and no other has been asked for.
 bool Client::modelIsSettled() const {
     return mRepliesDue == 0 && !mModelUnsent;
+}
+
+PixelLayout Client::layoutFor(ipc::FrameKind kind) const {
+    return kind == ipc::FrameKind::Model && mTypeInForce == ZELCLIENT_MODEL_MODULE ? PixelLayout::Bgra
+                                                                                   : PixelLayout::AsGiven;
+}
+
+// Whether the host may be on its way to or from the module at this moment, which reads frames in another layout.
+bool Client::layoutMayChange() const {
+    return !modelIsSettled() &&
+           (mModuleUnderWay || mWantedType == ZELCLIENT_MODEL_MODULE || mTypeInForce == ZELCLIENT_MODEL_MODULE);
+}
+
+// A frame that the host has must not meet a model that reads it in another layout.
+bool Client::frameHoldsModelBack() const {
+    const bool changes = (mWantedType == ZELCLIENT_MODEL_MODULE) != (mTypeInForce == ZELCLIENT_MODEL_MODULE);
+    return changes && mInHost.number != 0 && mInHost.kind == ipc::FrameKind::Model;
 }
 
 AnswerChannels Client::answersFor(ipc::FrameKind kind) const {

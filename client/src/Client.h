@@ -42,6 +42,10 @@ struct Settings {
 // A frame for the model is answered on the channel of masks or on that of Ladon, by the model type in force. While
 // another model has been asked for, it may be either.
 //
+// The module takes its frames in another layout than the other models, and no frame says which one it has. So while the
+// host may be on its way to or from the module, frames for the model wait, and the command for such a change waits for
+// the answer to the frame that the host has.
+//
 // Threads: mMutex guards everything but the parts that say otherwise and is never held over a callback or a wait. The
 // monitor thread starts, watches, replaces and ends hosts; a session's own threads enter through SessionEvents. A
 // session is closed outside the lock.
@@ -117,6 +121,9 @@ class Client final : public SessionEvents {
     void sendNextFrame();
     bool sendNow(const FrameView& frame, Ticket ticket);
     bool modelIsSettled() const;
+    PixelLayout layoutFor(ipc::FrameKind kind) const;
+    bool layoutMayChange() const;
+    bool frameHoldsModelBack() const;
     AnswerChannels answersFor(ipc::FrameKind kind) const;
     bool tableComes() const;
     void keep(const FrameView& frame, const Ticket& ticket);
@@ -146,7 +153,8 @@ class Client final : public SessionEvents {
     bool mAutoSkip;
     bool mModelUnsent = true;
     bool mSkipUnsent = false;
-    uint32_t mRepliesDue = 0;  // events 4 that are still to come
+    uint32_t mRepliesDue = 0;      // events 4 that are still to come
+    bool mModuleUnderWay = false;  // the module was asked for since they were last none
     ModelStatus mModelStatus = ModelStatus::Pending;
     uint32_t mTypeInForce = 0;
     bool mServing = false;  // this host has a model, or was asked to have none

@@ -29,9 +29,23 @@ std::string_view bytesOf(const uint32_t& value) {
     return {reinterpret_cast<const char*>(&value), sizeof value};
 }
 
+uint8_t* copyRowAsBgra(const uint8_t* from, uint32_t pixels, uint8_t* to) {
+    for (uint32_t pixel = 0; pixel < pixels; ++pixel, from += 3, to += 4) {
+        to[0] = from[2];
+        to[1] = from[1];
+        to[2] = from[0];
+        to[3] = 255;
+    }
+    return to;
+}
+
 }  // namespace
 
-void FrameView::copyTo(uint8_t* to) const {
+void FrameView::copyTo(uint8_t* to, PixelLayout layout) const {
+    if (layout == PixelLayout::Bgra) {
+        for (uint32_t row = 0; row < height; ++row) to = copyRowAsBgra(pixels + row * stride, width, to);
+        return;
+    }
     const size_t bytes = rowBytes();
     if (stride == bytes) {
         std::memcpy(to, pixels, bytes * height);
@@ -160,7 +174,7 @@ bool HostSession::keepAlive() {
         0);
 }
 
-bool HostSession::sendFrame(const FrameView& frame, bool skipAllowed, AnswerChannels answers) {
+bool HostSession::sendFrame(const FrameView& frame, PixelLayout layout, bool skipAllowed, AnswerChannels answers) {
     mLastAnswers.store(answers, std::memory_order_relaxed);
     mLastFrame.store(platform::monotonicMicroseconds(), std::memory_order_relaxed);
     return mChannels.frame->write(
@@ -168,10 +182,10 @@ bool HostSession::sendFrame(const FrameView& frame, bool skipAllowed, AnswerChan
             auto& record = packet.record;
             record.width = frame.width;
             record.height = frame.height;
-            record.size = static_cast<uint32_t>(frame.rowBytes() * frame.height);
+            record.size = static_cast<uint32_t>(frame.bytes(layout));
             record.kind = static_cast<int32_t>(frame.kind);
             record.skipAllowed = skipAllowed ? 1 : 0;
-            frame.copyTo(record.data);
+            frame.copyTo(record.data, layout);
         },
         0);
 }

@@ -25,6 +25,9 @@ struct HostSettings {
     std::string standardError;
 };
 
+// How a frame's pixels lie in the channel: as the caller gave them, or each as blue, green, red and 255.
+enum class PixelLayout { AsGiven, Bgra };
+
 // One picture, the caller's memory.
 struct FrameView {
     ipc::FrameKind kind;
@@ -34,8 +37,12 @@ struct FrameView {
     const uint8_t* pixels;  // height rows of rowBytes()
 
     size_t rowBytes() const { return size_t{width} * (kind == ipc::FrameKind::Content ? 1 : 3); }
-    // Writes the rows one behind the other.
-    void copyTo(uint8_t* to) const;
+    // Bytes in a layout, rows one behind the other.
+    size_t bytes(PixelLayout layout) const {
+        return layout == PixelLayout::Bgra ? size_t{width} * height * 4 : rowBytes() * height;
+    }
+    // Writes so many. Bgra is for pixels of three bytes.
+    void copyTo(uint8_t* to, PixelLayout layout = PixelLayout::AsGiven) const;
 };
 
 // One host process, its channels under a name that was never used before, and the threads that read them. Every channel
@@ -59,8 +66,8 @@ class HostSession {
     // A frame that gets no reply and counts as a sign of life, for times when the host reads no commands.
     bool keepAlive();
     // One thread at a time, and not while another asks frameGivenBack.
-    // `answers`: where its answer may come.
-    bool sendFrame(const FrameView& frame, bool skipAllowed, AnswerChannels answers);
+    // `answers`: where its answer may come. In its layout the frame fits into a slot.
+    bool sendFrame(const FrameView& frame, PixelLayout layout, bool skipAllowed, AnswerChannels answers);
     bool frameGivenBack() const { return mChannels.frameSlots->allGivenBack(); }
 
     int processId() const { return mProcess->id(); }

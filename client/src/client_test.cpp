@@ -8,6 +8,7 @@
 #include <set>
 #include <thread>
 
+#include "client/src/HostSession.h"
 #include "platform/include/clock.h"
 #include "platform/include/module.h"
 #include "platform/include/thread.h"
@@ -165,6 +166,62 @@ TEST_F(ClientTest, NoFrameFailsWhileTheModelChangesBetweenMaskAndLadon) {
         EXPECT_EQ(roundTrip(tag, 1).fromLadon, type >= 7);
     }
     EXPECT_EQ(info().masks, tag);
+}
+
+TEST_F(ClientTest, ModuleGetsBlueGreenRedAndAFourthByte) {
+    options.model_type = ZELCLIENT_MODEL_MODULE;
+    start();
+    std::vector<uint8_t> pixels(size_t{2} * 100, 0xEE);
+    const uint8_t rows[2][6] = {{1, 60, 61, 2, 62, 63}, {3, 64, 65, 4, 66, 67}};
+    std::copy(rows[0], rows[0] + 6, pixels.begin());
+    std::copy(rows[1], rows[1] + 6, pixels.begin() + 100);
+    for (int round = 0; round < 2; ++round) {
+        const zelclient_frame frame = {2, 2, 100, pixels.data(), 0, ZELCLIENT_KIND_MODEL};
+        ASSERT_EQ(zelclient_submit(client, &frame), ZELCLIENT_OK);
+        EXPECT_THAT(next().mask, ElementsAre(1, 2, 3, 4));
+    }
+    const client::FrameView view{ipc::FrameKind::Model, 2, 2, 100, pixels.data()};
+    std::vector<uint8_t> sent(view.bytes(client::PixelLayout::Bgra));
+    view.copyTo(sent.data(), client::PixelLayout::Bgra);
+    EXPECT_THAT(sent, ElementsAre(61, 60, 1, 255, 63, 62, 2, 255, 65, 64, 3, 255, 67, 66, 4, 255));
+}
+
+TEST_F(ClientTest, FrameThatIsTooLargeForTheModuleFails) {
+    options.model_type = ZELCLIENT_MODEL_MODULE;
+    start();
+    ASSERT_EQ(zelclient_wait_model(client, kDeadlineMs), ZELCLIENT_OK);
+    ASSERT_EQ(submit(1, 7, 640, 361), ZELCLIENT_OK);
+    EXPECT_EQ(next().status, ZELCLIENT_FRAME_FAILED);
+    EXPECT_THAT(lastError(), HasSubstr("at most 230400 pixels, not 640x361"));
+    ASSERT_EQ(submit(2, 8, 640, 360), ZELCLIENT_OK);
+    EXPECT_THAT(next().mask, IsAMaskOf(8));
+    ASSERT_EQ(submit(3, 9, 640, 361), ZELCLIENT_OK);
+    ASSERT_EQ(submit(4, 9), ZELCLIENT_OK);
+    EXPECT_EQ(next().tag, 3u);
+    EXPECT_THAT(next().mask, IsAMaskOf(9));
+}
+
+TEST_F(ClientTest, NoFrameIsReadInTheWrongLayoutWhileTheModelChangesToTheModuleAndBack) {
+    misbehave("load-ms=20,late-ms=20");
+    options.frames_in_flight = 8;
+    start();
+    ASSERT_EQ(zelclient_wait_model(client, kDeadlineMs), ZELCLIENT_OK);
+    uint64_t tag = 0;
+    const std::vector<std::vector<uint32_t>> kChanges = {{1}, {3}, {1, 3}, {1}, {2, 1}, {7}, {1}, {0, 3}};
+    for (const std::vector<uint32_t>& types : kChanges) {
+        // One is on its way when the model is chosen.
+        ++tag;
+        ASSERT_EQ(submit(tag, static_cast<uint8_t>(tag)), ZELCLIENT_OK);
+        for (const uint32_t type : types) ASSERT_EQ(zelclient_choose_model(client, type, 0), ZELCLIENT_OK);
+        ++tag;
+        ASSERT_EQ(submit(tag, static_cast<uint8_t>(tag)), ZELCLIENT_OK);
+        for (uint64_t due = tag - 1; due <= tag; ++due) {
+            const Collected result = next();
+            ASSERT_EQ(result.tag, due);
+            ASSERT_THAT(result.mask, IsAMaskOf(static_cast<uint8_t>(due))) << types.front();
+        }
+        ASSERT_EQ(zelclient_wait_model(client, kDeadlineMs), ZELCLIENT_OK);
+    }
 }
 
 TEST_F(ClientTest, FrameThatTheHostHasIsAnsweredByTheModelThatOvertakesIt) {

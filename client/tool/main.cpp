@@ -33,7 +33,9 @@ void addHostOptions(CLI::App& command, HostOptions& host) {
 }
 
 void addType(CLI::App& command, uint32_t& type) {
-    command.add_option("--type", type, "model type: 2 segmentation on the GPU if there is one, 3 on the CPU")
+    command
+        .add_option("--type", type,
+                    "model type: 1 through the module qorml, 2 segmentation on the GPU if there is one, 3 on the CPU")
         ->capture_default_str()
         ->check(CLI::Range(0, 10));
 }

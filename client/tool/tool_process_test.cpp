@@ -169,6 +169,30 @@ TEST_F(ToolTest, FaceOfAPhotographIsFoundByTheRealHost) {
     EXPECT_THAT(out, HasSubstr("\"faces\":[],"));
 }
 
+TEST_F(ToolTest, ModuleOfTheRealHostGivesTheMaskOfItsSegmentation) {
+    fs::copy(ZEL_SAMPLE_PHOTOGRAPH, folder / "photograph.png");
+    for (const char* capacity : {"0", "1"}) {
+        for (const char* type : {"1", "3"}) {
+            ASSERT_EQ(run({"segment", path("photograph.png"), "--type", type, "--capacity", capacity, "--mask-out",
+                           path(std::string("mask") + type + ".png")},
+                          "", false),
+                      0)
+                << err;
+        }
+        const Image module = picture("mask1.png");
+        const Image segmentation = picture("mask3.png");
+        ASSERT_EQ(module.bytes.size(), segmentation.bytes.size());
+        int both = 0;
+        int either = 0;
+        for (size_t i = 0; i < module.bytes.size(); ++i) {
+            both += module.bytes[i] > 127 && segmentation.bytes[i] > 127;
+            either += module.bytes[i] > 127 || segmentation.bytes[i] > 127;
+        }
+        EXPECT_GT(either, 0);
+        EXPECT_GE(both, 0.95 * either) << capacity;
+    }
+}
+
 TEST_F(ToolTest, TallPicturesFacesLieWhereTheyAre) {
     std::string error;
     ASSERT_TRUE(savePicture(path("tall.png"), plainColour(90, 180, 0, 0, 0), &error)) << error;

@@ -1,6 +1,6 @@
 #include "engines/vino/ZelHelper.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <vector>
 
@@ -10,19 +10,18 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::StartsWith;
 using zeltest::ModuleFolder;
 using zeltest::ModuleWatch;
+
+using Bytes = std::vector<uint8_t>;
 
 constexpr const char* kNoModelLine = "zelipc>> ZelHelper::processByZelML failed, m_pZelMLModel == nullptr";
 
 // Pictures of 4 bytes a pixel, and what the module makes of them.
 class ZelHelperTest : public testing::Test {
   protected:
-    static std::vector<uint8_t> picture(int32_t width, int32_t height, uint8_t first = 200) {
-        std::vector<uint8_t> bytes(static_cast<size_t>(width * height) * 4);
+    static Bytes picture(int32_t width, int32_t height, uint8_t first = 200) {
+        Bytes bytes(static_cast<size_t>(width * height) * 4);
         for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<uint8_t>(i);
         if (!bytes.empty()) bytes[0] = first;
         return bytes;
@@ -82,10 +81,10 @@ TEST_F(ZelHelperTest, FrameGoesThroughTheModelInFourBytesAPixel) {
     const ModuleFolder folder("works");
     ASSERT_TRUE(mHelper.Init());
     ASSERT_TRUE(process(3, 1, picture(3, 1).data()));
-    EXPECT_THAT(std::vector<uint8_t>(mMask, mMask + 3), ElementsAre(1, 5, 9));
+    EXPECT_EQ(Bytes(mMask, mMask + 3), (Bytes{1, 5, 9}));
     EXPECT_EQ(mTrace.count(2, "zelipc>> ZelHelper::processByZelML tick = "), 1);
     ASSERT_TRUE(process(1, 2, picture(1, 2).data()));
-    EXPECT_THAT(std::vector<uint8_t>(mMask, mMask + 2), ElementsAre(1, 5));
+    EXPECT_EQ(Bytes(mMask, mMask + 2), (Bytes{1, 5}));
 }
 
 TEST_F(ZelHelperTest, NothingIsReadBeyondTheFrame) {
