@@ -179,6 +179,10 @@ class FakeHost {
 
     void onModel(uint32_t type, uint32_t capacity) {
         if (tell("load-ms")) platform::sleepMilliseconds(static_cast<uint32_t>(tell("load-ms")));
+        if (type == 0) {
+            mType = 0;
+            return log(2, "model 0 " + std::to_string(capacity));
+        }
         ++mModels;
         const size_t length = mModels == 1 ? static_cast<size_t>(tell("name-length", 5)) : 1;
         event(ipc::EventCode::ModelName,
