@@ -7,20 +7,16 @@
 
 #include "plugins/xnn/DeviceNames.h"
 #include "plugins/xnn/LayerNames.h"
+#include "plugins/xnn/Text.h"
 
 namespace xnn {
 namespace {
 
 namespace fs = std::filesystem;
 
-std::string utf8(const fs::path& path) {
-    const std::u8string text = path.u8string();
-    return {text.begin(), text.end()};
-}
-
 void checkIsFile(const fs::path& path) {
     std::error_code error;
-    if (!fs::is_regular_file(path, error)) fail("there is no file " + utf8(path));
+    if (!fs::is_regular_file(path, error)) fail("there is no file " + utf8Of(path));
 }
 
 std::string readFile(const fs::path& path) {
@@ -28,7 +24,7 @@ std::string readFile(const fs::path& path) {
     std::ifstream file(path, std::ios::binary);
     std::ostringstream content;
     content << file.rdbuf();
-    if (!file || content.str().empty()) fail("the file " + utf8(path) + " is empty or cannot be read");
+    if (!file || content.str().empty()) fail("the file " + utf8Of(path) + " is empty or cannot be read");
     return std::move(content).str();
 }
 
@@ -138,7 +134,7 @@ std::string Handle::deviceProperty(const std::string& device, const std::string&
 
 std::string modelVersion(const fs::path& file) {
     std::string version = readDescription(readFile(file)).version;
-    if (version.empty()) fail("the file " + utf8(file) + " describes no network");
+    if (version.empty()) fail("the file " + utf8Of(file) + " describes no network");
     return version;
 }
 

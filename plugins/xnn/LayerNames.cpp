@@ -21,12 +21,14 @@ std::string withoutEntities(std::string_view text) {
         {"amp;", '&'}, {"lt;", '<'}, {"gt;", '>'}, {"quot;", '"'}, {"apos;", '\''}};
     std::string result(takeUntil(text, "&"));
     while (!text.empty()) {
+        const size_t before = text.size();
         for (const auto& [entity, character] : kEntities) {
             if (!text.starts_with(entity)) continue;
             result += character;
             text.remove_prefix(entity.size());
             break;
         }
+        if (text.size() == before) result += '&';  // an unknown one stays as it is
         result += takeUntil(text, "&");
     }
     return result;

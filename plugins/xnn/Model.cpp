@@ -107,6 +107,7 @@ Model::Model(const Core& core, const ModelBytes& bytes) : mModel(read(core, byte
     size_t outputs = 0;
     check(ov_model_inputs_size(get(), &inputs), "its inputs cannot be counted");
     check(ov_model_outputs_size(get(), &outputs), "its outputs cannot be counted");
+    if (outputs == 0) fail("it has no outputs");
     makeEndsFloat(mModel, inputs, outputs);
     const Description description = readDescription(bytes.description);
     mInputs = namesOf(get(), ov_model_const_input_by_index, inputs, description.inputs);

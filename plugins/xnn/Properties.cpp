@@ -1,10 +1,10 @@
 #include "plugins/xnn/Properties.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <vector>
 
 #include "plugins/xnn/DeviceNames.h"
+#include "plugins/xnn/Text.h"
 
 namespace xnn {
 namespace {
@@ -16,11 +16,6 @@ const MutableProperty& propertyOf(const std::string& name) {
                                     [&](const MutableProperty& property) { return name == property.name; });
     if (found == kMutableProperties.end()) fail("there is no property " + name);
     return *found;
-}
-
-std::string utf8(const wchar_t* path) {
-    const std::u8string text = std::filesystem::path(path).u8string();
-    return {text.begin(), text.end()};
 }
 
 bool choosesDevice(const std::string& device) {
@@ -62,8 +57,8 @@ void addProperty(Settings& settings, const std::string& name, const std::string&
     const MutableProperty& property = propertyOf(name);
     if (type != property.type) fail("property " + name + " has the type " + property.type + ", not " + type);
     if (value == nullptr) fail("the value of the property " + name + " is null");
-    settings[property.runtimeName] =
-        type == kPathType ? utf8(static_cast<const wchar_t*>(value)) : std::string(static_cast<const char*>(value));
+    settings[property.runtimeName] = type == kPathType ? utf8Of(pathOf(static_cast<const wchar_t*>(value)))
+                                                       : std::string(static_cast<const char*>(value));
 }
 
 CompilePlan planCompile(const Core& core, const std::string& device, const Settings& settings, LogThread& log) {

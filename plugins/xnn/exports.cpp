@@ -7,6 +7,7 @@
 #include "plugins/xnn/DeviceNames.h"
 #include "plugins/xnn/DeviceProperties.h"
 #include "plugins/xnn/Handle.h"
+#include "plugins/xnn/Text.h"
 #include "plugins/xnn/xnn.h"
 
 // The functions of the interface: they check their arguments and leave what fails pending at the handle.
@@ -57,15 +58,11 @@ std::string named(const char* text, const char* what) {
     return text;
 }
 
-std::filesystem::path path(const char* text) {
-    const std::string utf8 = named(text, "path");
-    return std::u8string(utf8.begin(), utf8.end());
-}
-
-std::filesystem::path path(const wchar_t* text) {
+template <class Character>
+std::filesystem::path path(const Character* text) {
     if (text == nullptr) fail("the path is null");
-    if (*text == L'\0') fail("the path is empty");
-    return text;
+    if (*text == Character()) fail("the path is empty");
+    return xnn::pathOf(text);
 }
 
 template <class Character>
@@ -157,8 +154,7 @@ void tellDeviceProperty(Handle& self, const char* engine, const char* device, co
 template <class Character>
 void tellModelVersion(Handle& self, const Character* file, uint64_t* length, char* out) {
     const std::filesystem::path checked = path(file);
-    const std::u8string name = checked.u8string();
-    tellKept(self, questionOf("model", "", std::string(name.begin(), name.end())), length, out,
+    tellKept(self, questionOf("model", "", xnn::utf8Of(checked)), length, out,
              [&] { return xnn::modelVersion(checked); });
 }
 
