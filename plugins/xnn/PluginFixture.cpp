@@ -35,50 +35,49 @@ std::wstring widePath(const std::string& utf8) {
 }
 
 std::string takeException(void* handle) {
-    if (!XNN(xnnHasException)(handle)) return "";
+    if (!Entry(xnnHasException)(handle)) return "";
     uint64_t length = 0;
-    XNN(xnnGetExceptionStringLength)(handle, &length);
+    Entry(xnnGetExceptionStringLength)(handle, &length);
     std::string text(length, '?');
-    XNN(xnnGetExceptionString)(handle, text.data());
-    XNN(xnnResetExceptionString)(handle);
-    EXPECT_FALSE(XNN(xnnHasException)(handle));
+    Entry(xnnGetExceptionString)(handle, text.data());
+    Entry(xnnResetExceptionString)(handle);
+    EXPECT_FALSE(Entry(xnnHasException)(handle));
     return text;
 }
 
-PluginFixture::PluginFixture() : handle(XNN(xnnCreateWithLibraryLoader)(nullptr, nullptr)) {}
+PluginFixture::PluginFixture() : handle(Entry(xnnCreateWithLibraryLoader)(nullptr, nullptr)) {}
 
 PluginFixture::~PluginFixture() {
     EXPECT_EQ(takeException(), "");
-    XNN(xnnDestory)(handle);
+    Entry(xnnDestory)(handle);
 }
 
 void PluginFixture::create(const char* identifier, const test_networks::Pair& pair, const char* device) {
-    XNN(xnnCreateNetByBuffers)
-    (handle, "OpenVINO", identifier, device, pair.xml.data(), pair.xml.size(), pair.weights.data(),
-     pair.weights.size());
+    Entry(xnnCreateNetByBuffers)(handle, "OpenVINO", identifier, device, pair.xml.data(), pair.xml.size(),
+                                 pair.weights.data(), pair.weights.size());
 }
 
 Dims PluginFixture::dims(const char* layer) {
     uint64_t count = 0;
-    XNN(xnnGetLayerDims)(handle, layer, nullptr, &count);
+    Entry(xnnGetLayerDims)(handle, layer, nullptr, &count);
     Dims result(count);
-    XNN(xnnGetLayerDims)(handle, layer, result.data(), nullptr);
+    Entry(xnnGetLayerDims)(handle, layer, result.data(), nullptr);
     return result;
 }
 
 void PluginFixture::set(const char* layer, const std::vector<float>& data, const Dims& dims) {
-    XNN(xnnSetLayerData)(handle, layer, data.data(), dims.data(), dims.size());
+    Entry(xnnSetLayerData)(handle, layer, data.data(), dims.data(), dims.size());
 }
 
 std::vector<float> PluginFixture::get(const char* layer) {
     size_t floats = 1;
     for (const uint64_t dim : dims(layer)) floats *= dim;
-    const float* const data = XNN(xnnGetLayerData)(handle, layer);
+    const float* const data = Entry(xnnGetLayerData)(handle, layer);
     return data != nullptr ? std::vector<float>(data, data + floats) : std::vector<float>();
 }
 
 std::string PluginFixture::identifier() {
-    return textOf(XNN(xnnGetCurrentIdentifierLength), XNN(xnnGetCurrentIdentifier), handle);
+    return textOf(Entry(xnnGetCurrentIdentifierLength), Entry(xnnGetCurrentIdentifier), handle);
 }
 
 std::vector<float> picture(float first) {

@@ -10,8 +10,9 @@
 #include "platform/include/module.h"
 #include "plugins/xnn/xnn.h"
 
-// A function of the library, as a program finds it that loads the library at run time: XNN(xnnInfer)(handle).
-#define XNN(function) (reinterpret_cast<decltype(&::function)>(xnn_test::symbol(#function)))
+// A function of the library, as a program finds it that loads the library at run time: Entry(xnnInfer)(handle). Not in
+// capitals, which the formatter would take for a statement of its own.
+#define Entry(function) (reinterpret_cast<decltype(&::function)>(xnn_test::symbol(#function)))
 
 namespace xnn_test {
 

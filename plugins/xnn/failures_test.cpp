@@ -18,17 +18,16 @@ class XnnFailuresTest : public PluginFixture {
     // What `call` leaves pending; the networks must be as before.
     template <class Call>
     std::string failureOf(const Call& call) {
-        const int networks = XNN(xnnGetCreatedNetworkIdentifiersNumber)(handle);
+        const int networks = Entry(xnnGetCreatedNetworkIdentifiersNumber)(handle);
         call();
-        EXPECT_EQ(XNN(xnnGetCreatedNetworkIdentifiersNumber)(handle), networks);
+        EXPECT_EQ(Entry(xnnGetCreatedNetworkIdentifiersNumber)(handle), networks);
         return takeException();
     }
 
     std::string creationFailure(const char* engine, const char* identifier, const char* device, const void* first,
                                 uint64_t firstSize, const void* second, uint64_t secondSize) {
         return failureOf([&] {
-            XNN(xnnCreateNetByBuffers)
-            (handle, engine, identifier, device, first, firstSize, second, secondSize);
+            Entry(xnnCreateNetByBuffers)(handle, engine, identifier, device, first, firstSize, second, secondSize);
         });
     }
 
@@ -38,65 +37,65 @@ class XnnFailuresTest : public PluginFixture {
     }
 
     std::string dataFailure(const char* layer, const float* data, const Dims& dims) {
-        return failureOf([&] { XNN(xnnSetLayerData)(handle, layer, data, dims.data(), dims.size()); });
+        return failureOf([&] { Entry(xnnSetLayerData)(handle, layer, data, dims.data(), dims.size()); });
     }
 
     const Pair sum = weightedSum(10, "f32");
 };
 
 TEST_F(XnnFailuresTest, PendingTextStaysUntilItIsReset) {
-    XNN(xnnInfer)(handle);
-    EXPECT_TRUE(XNN(xnnHasException)(handle));
+    Entry(xnnInfer)(handle);
+    EXPECT_TRUE(Entry(xnnHasException)(handle));
     create("sum", sum);
-    EXPECT_TRUE(XNN(xnnHasException)(handle));
+    EXPECT_TRUE(Entry(xnnHasException)(handle));
     EXPECT_EQ(takeException(), "xnnInfer: there is no current network");
     EXPECT_EQ(takeException(), "");
 }
 
 TEST_F(XnnFailuresTest, LaterFailureTakesTheEarlierOnesPlace) {
-    XNN(xnnInfer)(handle);
-    XNN(xnnSwitchNetwork)(handle, "none");
+    Entry(xnnInfer)(handle);
+    Entry(xnnSwitchNetwork)(handle, "none");
     EXPECT_EQ(takeException(), "xnnSwitchNetwork: there is no network none");
 }
 
 TEST_F(XnnFailuresTest, FailureStaysAtItsHandle) {
-    void* const other = XNN(xnnCreate)();
-    XNN(xnnInfer)(other);
-    EXPECT_FALSE(XNN(xnnHasException)(handle));
-    EXPECT_FALSE(XNN(xnnHasException)(nullptr));
+    void* const other = Entry(xnnCreate)();
+    Entry(xnnInfer)(other);
+    EXPECT_FALSE(Entry(xnnHasException)(handle));
+    EXPECT_FALSE(Entry(xnnHasException)(nullptr));
     EXPECT_NE(xnn_test::takeException(other), "");
-    XNN(xnnDestory)(other);
+    Entry(xnnDestory)(other);
 }
 
 TEST_F(XnnFailuresTest, NullHandleIsToldOnTheThreadThatGaveIt) {
-    XNN(xnnInfer)(nullptr);
-    std::thread([] { EXPECT_FALSE(XNN(xnnHasException)(nullptr)); }).join();
+    Entry(xnnInfer)(nullptr);
+    std::thread([] { EXPECT_FALSE(Entry(xnnHasException)(nullptr)); }).join();
     EXPECT_EQ(xnn_test::takeException(nullptr), "xnnInfer: the handle is null");
-    EXPECT_EQ(XNN(xnnGetSupportEngineNumber)(nullptr), 0);
+    EXPECT_EQ(Entry(xnnGetSupportEngineNumber)(nullptr), 0);
     EXPECT_EQ(xnn_test::takeException(nullptr), "xnnGetSupportEngineNumber: the handle is null");
-    EXPECT_EQ(XNN(xnnGetLayerData)(nullptr, "input"), nullptr);
+    EXPECT_EQ(Entry(xnnGetLayerData)(nullptr, "input"), nullptr);
     EXPECT_EQ(xnn_test::takeException(nullptr), "xnnGetLayerData: the handle is null");
-    XNN(xnnDestory)(nullptr);
-    EXPECT_FALSE(XNN(xnnHasException)(nullptr));
+    Entry(xnnDestory)(nullptr);
+    EXPECT_FALSE(Entry(xnnHasException)(nullptr));
 }
 
 TEST_F(XnnFailuresTest, CreationThatSucceedsClearsTheThreadsText) {
-    XNN(xnnInfer)(nullptr);
-    void* const other = XNN(xnnCreate)();
+    Entry(xnnInfer)(nullptr);
+    void* const other = Entry(xnnCreate)();
     ASSERT_NE(other, nullptr);
-    EXPECT_FALSE(XNN(xnnHasException)(nullptr));
-    XNN(xnnDestory)(other);
+    EXPECT_FALSE(Entry(xnnHasException)(nullptr));
+    Entry(xnnDestory)(other);
 }
 
 TEST_F(XnnFailuresTest, TextWithoutAFailureIsEmpty) {
     uint64_t length = 7;
     char text = '#';
-    XNN(xnnGetExceptionStringLength)(handle, &length);
-    XNN(xnnGetExceptionString)(handle, &text);
+    Entry(xnnGetExceptionStringLength)(handle, &length);
+    Entry(xnnGetExceptionString)(handle, &text);
     EXPECT_EQ(length, 0u);
     EXPECT_EQ(text, '#');
-    XNN(xnnGetExceptionStringLength)(handle, nullptr);
-    XNN(xnnGetExceptionString)(handle, nullptr);
+    Entry(xnnGetExceptionStringLength)(handle, nullptr);
+    Entry(xnnGetExceptionString)(handle, nullptr);
 }
 
 TEST_F(XnnFailuresTest, NamesOfACreationMustBeGiven) {
@@ -154,7 +153,7 @@ TEST_F(XnnFailuresTest, FailedCreationLeavesTheCurrentNetworkAsItIs) {
     pair.weights.pop_back();
     EXPECT_NE(creationFailure(pair), "");
     set("input_image", picture(4), kPicture);
-    XNN(xnnInfer)(handle);
+    Entry(xnnInfer)(handle);
     EXPECT_EQ(get("output_mask"), sumOf(picture(4)));
 }
 
@@ -168,10 +167,7 @@ TEST_F(XnnFailuresTest, RefusedDataNamesTheLayerAndBothSizes) {
     EXPECT_THAT(dataFailure("input_image", data.data(), {uint64_t{1} << 63, 1024}), HasSubstr("wants 512 floats"));
     EXPECT_THAT(dataFailure("input_image", nullptr, kPicture), HasSubstr("the data for layer input_image is null"));
     EXPECT_THAT(dataFailure("output_mask", data.data(), kPicture), HasSubstr("layer output_mask is an output"));
-    EXPECT_THAT(failureOf([&] {
-                    XNN(xnnSetLayerData)
-                    (handle, "input_image", data.data(), nullptr, 4);
-                }),
+    EXPECT_THAT(failureOf([&] { Entry(xnnSetLayerData)(handle, "input_image", data.data(), nullptr, 4); }),
                 HasSubstr("the dimensions for layer input_image are null"));
 }
 
@@ -186,65 +182,31 @@ TEST_F(XnnFailuresTest, UnknownLayersAreNamedWithTheKnownOnes) {
     create("three", threeOutputs());
     const std::string expected =
         "network three has no layer none; its inputs are input, its outputs gesture, segmentation, motion";
-    EXPECT_EQ(failureOf([&] { XNN(xnnGetLayerData)(handle, "none"); }), "xnnGetLayerData: " + expected);
+    EXPECT_EQ(failureOf([&] { Entry(xnnGetLayerData)(handle, "none"); }), "xnnGetLayerData: " + expected);
     EXPECT_THAT(dataFailure("none", picture(1).data(), kPicture), HasSubstr(expected));
     EXPECT_THAT(failureOf([&] { dims("none"); }), HasSubstr(expected));
-    EXPECT_THAT(failureOf([&] { twoStepText(XNN(xnnGetLayerPrecision), handle, "none"); }), HasSubstr(expected));
-    EXPECT_THAT(failureOf([&] { XNN(xnnGetLayerData)(handle, nullptr); }), HasSubstr("the layer's name is null"));
-    EXPECT_EQ(XNN(xnnGetLayerData)(handle, ""), nullptr);
+    EXPECT_THAT(failureOf([&] { twoStepText(Entry(xnnGetLayerPrecision), handle, "none"); }), HasSubstr(expected));
+    EXPECT_THAT(failureOf([&] { Entry(xnnGetLayerData)(handle, nullptr); }), HasSubstr("the layer's name is null"));
+    EXPECT_EQ(Entry(xnnGetLayerData)(handle, ""), nullptr);
     EXPECT_THAT(takeException(), HasSubstr("network three has no layer ;"));
 }
 
 TEST_F(XnnFailuresTest, IndicesAreBounded) {
     create("sum", sum);
     const std::vector<std::function<void(int)>> calls{
+        [&](int i) { Entry(xnnGetSupportEngineLength)(handle, i); },
+        [&](int i) { Entry(xnnGetSupportEngine)(handle, i, nullptr); },
+        [&](int i) { Entry(xnnGetSupportDeviceLength)(handle, "OpenVINO", i); },
+        [&](int i) { Entry(xnnGetSupportDevice)(handle, "OpenVINO", i, nullptr); },
+        [&](int i) { Entry(xnnGetCreatedNetworkIdentifierLength)(handle, i); },
+        [&](int i) { Entry(xnnGetCreatedNetworkIdentifier)(handle, i, nullptr); },
+        [&](int i) { Entry(xnnGetInputLayerLength)(handle, i); },
+        [&](int i) { Entry(xnnGetInputLayer)(handle, i, nullptr); },
+        [&](int i) { Entry(xnnGetOutputLayerLength)(handle, i); },
+        [&](int i) { Entry(xnnGetOutputLayer)(handle, i, nullptr); },
+        [&](int i) { Entry(xnnGetDeviceSupportPropertiesByIndex)(handle, "OpenVINO", "CPU", i, nullptr, nullptr); },
         [&](int i) {
-            XNN(xnnGetSupportEngineLength)
-            (handle, i);
-        },
-        [&](int i) {
-            XNN(xnnGetSupportEngine)
-            (handle, i, nullptr);
-        },
-        [&](int i) {
-            XNN(xnnGetSupportDeviceLength)
-            (handle, "OpenVINO", i);
-        },
-        [&](int i) {
-            XNN(xnnGetSupportDevice)
-            (handle, "OpenVINO", i, nullptr);
-        },
-        [&](int i) {
-            XNN(xnnGetCreatedNetworkIdentifierLength)
-            (handle, i);
-        },
-        [&](int i) {
-            XNN(xnnGetCreatedNetworkIdentifier)
-            (handle, i, nullptr);
-        },
-        [&](int i) {
-            XNN(xnnGetInputLayerLength)
-            (handle, i);
-        },
-        [&](int i) {
-            XNN(xnnGetInputLayer)
-            (handle, i, nullptr);
-        },
-        [&](int i) {
-            XNN(xnnGetOutputLayerLength)
-            (handle, i);
-        },
-        [&](int i) {
-            XNN(xnnGetOutputLayer)
-            (handle, i, nullptr);
-        },
-        [&](int i) {
-            XNN(xnnGetDeviceSupportPropertiesByIndex)
-            (handle, "OpenVINO", "CPU", i, nullptr, nullptr);
-        },
-        [&](int i) {
-            XNN(xnnGetEngineMutableProperties)
-            (handle, nullptr, i, nullptr, nullptr, nullptr, nullptr, "OpenVINO");
+            Entry(xnnGetEngineMutableProperties)(handle, nullptr, i, nullptr, nullptr, nullptr, nullptr, "OpenVINO");
         },
     };
     for (const auto& call : calls) {
@@ -257,32 +219,23 @@ TEST_F(XnnFailuresTest, IndicesAreBounded) {
 
 TEST_F(XnnFailuresTest, BuffersForAnswersMustBeGiven) {
     create("sum", sum);
-    EXPECT_THAT(failureOf([&] { XNN(xnnGetSupportEngine)(handle, 0, nullptr); }), HasSubstr("the buffer is null"));
-    EXPECT_THAT(failureOf([&] {
-                    XNN(xnnSelfVersion)
-                    (handle, nullptr, nullptr);
-                }),
+    EXPECT_THAT(failureOf([&] { Entry(xnnGetSupportEngine)(handle, 0, nullptr); }), HasSubstr("the buffer is null"));
+    EXPECT_THAT(failureOf([&] { Entry(xnnSelfVersion)(handle, nullptr, nullptr); }),
                 HasSubstr("length and text are both null"));
-    EXPECT_THAT(failureOf([&] {
-                    XNN(xnnGetLayerDims)
-                    (handle, "input_image", nullptr, nullptr);
-                }),
+    EXPECT_THAT(failureOf([&] { Entry(xnnGetLayerDims)(handle, "input_image", nullptr, nullptr); }),
                 HasSubstr("dims and count are both null"));
     EXPECT_THAT(failureOf([&] {
-                    XNN(xnnGetEngineMutableProperties)
-                    (handle, nullptr, -1, nullptr, nullptr, nullptr, nullptr, "OpenVINO");
+                    Entry(xnnGetEngineMutableProperties)(handle, nullptr, -1, nullptr, nullptr, nullptr, nullptr,
+                                                         "OpenVINO");
                 }),
                 HasSubstr("count is null"));
-    EXPECT_THAT(failureOf([&] {
-                    XNN(xnnGetPluginModelVersionLengthWithString)
-                    (handle, "x", nullptr);
-                }),
+    EXPECT_THAT(failureOf([&] { Entry(xnnGetPluginModelVersionLengthWithString)(handle, "x", nullptr); }),
                 HasSubstr("length is null"));
 }
 
 TEST_F(XnnFailuresTest, PropertiesMustBeKnownAndOfTheirType) {
     const auto failure = [&](const char* name, const char* type, const void* value) {
-        return failureOf([&] { XNN(xnnSetEnginePropertyForNetwork)(handle, "OpenVINO", "a", name, type, value); });
+        return failureOf([&] { Entry(xnnSetEnginePropertyForNetwork)(handle, "OpenVINO", "a", name, type, value); });
     };
     EXPECT_THAT(failure("NO_SUCH", "std::string", "x"), HasSubstr("there is no property NO_SUCH"));
     EXPECT_THAT(failure("CACHE_DIR", "std::string", "x"),
@@ -297,51 +250,24 @@ TEST_F(XnnFailuresTest, PropertiesMustBeKnownAndOfTheirType) {
 
 TEST_F(XnnFailuresTest, NetworksMustExist) {
     create("sum", sum);
-    EXPECT_THAT(failureOf([&] { XNN(xnnSwitchNetwork)(handle, "none"); }), HasSubstr("there is no network none"));
-    EXPECT_THAT(failureOf([&] { XNN(xnnRemoveNetwork)(handle, "none"); }), HasSubstr("there is no network none"));
-    EXPECT_THAT(failureOf([&] {
-                    XNN(xnnRemoveNetwork)
-                    (handle, nullptr);
-                }),
+    EXPECT_THAT(failureOf([&] { Entry(xnnSwitchNetwork)(handle, "none"); }), HasSubstr("there is no network none"));
+    EXPECT_THAT(failureOf([&] { Entry(xnnRemoveNetwork)(handle, "none"); }), HasSubstr("there is no network none"));
+    EXPECT_THAT(failureOf([&] { Entry(xnnRemoveNetwork)(handle, nullptr); }),
                 HasSubstr("the network's identifier is null"));
-    EXPECT_THAT(failureOf([&] {
-                    XNN(xnnGetNetworkDeviceLength)
-                    (handle, "none");
-                }),
+    EXPECT_THAT(failureOf([&] { Entry(xnnGetNetworkDeviceLength)(handle, "none"); }),
                 HasSubstr("there is no network none"));
     EXPECT_EQ(identifier(), "sum");
 }
 
 TEST_F(XnnFailuresTest, WithoutANetworkThereIsNothingToAsk) {
     const std::vector<std::function<void()>> calls{
-        [&] {
-            XNN(xnnInfer)
-            (handle);
-        },
-        [&] {
-            XNN(xnnGetLayerData)
-            (handle, "input");
-        },
-        [&] {
-            XNN(xnnGetInputLayerNumber)
-            (handle);
-        },
-        [&] {
-            XNN(xnnGetOutputLayerNumber)
-            (handle);
-        },
-        [&] {
-            XNN(xnnGetCurrentEngineLength)
-            (handle);
-        },
-        [&] {
-            XNN(xnnGetCurrentIdentifierLength)
-            (handle);
-        },
-        [&] {
-            XNN(xnnGetCurrentNetworkDeviceLength)
-            (handle);
-        },
+        [&] { Entry(xnnInfer)(handle); },
+        [&] { Entry(xnnGetLayerData)(handle, "input"); },
+        [&] { Entry(xnnGetInputLayerNumber)(handle); },
+        [&] { Entry(xnnGetOutputLayerNumber)(handle); },
+        [&] { Entry(xnnGetCurrentEngineLength)(handle); },
+        [&] { Entry(xnnGetCurrentIdentifierLength)(handle); },
+        [&] { Entry(xnnGetCurrentNetworkDeviceLength)(handle); },
     };
     for (const auto& call : calls) EXPECT_THAT(failureOf(call), HasSubstr("there is no current network"));
 }
@@ -351,61 +277,35 @@ TEST_F(XnnFailuresTest, ModelsMustExist) {
     const std::string empty = folder.write("empty.xml", "");
     const std::string none = folder.path("none.xml");
     const std::string nested = folder.path();
-    EXPECT_THAT(failureOf([&] {
-                    XNN(xnnCreateNetByBuiltin)
-                    (handle, "OpenVINO", "a", "CPU", "ladon");
-                }),
+    EXPECT_THAT(failureOf([&] { Entry(xnnCreateNetByBuiltin)(handle, "OpenVINO", "a", "CPU", "ladon"); }),
                 HasSubstr("there is no model ladon: the library carries none"));
-    EXPECT_THAT(failureOf([&] {
-                    XNN(xnnGetSupportBuiltinModelLength)
-                    (handle, 0);
-                }),
+    EXPECT_THAT(failureOf([&] { Entry(xnnGetSupportBuiltinModelLength)(handle, 0); }),
                 HasSubstr("there is no built-in model at the index 0"));
-    EXPECT_THAT(failureOf([&] {
-                    XNN(xnnGetSupportBuiltinModelID)
-                    (handle, 0, nullptr);
-                }),
+    EXPECT_THAT(failureOf([&] { Entry(xnnGetSupportBuiltinModelID)(handle, 0, nullptr); }),
                 HasSubstr("there is no built-in model at the index 0"));
-    EXPECT_THAT(failureOf([&] {
-                    XNN(xnnUnregisterInnerID)
-                    (handle, "a");
-                }),
+    EXPECT_THAT(failureOf([&] { Entry(xnnUnregisterInnerID)(handle, "a"); }),
                 HasSubstr("the inner id a is not registered"));
     for (const std::string& file : {none, nested}) {
-        EXPECT_THAT(failureOf([&] {
-                        XNN(xnnCreateNetByFiles)
-                        (handle, "OpenVINO", "a", "CPU", file.c_str(), nullptr);
-                    }),
-                    HasSubstr("there is no file " + file));
-        EXPECT_THAT(failureOf([&] {
-                        XNN(xnnRegisterModelAsInnerIDwithString)
-                        (handle, "a", file.c_str(), nullptr);
-                    }),
+        EXPECT_THAT(
+            failureOf([&] { Entry(xnnCreateNetByFiles)(handle, "OpenVINO", "a", "CPU", file.c_str(), nullptr); }),
+            HasSubstr("there is no file " + file));
+        EXPECT_THAT(failureOf([&] { Entry(xnnRegisterModelAsInnerIDwithString)(handle, "a", file.c_str(), nullptr); }),
                     HasSubstr("there is no file " + file));
     }
-    EXPECT_THAT(failureOf([&] {
-                    XNN(xnnCreateNetByFiles)
-                    (handle, "OpenVINO", "a", "CPU", empty.c_str(), nullptr);
-                }),
+    EXPECT_THAT(failureOf([&] { Entry(xnnCreateNetByFiles)(handle, "OpenVINO", "a", "CPU", empty.c_str(), nullptr); }),
                 HasSubstr("is empty or cannot be read"));
-    EXPECT_THAT(failureOf([&] {
-                    XNN(xnnCreateNetByFiles)
-                    (handle, "OpenVINO", "a", "CPU", nullptr, nullptr);
-                }),
+    EXPECT_THAT(failureOf([&] { Entry(xnnCreateNetByFiles)(handle, "OpenVINO", "a", "CPU", nullptr, nullptr); }),
                 HasSubstr("the path is null"));
     uint64_t length = 0;
     const std::string text = folder.write("text.xml", "no network");
-    EXPECT_THAT(failureOf([&] {
-                    XNN(xnnGetPluginModelVersionLengthWithString)
-                    (handle, text.c_str(), &length);
-                }),
+    EXPECT_THAT(failureOf([&] { Entry(xnnGetPluginModelVersionLengthWithString)(handle, text.c_str(), &length); }),
                 HasSubstr("describes no network"));
 }
 
 TEST_F(XnnFailuresTest, InnerIdIsRegisteredOnce) {
     const platform::test::TemporaryFolder folder;
     const std::string xml = folder.write("sum.xml", sum.xml);
-    const auto registerModel = [&] { XNN(xnnRegisterModelAsInnerIDwithString)(handle, "sum", xml.c_str(), nullptr); };
+    const auto registerModel = [&] { Entry(xnnRegisterModelAsInnerIDwithString)(handle, "sum", xml.c_str(), nullptr); };
     registerModel();
     EXPECT_THAT(failureOf(registerModel), HasSubstr("the inner id sum is registered already"));
 }

@@ -8,28 +8,28 @@ namespace {
 
 using zeltest::allocationsOf;
 
-class LinuxXnnAllocationsTest : public PluginFixture {
+class XnnFrameAllocationsTest : public PluginFixture {
   protected:
     void setAndGet() {
-        XNN(xnnSetLayerData)(handle, "input_image", input.data(), kPicture.data(), kPicture.size());
-        ASSERT_NE(XNN(xnnGetLayerData)(handle, "output_mask"), nullptr);
+        Entry(xnnSetLayerData)(handle, "input_image", input.data(), kPicture.data(), kPicture.size());
+        ASSERT_NE(Entry(xnnGetLayerData)(handle, "output_mask"), nullptr);
     }
 
     const test_networks::Pair pair = test_networks::weightedSum(10, "f32");
     const std::vector<float> input = picture(1);
 };
 
-TEST_F(LinuxXnnAllocationsTest, AllocationsOfTheLibraryAreCounted) {
-    EXPECT_GT(allocationsOf([&] { XNN(xnnInfer)(handle); }), 0u);  // it fails, with a text
+TEST_F(XnnFrameAllocationsTest, AllocationsOfTheLibraryAreCounted) {
+    EXPECT_GT(allocationsOf([&] { Entry(xnnInfer)(handle); }), 0u);  // it fails, with a text
     takeException();
 }
 
-TEST_F(LinuxXnnAllocationsTest, LayersAreSetAndFoundWithoutAllocation) {
+TEST_F(XnnFrameAllocationsTest, LayersAreSetAndFoundWithoutAllocation) {
     create("sum", pair);
     EXPECT_EQ(allocationsOf([&] { setAndGet(); }), 0u);
 }
 
-TEST_F(LinuxXnnAllocationsTest, FrameAllocatesNoMoreThanTheBareRuntime) {
+TEST_F(XnnFrameAllocationsTest, FrameAllocatesNoMoreThanTheBareRuntime) {
     create("sum", pair);
     ov_core_t* core = nullptr;
     ov_tensor_t* weights = nullptr;
@@ -49,7 +49,7 @@ TEST_F(LinuxXnnAllocationsTest, FrameAllocatesNoMoreThanTheBareRuntime) {
     const size_t ofBare = allocationsOf([&] { ASSERT_EQ(ov_infer_request_infer(bare), 0); });
     EXPECT_LE(allocationsOf([&] {
                   setAndGet();
-                  XNN(xnnInfer)(handle);
+                  Entry(xnnInfer)(handle);
               }),
               ofBare);
 

@@ -97,26 +97,26 @@ void takeLine(const char* line) {
 
 class XnnLogTest : public testing::Test {
   protected:
-    XnnLogTest() : handle(XNN(xnnCreate)()) { gLines.clear(); }
+    XnnLogTest() : handle(Entry(xnnCreate)()) { gLines.clear(); }
     ~XnnLogTest() override {
         gLines.letGo();
-        XNN(xnnDestory)(handle);
+        Entry(xnnDestory)(handle);
     }
 
     void log(const std::string& text) {
-        XNN(xnnSetEnginePropertyForNetwork)
-        (handle, "OpenVINO", text.c_str(), "GPU_THROTTLE_HINT_LEVEL", "std::string", "LOW");
+        Entry(xnnSetEnginePropertyForNetwork)(handle, "OpenVINO", text.c_str(), "GPU_THROTTLE_HINT_LEVEL",
+                                              "std::string", "LOW");
     }
 
     void* handle;
 };
 
 TEST_F(XnnLogTest, TellsOfCreationDeviceAndPropertiesOnAThreadOfItsOwn) {
-    XNN(xnnSetLogCallback)(handle, takeLine);
+    Entry(xnnSetLogCallback)(handle, takeLine);
     log("sum");
     const test_networks::Pair pair = test_networks::weightedSum(10, "f32");
-    XNN(xnnCreateNetByBuffers)
-    (handle, "OpenVINO", "sum", "CPU", pair.xml.data(), pair.xml.size(), pair.weights.data(), pair.weights.size());
+    Entry(xnnCreateNetByBuffers)(handle, "OpenVINO", "sum", "CPU", pair.xml.data(), pair.xml.size(),
+                                 pair.weights.data(), pair.weights.size());
     const std::vector<std::string> lines = gLines.waitForLine("network sum created on device CPU: read in ");
     EXPECT_THAT(lines.front(), HasSubstr("xnn 2025.06.23-8ad6a1c(x64) on OpenVINO "));
     EXPECT_THAT(lines, Contains("property GPU_THROTTLE_HINT_LEVEL set for network sum"));
@@ -125,24 +125,24 @@ TEST_F(XnnLogTest, TellsOfCreationDeviceAndPropertiesOnAThreadOfItsOwn) {
 }
 
 TEST_F(XnnLogTest, FailedCreationIsLogged) {
-    XNN(xnnSetLogCallback)(handle, takeLine);
-    XNN(xnnCreateNetByBuffers)(handle, "OpenVINO", "sum", "CPU", "x", 1, nullptr, 0);
+    Entry(xnnSetLogCallback)(handle, takeLine);
+    Entry(xnnCreateNetByBuffers)(handle, "OpenVINO", "sum", "CPU", "x", 1, nullptr, 0);
     gLines.waitForLine("network sum cannot be created on device CPU: ");
 }
 
 TEST_F(XnnLogTest, LinesWaitForTheFirstCallback) {
     log("early");
-    XNN(xnnSetLogCallback)(handle, takeLine);
+    Entry(xnnSetLogCallback)(handle, takeLine);
     EXPECT_EQ(gLines.waitForLine("early").size(), 2u);
 }
 
 TEST_F(XnnLogTest, StoppingWaitsForTheCallUnderWay) {
     gLines.hold();
-    XNN(xnnSetLogCallback)(handle, takeLine);
+    Entry(xnnSetLogCallback)(handle, takeLine);
     gLines.waitUntilBegun();
     std::atomic<bool> stopped = false;
     std::thread stopper([&] {
-        XNN(xnnSetLogCallback)(handle, nullptr);
+        Entry(xnnSetLogCallback)(handle, nullptr);
         EXPECT_EQ(gLines.lines().size(), 1u);
         stopped = true;
     });
@@ -156,10 +156,10 @@ TEST_F(XnnLogTest, StoppingWaitsForTheCallUnderWay) {
 
 TEST_F(XnnLogTest, ReleaseWaitsForTheCallUnderWay) {
     gLines.hold();
-    XNN(xnnSetLogCallback)(handle, takeLine);
+    Entry(xnnSetLogCallback)(handle, takeLine);
     gLines.waitUntilBegun();
     std::thread destroyer([handle = std::exchange(handle, nullptr)] {
-        XNN(xnnDestory)(handle);
+        Entry(xnnDestory)(handle);
         EXPECT_EQ(gLines.lines().size(), 1u);
     });
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
@@ -170,17 +170,17 @@ TEST_F(XnnLogTest, ReleaseWaitsForTheCallUnderWay) {
 
 TEST_F(XnnLogTest, EntryPointsDoNotWaitForASlowCallback) {
     gLines.hold();
-    XNN(xnnSetLogCallback)(handle, takeLine);
+    Entry(xnnSetLogCallback)(handle, takeLine);
     gLines.waitUntilBegun();
     log("meanwhile");
-    EXPECT_EQ(XNN(xnnGetSupportEngineNumber)(handle), 1);
+    EXPECT_EQ(Entry(xnnGetSupportEngineNumber)(handle), 1);
     gLines.letGo();
     gLines.waitForLine("meanwhile");
 }
 
 TEST_F(XnnLogTest, OfTooManyLinesTheOldestAreLostAndCounted) {
     gLines.hold();
-    XNN(xnnSetLogCallback)(handle, takeLine);
+    Entry(xnnSetLogCallback)(handle, takeLine);
     gLines.waitUntilBegun();
     const int all = static_cast<int>(xnn::LogThread::kLongest) + 10;
     for (int i = 1; i <= all; ++i) log("number " + std::to_string(i) + " of all");
@@ -192,21 +192,21 @@ TEST_F(XnnLogTest, OfTooManyLinesTheOldestAreLostAndCounted) {
 }
 
 TEST_F(XnnLogTest, CallbackMayStopItself) {
-    gLines.runInside([this] { XNN(xnnSetLogCallback)(handle, nullptr); });
-    XNN(xnnSetLogCallback)(handle, takeLine);
+    gLines.runInside([this] { Entry(xnnSetLogCallback)(handle, nullptr); });
+    Entry(xnnSetLogCallback)(handle, takeLine);
     gLines.waitForLine("xnn ");
     log("late");
-    XNN(xnnSetLogCallback)(handle, nullptr);
+    Entry(xnnSetLogCallback)(handle, nullptr);
     EXPECT_EQ(gLines.lines().size(), 1u);
 }
 
 TEST_F(XnnLogTest, CallbackMayReleaseTheHandle) {
-    XNN(xnnSetLogCallback)(handle, takeLine);
+    Entry(xnnSetLogCallback)(handle, takeLine);
     gLines.waitForLine("xnn ");
     std::promise<void> left;  // by this thread
     gLines.runInside([handle = handle, isLeft = left.get_future().share()] {
         isLeft.wait();
-        XNN(xnnDestory)(handle);
+        Entry(xnnDestory)(handle);
     });
     log("last");
     log("never brought");
@@ -220,13 +220,13 @@ TEST_F(XnnLogTest, HandlesComeAndGoOnManyThreads) {
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([] {
             for (int i = 0; i < 25; ++i) {
-                void* const own = XNN(xnnCreate)();
-                XNN(xnnSetLogCallback)(own, takeLine);
-                XNN(xnnSwitchNetwork)(own, "none");
-                XNN(xnnSetEnginePropertyForNetwork)
-                (own, "OpenVINO", "a", "MULTI_DEVICE_PRIORITIES", "std::string", "CPU");
-                if (i % 2 == 0) XNN(xnnSetLogCallback)(own, nullptr);
-                XNN(xnnDestory)(own);
+                void* const own = Entry(xnnCreate)();
+                Entry(xnnSetLogCallback)(own, takeLine);
+                Entry(xnnSwitchNetwork)(own, "none");
+                Entry(xnnSetEnginePropertyForNetwork)(own, "OpenVINO", "a", "MULTI_DEVICE_PRIORITIES", "std::string",
+                                                      "CPU");
+                if (i % 2 == 0) Entry(xnnSetLogCallback)(own, nullptr);
+                Entry(xnnDestory)(own);
             }
         });
     }
