@@ -1,5 +1,6 @@
 // An inference library that infers nothing: it tells how it was called and does what a test has set. Variants lack an
-// entry (WITHOUT_...) or are of another version (TEST_VERSION).
+// entry (WITHOUT_...) or are of another version (TEST_VERSION). The entries that are only looked up lie in
+// test_library_entries.cpp.
 #include <algorithm>
 #include <atomic>
 #include <cstring>
@@ -291,61 +292,5 @@ XNN_API void xnnSetLogCallback(void* handle, XnnLogCallback callback) {
     });
 }
 #endif
-
-// ---- entries that are looked up only ----
-
-#define LOOKED_UP(name) XNN_API void name()
-LOOKED_UP(xnnCreate) {}
-LOOKED_UP(xnnRegisterModelAsInnerIDwithString) {}
-LOOKED_UP(xnnRegisterModelAsInnerIDwithWString) {}
-LOOKED_UP(xnnUnregisterInnerID) {}
-LOOKED_UP(xnnVersion) {}
-LOOKED_UP(xnnGetSupportDeviceNumber) {}
-LOOKED_UP(xnnGetSupportDeviceLength) {}
-LOOKED_UP(xnnGetSupportDevice) {}
-LOOKED_UP(xnnCreateNetByBuiltin) {}
-#ifndef WITHOUT_xnnCreateNetByFiles
-LOOKED_UP(xnnCreateNetByFiles) {}
-#endif
-LOOKED_UP(xnnCreateNetByFilesWithWstring) {}
-LOOKED_UP(xnnRemoveNetwork) {}
-LOOKED_UP(xnnGetSupportBuiltinModelNumber) {}
-LOOKED_UP(xnnGetSupportBuiltinModelLength) {}
-LOOKED_UP(xnnGetSupportBuiltinModelID) {}
-LOOKED_UP(xnnSwitchNetwork) {}
-LOOKED_UP(xnnGetCreatedNetworkIdentifiersNumber) {}
-LOOKED_UP(xnnGetCreatedNetworkIdentifierLength) {}
-LOOKED_UP(xnnGetCreatedNetworkIdentifier) {}
-LOOKED_UP(xnnGetNetworkEngineLength) {}
-LOOKED_UP(xnnGetNetworkEngine) {}
-LOOKED_UP(xnnGetNetworkDeviceLength) {}
-LOOKED_UP(xnnGetNetworkDevice) {}
-LOOKED_UP(xnnGetCurrentEngineLength) {}
-LOOKED_UP(xnnGetCurrentEngine) {}
-LOOKED_UP(xnnGetCurrentIdentifierLength) {}
-LOOKED_UP(xnnGetCurrentIdentifier) {}
-LOOKED_UP(xnnGetCurrentNetworkDeviceLength) {}
-LOOKED_UP(xnnGetCurrentNetworkDevice) {}
-LOOKED_UP(xnnGetInputLayerNumber) {}
-LOOKED_UP(xnnGetInputLayerLength) {}
-LOOKED_UP(xnnGetInputLayer) {}
-LOOKED_UP(xnnGetOutputLayerNumber) {}
-LOOKED_UP(xnnGetOutputLayerLength) {}
-LOOKED_UP(xnnGetOutputLayer) {}
-LOOKED_UP(xnnGetDeviceSupportPropertiesNumber) {}
-LOOKED_UP(xnnGetDeviceSupportPropertiesByIndex) {}
-LOOKED_UP(xnnGetDevicePropertyTypeID) {}
-LOOKED_UP(xnnGetDevicePropertyTypeString) {}
-LOOKED_UP(xnnGetDevicePropertyTypeUnorderedMap_String_Float) {}
-LOOKED_UP(xnnGetDevicePropertyTypeGeneral) {}
-#ifndef WITHOUT_xnnGetLayerPrecision
-LOOKED_UP(xnnGetLayerPrecision) {}
-#endif
-LOOKED_UP(xnnGetPluginModelVersionLengthWithString) {}
-#ifndef WITHOUT_xnnGetPluginModelVersionWithString
-LOOKED_UP(xnnGetPluginModelVersionWithString) {}
-#endif
-LOOKED_UP(xnnGetPluginModelVersionLengthWithWstring) {}
-LOOKED_UP(xnnGetPluginModelVersionWithWstring) {}
 
 }  // extern "C"
