@@ -29,7 +29,7 @@ using LogCallback = std::function<void(const std::string&)>;
 class LogSlot {
   public:
     std::shared_ptr<const LogCallback> set(LogCallback callback) ZEL_EXCLUDES(m_mutex) {
-        const auto next = std::make_shared<const LogCallback>(std::move(callback));
+        auto next = std::make_shared<const LogCallback>(std::move(callback));
         auto previous = next;  // destroyed after the lock has been given back
         const cm::LockGuard lock(m_mutex);
         m_callback.swap(previous);
@@ -343,7 +343,7 @@ void PluginEngine::checkEngineName(const std::string& engine) {
     if (std::find(engines.begin(), engines.end(), engine) != engines.end()) return;
     std::string text = "[" + engine + "] is not a supported Engine.\n";
     text += engines.empty() ? "This library Not Supported any Engine." : "Supported Engines: ";
-    for (const std::string& name : engines) text += name + " ";
+    for (const std::string& name : engines) text.append(name).append(" ");
     throw std::runtime_error(text);
 }
 
@@ -463,7 +463,7 @@ void PluginEngine::checkException() {
 std::string PluginEngine::version() {
     const cm::LockGuard lock(mMutex);
     requireHandle();
-    const std::string version = readVersion(*mFunctions, mHandle.get());
+    std::string version = readVersion(*mFunctions, mHandle.get());
     checkException();
     return version;
 }

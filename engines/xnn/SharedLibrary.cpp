@@ -90,7 +90,7 @@ std::string getDllArchitecture(const std::wstring& path, platform::LibraryFile& 
     expectStep(file.createMapping(), "Failed to create file mapping.", file);
     expectStep(file.mapView(), "Failed to map view of file.", file);
     expectStep(file.hasSignature(), "Not a valid PE image.", file);
-    const std::string architecture = file.architecture();
+    std::string architecture = file.architecture();
     file.release();
     return architecture;
 }

@@ -38,7 +38,7 @@ std::string textOf(Call call) {
 }
 
 std::string errorOfLoad(const std::string& path) {
-    const std::string narrow = textOf([&] { load_shared_object(path); });
+    std::string narrow = textOf([&] { load_shared_object(path); });
     EXPECT_EQ(textOf([&] { load_shared_object(platform::widen(path)); }), narrow);
     return narrow;
 }
@@ -269,10 +269,14 @@ TEST(SharedLibraryTest, ErrorOfTheFileSystemIsRaisedAsItIs) {
 
 TEST(SharedLibraryTest, FileThatIsNoLibraryIsRefused) {
     const TemporaryFolder folder;
+    const std::string refused = " file is not a valid DLL. load_shared_object failed.";
     for (const std::string& path : {folder.write("text", "This is no library."), folder.write("empty", ""),
-                                    folder.write("byte", "\x7f"), folder.path(), platform::executablePath()}) {
-        EXPECT_EQ(errorOfLoad(path), path + " file is not a valid DLL. load_shared_object failed.");
+                                    folder.write("byte", "\x7f"), platform::executablePath()}) {
+        EXPECT_EQ(errorOfLoad(path), path + refused);
     }
+    std::string error;
+    linesOf([&] { error = errorOfLoad(folder.path()); });
+    EXPECT_EQ(error, folder.path() + refused);
 }
 
 TEST(SharedLibraryTest, LibraryForAnotherMachineFailsAtTheLoad) {

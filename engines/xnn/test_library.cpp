@@ -95,7 +95,7 @@ int toldNumber(size_t number) {
 }
 
 void copyTo(char* buffer, const std::string& text) {
-    std::memcpy(buffer, text.data(), text.size());
+    std::copy(text.begin(), text.end(), buffer);
 }
 
 std::vector<std::string> engines() {
