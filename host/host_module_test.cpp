@@ -2,7 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <memory>
+#include <thread>
 
 #include "host/HostEngineFixture.h"
 #include "plugins/qorml/TestModules.h"
@@ -155,6 +157,31 @@ TEST_F(HostModuleTest, IdleLeavesTheModuleLoaded) {
     eventsOf(kModule, 0);
     EXPECT_EQ(watch.livingModels(), 1) << "the earlier one has gone";
     expectServing(16, 16, 97);
+}
+
+TEST_F(HostModuleTest, FramesFlowWhileModulesComeAndGo) {
+    startWorkingModule();
+    std::atomic<bool> enough{false};
+    int masks = 0;
+    std::thread frames([&] {
+        while (!enough) {
+            mClient->frame(16, 16, picture(16, 16, 40));
+            while (mClient->mask(1)) ++masks;
+        }
+    });
+    for (const uint32_t capacity : {1u, 0u, 1u, 0u}) {
+        eventsOf(0, 0);
+        eventsOf(kModule, capacity);
+        eventsOf(kModule, 1 - capacity);
+        eventsOf(5, 0);
+    }
+    eventsOf(0, 0);
+    eventsOf(kModule, 0);
+    enough = true;
+    frames.join();
+    while (mClient->mask(100)) ++masks;
+    EXPECT_GT(masks, 0);
+    expectServing(16, 16, 99);
 }
 
 TEST_F(HostModuleTest, HostsEndReleasesTheModule) {

@@ -10,6 +10,11 @@ namespace {
 constexpr float kRound = 0.5f;
 constexpr float kWhite = 255.0f;
 
+// Whether both are one and the same old pixel.
+bool isOne(const LineScale::Part& a, const LineScale::Part& b) {
+    return a.count == 1 && b.count == 1 && a.first == b.first;
+}
+
 }  // namespace
 
 LineScale::LineScale(size_t from, size_t to) : mFirst(to), mStart(to + 1) {
@@ -56,10 +61,12 @@ void Resizer::toBytes(const uint8_t* from, uint8_t* to) {
     }
 }
 
-// Down first, so that no more than a line of the old size is kept.
+// Down first, so that no more than a line of the old size is kept. Rows are asked for in their order: a very wide
+// picture of few rows gives the same one again and again.
 const std::vector<float>& Resizer::row(size_t y, const uint8_t* from, size_t step) {
-    std::fill(mMixed.begin(), mMixed.end(), 0.0f);
     const LineScale::Part down = mDown.part(y);
+    if (y > 0 && isOne(down, mDown.part(y - 1))) return mRow;
+    std::fill(mMixed.begin(), mMixed.end(), 0.0f);
     for (size_t i = 0; i < down.count; ++i) {
         const uint8_t* line = from + (down.first + i) * mFrom.width * step;
         for (size_t x = 0; x < mFrom.width; ++x) mMixed[x] += down.weights[i] * static_cast<float>(line[x * step]);

@@ -47,6 +47,7 @@ class Resizer {
     void toBytes(const uint8_t* from, uint8_t* to);
 
   private:
+    // Row `y`, valid until the next call.
     const std::vector<float>& row(size_t y, const uint8_t* from, size_t step);
 
     const Size mFrom;
