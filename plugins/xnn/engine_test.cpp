@@ -63,22 +63,22 @@ TEST_F(XnnEngineTest, MutablePropertiesHaveTheirTypes) {
 }
 
 TEST_F(XnnEngineTest, CacheFolderIsUsedByTheCreationThatFollows) {
+    namespace fs = std::filesystem;
     const platform::test::TemporaryFolder folder;
-    const std::filesystem::path cache = std::filesystem::path(folder.path()) / u8"cach\u00E9";
-    const std::wstring wide = widePath(folder.path("cach\xC3\xA9"));
+    const fs::path cache = fs::path(folder.path()) / u8"cach\u00E9";
+    const auto filesOfCache = [&] { return std::distance(fs::directory_iterator(cache), fs::directory_iterator()); };
     Entry(xnnSetEnginePropertyForNetwork)(handle, "OpenVINO", "first", "CACHE_DIR", "std::filesystem::path",
-                                          wide.c_str());
+                                          widePath(folder.path("cach\xC3\xA9")).c_str());
     create("other", weightedSum(10, "f32"));
-    EXPECT_FALSE(std::filesystem::exists(cache));
+    EXPECT_FALSE(fs::exists(cache));
     create("first", weightedSum(10, "f32"));
     EXPECT_EQ(takeException(), "");
-    ASSERT_TRUE(std::filesystem::exists(cache));
-    EXPECT_FALSE(std::filesystem::is_empty(cache));
-
-    Entry(xnnRemoveNetwork)(handle, "first");  // it may hold the file open
-    std::filesystem::remove_all(cache);
-    create("first", weightedSum(10, "f32"));
-    EXPECT_FALSE(std::filesystem::exists(cache)) << "the property was not used up";
+    ASSERT_TRUE(fs::exists(cache));
+    EXPECT_EQ(filesOfCache(), 1);
+    create("first", weightedSum(10, "f16"));
+    EXPECT_EQ(filesOfCache(), 1) << "the property was not used up";
+    // The runtime makes them read-only, and Windows does not remove such files.
+    for (const auto& file : fs::directory_iterator(cache)) fs::permissions(file, fs::perms::owner_all);
 }
 
 TEST_F(XnnEngineTest, PropertyThatTheDeviceDoesNotKnowIsDropped) {
@@ -120,9 +120,9 @@ TEST_F(XnnEngineTest, AliasReachesThePrioritiesOfAuto) {
     setString("ladon_NPU", "GPU_THROTTLE_HINT_LEVEL", "LOW");
     create("ladon_NPU", weightedSum(10, "f32"), "AUTO");
     EXPECT_EQ(takeException(), "");
-    set("input_image", picture(1.00390625f), kPicture);
+    set("input_image", picture(1), kPicture);
     Entry(xnnInfer)(handle);
-    EXPECT_EQ(get("output_mask"), sumOf(picture(1.00390625f)));
+    EXPECT_EQ(get("output_mask"), sumOf(picture(1)));
 }
 
 TEST_F(XnnEngineTest, AutoChoosesByItself) {

@@ -130,6 +130,18 @@ TEST_F(XnnLogTest, FailedCreationIsLogged) {
     gLines.waitForLine("network sum cannot be created on device CPU: ");
 }
 
+TEST_F(XnnLogTest, DevicesThatComeDownToOneAreThatOne) {
+    setVariable("ZELHOST_DEVICE_ALIAS", "GPU=CPU,NPU=CPU");
+    const test_networks::Pair pair = test_networks::weightedSum(10, "f32");
+    Entry(xnnSetLogCallback)(handle, takeLine);
+    Entry(xnnSetEnginePropertyForNetwork)(handle, "OpenVINO", "sum", "MULTI_DEVICE_PRIORITIES", "std::string",
+                                          "NPU,GPU");
+    Entry(xnnCreateNetByBuffers)(handle, "OpenVINO", "sum", "AUTO", pair.xml.data(), pair.xml.size(),
+                                 pair.weights.data(), pair.weights.size());
+    setVariable("ZELHOST_DEVICE_ALIAS", "");
+    gLines.waitForLine("network sum created on device AUTO (CPU): read in ");
+}
+
 TEST_F(XnnLogTest, LinesWaitForTheFirstCallback) {
     log("early");
     Entry(xnnSetLogCallback)(handle, takeLine);
