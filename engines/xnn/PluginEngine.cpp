@@ -263,6 +263,10 @@ std::string describeMismatch(const std::string& version, char open, char close) 
            ". If init() there have any issue, please make two versions same first.";
 }
 
+[[noreturn]] void raiseNotListed(const std::string& engine, const std::string& property) {
+    throw std::runtime_error(engine + " no " + property + " property! Please check.");
+}
+
 template <class Value>
 const Value& valueOf(const std::string& name, const std::string& type, const std::any& value) {
     const Value* const held = std::any_cast<Value>(&value);
@@ -389,7 +393,7 @@ void PluginEngine::setProperties(const std::string& engine, const std::string& i
     const std::map<std::string, std::string> types = getEngineMutableProperties(engine);
     for (const auto& [name, value] : properties) {
         const auto listed = types.find(name);
-        if (listed == types.end()) throw std::runtime_error(engine + " no " + name + " property! Please check.");
+        if (listed == types.end()) raiseNotListed(engine, name);
         setProperty(engine, identifier, name, listed->second, value);
     }
 }
