@@ -210,7 +210,7 @@ TEST_F(StartedQorMLTest, FramesThatAreNoneAreRefusedAndTheNextIsServed) {
     wrong[4] = picture(640, 361);
     wrong[5] = picture(641, 360);
     wrong[6].stride = 0;
-    wrong[7] = picture(0x20000000, 2);
+    wrong[7] = picture(0x1FFFFFFF, 2);
     for (ZelMLFrame& input : wrong) {
         EXPECT_NE(mModel->PrepareInput(&input), 0);
         EXPECT_EQ(input.data, nullptr);
