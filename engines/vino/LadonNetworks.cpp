@@ -34,8 +34,8 @@ class Graph {
         std::vector<Value> inputs;
         for (int i = 0; i < mOptions.inputs; ++i) {
             const int id = mIds++;
-            mLayers +=
-                layer(id, "input" + std::to_string(i), "Parameter", parameter(picture), "", port(0, "FP32", picture));
+            mLayers += layer(id, i == 0 ? "input" : "input" + std::to_string(i), "Parameter", parameter(picture), "",
+                             port(0, "FP32", picture));
             inputs.push_back({id, 0, picture});
         }
         makeMask(inputs[0]);
