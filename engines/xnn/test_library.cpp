@@ -22,7 +22,7 @@ namespace {
 std::mutex gMutex;
 std::string gCalls;                            // a line each
 std::map<std::string, std::string> gSettings;  // see TestLibrary.h
-int gCreations = 0;
+std::atomic<int> gCreations{0};
 
 std::string setting(const std::string& key, const std::string& otherwise = "") {
     const std::lock_guard lock(gMutex);
@@ -151,12 +151,12 @@ XNN_API void xnnTestCalls(void* out, void (*take)(void* out, const char* calls))
 // ---- entries that are called ----
 
 XNN_API void* xnnCreateWithLibraryLoader(XnnLibraryLoader first, XnnLibraryLoader second) {
-    ++gCreations;
+    const int number = ++gCreations;
     const bool done = succeeds(nullptr, "xnnCreateWithLibraryLoader");
     if (first) first(L"first");
     if (second) second(L"second");
-    if (isAmong(std::to_string(gCreations), setting("null creations"))) return nullptr;
-    auto* const handle = new Handle{.number = gCreations, .pending = {}, .data = {}, .logger = {}};
+    if (isAmong(std::to_string(number), setting("null creations"))) return nullptr;
+    auto* const handle = new Handle{.number = number, .pending = {}, .data = {}, .logger = {}};
     if (!done) handle->pending.swap(gFailedCreation);
     return handle;
 }
