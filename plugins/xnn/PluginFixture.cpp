@@ -89,7 +89,10 @@ std::vector<float> picture(float first) {
 std::vector<float> sumOf(const std::vector<float>& picture) {
     constexpr size_t kPlane = 8 * 16;
     std::vector<float> sum(kPlane);
-    for (size_t i = 0; i < picture.size(); ++i) sum[i % kPlane] += static_cast<float>(i / kPlane + 1) * picture[i];
+    for (size_t i = 0; i < picture.size(); ++i) {
+        const size_t channel = i / kPlane;
+        sum[i % kPlane] += static_cast<float>(channel + 1) * picture[i];
+    }
     return sum;
 }
 

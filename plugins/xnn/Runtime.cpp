@@ -60,7 +60,7 @@ std::vector<std::string> Core::propertyNames(const std::string& device) const {
 std::string Core::version() {
     ov_version_t version{};
     check(ov_get_openvino_version(&version), "the runtime cannot tell its version");
-    const std::string text = std::string("OpenVINO ") + version.buildNumber;
+    std::string text = std::string("OpenVINO ") + version.buildNumber;
     ov_version_free(&version);
     return text;
 }

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string_view>
+#include <type_traits>
 
 #include "plugins/xnn/Runtime.h"
 
@@ -17,16 +18,20 @@ bool isSurrogate(uint32_t unit) {
     return unit >= kFirstSurrogate && unit <= kLastSurrogate;
 }
 
+uint32_t numberOf(wchar_t unit) {
+    return static_cast<std::make_unsigned_t<wchar_t>>(unit);
+}
+
 // Takes one character; where a unit has 16 bits, two may make one.
 uint32_t takeCharacter(std::wstring_view& text) {
     const auto take = [&] {
-        const uint32_t unit = static_cast<uint32_t>(text.front());
+        const uint32_t unit = numberOf(text.front());
         text.remove_prefix(1);
         return unit;
     };
     const uint32_t first = take();
     if (!isSurrogate(first) && first <= kLastCharacter) return first;
-    const uint32_t second = text.empty() ? 0 : static_cast<uint32_t>(text.front());
+    const uint32_t second = text.empty() ? 0 : numberOf(text.front());
     const bool isPair = sizeof(wchar_t) == 2 && isSurrogate(first) && first < kFirstLowSurrogate &&
                         isSurrogate(second) && second >= kFirstLowSurrogate;
     if (!isPair) fail("a path holds a wide character that is none");

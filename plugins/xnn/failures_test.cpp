@@ -10,7 +10,6 @@ namespace {
 using test_networks::Pair;
 using test_networks::threeOutputs;
 using test_networks::weightedSum;
-using testing::AllOf;
 using testing::HasSubstr;
 
 class XnnFailuresTest : public PluginFixture {
