@@ -34,3 +34,11 @@ bool HostTest::traced(unsigned long level, const std::string& text) const {
         if (line.level == level && line.text == text) return true;
     return false;
 }
+
+void HostTest::await(const std::string& text, const std::function<void()>& meanwhile) {
+    const uint32_t start = platform::tickCount();
+    while (!mTrace.contains(text)) {
+        ASSERT_LT(platform::tickCount() - start, zeltest::kDeadlineMs) << text;
+        meanwhile();
+    }
+}

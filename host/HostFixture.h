@@ -2,12 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "host/ZelMLHost.h"
+#include "platform/include/clock.h"
 #include "tests/support/RawClient.h"
 #include "tests/support/TraceCapture.h"
 
@@ -25,6 +27,9 @@ class HostTest : public testing::Test {
     void settle();
     // The trace lines so far that begin with one of the host's own beginnings, in order.
     bool traced(unsigned long level, const std::string& text) const;
+    // Waits until a line with `text` was traced; what a frame without an answer causes comes at any time.
+    void await(
+        const std::string& text, const std::function<void()>& meanwhile = [] { platform::sleepMilliseconds(1); });
 
     std::string mName;
     zeltest::TraceCapture mTrace;

@@ -16,12 +16,10 @@ class HostGpuTest : public HostGpuFixture {
   protected:
     // Sends frames, each of which must be answered, until a line with `text` was traced.
     void streamUntil(const std::string& text) {
-        const uint32_t start = platform::tickCount();
-        while (!mTrace.contains(text)) {
-            ASSERT_LT(platform::tickCount() - start, zeltest::kDeadlineMs) << text;
+        await(text, [this] {
             mClient->frame(256, 144, mFrame);
             ASSERT_TRUE(mClient->mask());
-        }
+        });
     }
 
     const std::vector<uint8_t> mFrame = std::vector<uint8_t>(256 * 144 * 3, 90);

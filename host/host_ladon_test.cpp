@@ -101,15 +101,6 @@ class HostLadonTest : public HostGpuFixture {
     void runUntil(const std::string& text) {
         await(text, [this] { run(mFrame); });
     }
-    // Waits until a line with `text` was traced.
-    void await(
-        const std::string& text, const std::function<void()>& meanwhile = [] { platform::sleepMilliseconds(1); }) {
-        const uint32_t start = platform::tickCount();
-        while (!mTrace.contains(text)) {
-            ASSERT_LT(platform::tickCount() - start, zeltest::kDeadlineMs) << text;
-            meanwhile();
-        }
-    }
     void expectNoResult(const Bytes& frame, const std::string& why) {
         mTrace.takeLines();
         mClient->frame(kWidth, kHeight, frame);

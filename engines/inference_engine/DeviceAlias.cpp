@@ -53,6 +53,9 @@ uint32_t inferDelayMs(const std::string& deviceName) {
 bool loadFails(const std::string& deviceName) {
     return !hook("ZELHOST_DEVICE_FAIL", deviceName).empty();
 }
+bool countsAsPresent(const std::string& deviceName) {
+    return !hook("ZELHOST_DEVICE_PRESENT", deviceName).empty();
+}
 #else
 uint32_t loadDelayMs(const std::string&) {
     return 0;
@@ -61,6 +64,9 @@ uint32_t inferDelayMs(const std::string&) {
     return 0;
 }
 bool loadFails(const std::string&) {
+    return false;
+}
+bool countsAsPresent(const std::string&) {
     return false;
 }
 #endif

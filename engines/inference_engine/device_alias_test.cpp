@@ -12,6 +12,7 @@ std::string variables(const char* name) {
     if (variable == "ZELHOST_DEVICE_DELAY_MS") return "GPU=20,CPU=30";
     if (variable == "ZELHOST_DEVICE_INFER_DELAY_MS") return "NPU=7";
     if (variable == "ZELHOST_DEVICE_FAIL") return "NPU";
+    if (variable == "ZELHOST_DEVICE_PRESENT") return "GPU";
     return {};
 }
 
@@ -48,11 +49,14 @@ TEST_F(DeviceAliasTest, HooksGoByTheHelpersName) {
     EXPECT_EQ(inferDelayMs("CPU"), 0u);
     EXPECT_TRUE(loadFails("NPU"));
     EXPECT_FALSE(loadFails("GPU"));
+    EXPECT_TRUE(countsAsPresent("GPU"));
+    EXPECT_FALSE(countsAsPresent("NPU"));
 }
 #else
 TEST_F(DeviceAliasTest, HooksAreNotBuiltIn) {
     EXPECT_EQ(loadDelayMs("GPU"), 0u);
     EXPECT_EQ(inferDelayMs("NPU"), 0u);
     EXPECT_FALSE(loadFails("NPU"));
+    EXPECT_FALSE(countsAsPresent("GPU"));
 }
 #endif

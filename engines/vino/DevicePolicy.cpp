@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "engines/inference_engine/DeviceAlias.h"
 #include "platform/include/folders.h"
 #include "platform/include/module.h"
 #include "util/include/CmSystem.h"
@@ -33,6 +34,10 @@ std::string lowerCase(std::string text) {
 }  // namespace
 
 bool CheckGPUSupported() {
+    if (InferenceEngine::details::countsAsPresent("GPU")) {
+        QOR_INFO("zelipc CheckGPUSupported the GPU counts as present");
+        return true;
+    }
     if (!pluginLiesBesideExecutable()) {
         QOR_INFO("zelipc CheckGPUSupported clDNNPlugin.dll not found");
         return false;

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "engines/inference_engine/DeviceAlias.h"
 #include "platform/include/folders.h"
 #include "platform/include/machine.h"
 #include "platform/include/module.h"
@@ -137,6 +138,17 @@ TEST_F(DevicePolicyTest, AdapterWithoutMemoryOrVersionMatchesAllTheSame) {
     EXPECT_TRUE(CheckGPUSupported());
     EXPECT_THAT(trace.takeLines(), ElementsAre(Line{2, "zelipc CheckGPUSupported use GPU, strGpu=intel, mem=0, ver="}));
 }
+
+#ifdef ZELHOST_TEST_HOOKS
+TEST_F(DevicePolicyTest, VariableAnswersForTheWholeMachine) {
+    folders.plugin = PathKind::kMissing;
+    InferenceEngine::details::replaceVariableReader(
+        [](const char* name) { return std::string(name == std::string("ZELHOST_DEVICE_PRESENT") ? "GPU" : ""); });
+    EXPECT_TRUE(CheckGPUSupported());
+    InferenceEngine::details::replaceVariableReader(nullptr);
+    EXPECT_FALSE(CheckGPUSupported());
+}
+#endif
 
 TEST_F(DevicePolicyTest, ListsOfDifferentLengthAreRefused) {
     const Line wrongSize{0, "zelipc CheckGPUSupported failed, wrong size"};
