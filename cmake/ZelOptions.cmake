@@ -35,7 +35,9 @@ target_compile_options(zel_flags INTERFACE -Wall -Wextra -Werror -ffp-contract=o
 target_compile_options(zel_flags INTERFACE $<$<AND:$<CXX_COMPILER_ID:GNU>,$<CONFIG:Release>>:-Wno-restrict>)
 target_link_libraries(zel_flags INTERFACE Threads::Threads)
 if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
-  target_compile_options(zel_flags INTERFACE -Wthread-safety)
+  # The last three cost nothing here, and the linter a fifth of its time.
+  target_compile_options(zel_flags INTERFACE -Wthread-safety -Wreserved-identifier -Wredundant-decls
+                                             $<$<COMPILE_LANGUAGE:CXX>:-Wzero-as-null-pointer-constant>)
 endif()
 if(ZELHOST_PLATFORM STREQUAL win32)
   target_compile_definitions(zel_flags INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00)
