@@ -1,8 +1,6 @@
 #include "plugins/xnn/PluginFixture.h"
 
 #include <codecvt>
-#include <cstdlib>
-#include <list>
 #include <locale>
 #include <type_traits>
 
@@ -19,12 +17,6 @@ platform::Library library() {
 
 void* symbol(const char* name) {
     return platform::findSymbol(library(), name);
-}
-
-void setVariable(const std::string& name, const std::string& value) {
-    static std::list<std::string> kept;  // the environment goes on pointing to them
-    kept.push_back(name + '=' + value);
-    putenv(kept.back().data());
 }
 
 std::wstring widePath(const std::string& utf8) {

@@ -9,6 +9,7 @@
 #include "engines/inference_engine/TestNetworks.h"
 #include "platform/include/module.h"
 #include "plugins/xnn/xnn.h"
+#include "tests/support/Environment.h"
 
 // A function of the library, as a program finds it that loads the library at run time: Entry(xnnInfer)(handle). Not in
 // capitals, which the formatter would take for a statement of its own.
@@ -21,8 +22,7 @@ using Dims = std::vector<uint64_t>;
 // Of the library that lies where the build puts it, loaded once; null for a name that it does not give away.
 void* symbol(const char* name);
 
-// Sets an environment variable of this process; "" takes its value away.
-void setVariable(const std::string& name, const std::string& value);
+using zeltest::setVariable;
 
 // The text as the interface takes paths.
 std::wstring widePath(const std::string& utf8);
