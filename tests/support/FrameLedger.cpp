@@ -1,30 +1,26 @@
 #include "tests/support/FrameLedger.h"
 
+#include <algorithm>
+
 namespace zeltest {
 
 size_t FrameLedger::send() {
     const cm::LockGuard<cm::Mutex> lock(mLock);
-    if (mStretches.back().commanded && mBegun == mEnded) {
+    if (!mStretches.back().marks.empty() && mBegun == mEnded) {
         // One without frames would leave no answer to tell it by.
         if (mStretches.back().sent == 0) mStretches.pop_back();
-        mStretches.emplace_back();
+        if (mStretches.size() < mAnswering + kSets) mStretches.emplace_back();
     }
-    Stretch& stretch = mStretches.back();
-    const size_t picture = stretch.sent % kPicturesOfSet;
-    ++stretch.sent;
-    if (!stretch.commanded) stretch.required = stretch.sent;
+    const size_t picture = mStretches.back().sent++ % kPicturesOfSet;
     return (mStretches.size() - 1) % kSets * kPicturesOfSet + picture;
 }
 
-// Frames that wait for their turn may still be overtaken by the command.
+// Frames that wait for their turn may be overtaken by the command.
 void FrameLedger::beginCommand() {
     const cm::LockGuard<cm::Mutex> lock(mLock);
-    Stretch& stretch = mStretches.back();
-    stretch.lastCommand = ++mBegun;
-    if (stretch.commanded) return;
-    stretch.commanded = true;
-    stretch.firstCommand = mBegun;
-    stretch.required = stretch.answers.size();
+    ++mBegun;
+    for (size_t i = std::min(mAnswering, mStretches.size() - 1); i < mStretches.size(); ++i)
+        mStretches[i].marks.push_back({mBegun, mStretches[i].answers.size()});
 }
 
 void FrameLedger::endCommand() {
@@ -50,10 +46,16 @@ void FrameLedger::answer(size_t picture) {
     mStretches[stretch].answers.push_back(picture % kPicturesOfSet);
 }
 
+size_t FrameLedger::answeredSinceCommand() const {
+    const cm::LockGuard<cm::Mutex> lock(mLock);
+    const Stretch& last = mStretches.back();
+    return last.marks.empty() ? last.answers.size() : 0;
+}
+
 bool FrameLedger::upToDate() const {
     const cm::LockGuard<cm::Mutex> lock(mLock);
     const Stretch& last = mStretches.back();
-    return !last.commanded && last.answers.size() >= last.sent;
+    return last.marks.empty() && last.answers.size() >= last.sent;
 }
 
 FrameLedger::Totals FrameLedger::totals(const std::set<size_t>& costly) const {
@@ -66,10 +68,11 @@ FrameLedger::Totals FrameLedger::totals(const std::set<size_t>& costly) const {
 
 // Each answer belongs to the next frame that shows its picture; frames that are passed over are lost.
 void FrameLedger::settle(const Stretch& stretch, const std::set<size_t>& costly, Totals& totals) {
-    const auto command = costly.lower_bound(stretch.firstCommand);
-    const bool mayLose = stretch.commanded && command != costly.end() && *command <= stretch.lastCommand;
     const auto lose = [&](size_t frame) {
-        ++(mayLose && frame >= stretch.required ? totals.lostInCostly : totals.lostElsewhere);
+        const bool excused = std::any_of(stretch.marks.begin(), stretch.marks.end(), [&](const Mark& mark) {
+            return frame >= mark.firstFrame && costly.count(mark.command) != 0;
+        });
+        ++(excused ? totals.lostInCostly : totals.lostElsewhere);
     };
     size_t next = 0;
     for (const size_t picture : stretch.answers) {

@@ -13,18 +13,18 @@ namespace zeltest {
 // pictures that come back, in order, it tells which frames were answered.
 //
 // Pictures come in sets. Those of one set follow each other until a command has ended; the frame after it begins the
-// next set. So no answer from behind a command is taken for one of before it, however many frames it has cost. All
-// functions may be called from any thread.
+// next set, unless frames of that many sets are still without an answer. So no answer from behind a command is taken
+// for one of before it, however many frames it has cost. All functions may be called from any thread.
 class FrameLedger {
   public:
-    static constexpr size_t kSets = 4;
-    static constexpr size_t kPicturesOfSet = 8;
+    static constexpr size_t kSets = 8;
+    static constexpr size_t kPicturesOfSet = 4;
     static constexpr size_t kPictures = kSets * kPicturesOfSet;
 
     struct Totals {
         size_t sent = 0;
         size_t answered = 0;
-        // Frames without an answer that were under way while a command ran which may cost frames; and all others.
+        // Frames without an answer: those under way while a command ran that may cost frames, and all others.
         size_t lostInCostly = 0;
         size_t lostElsewhere = 0;
         // Answers that fit no frame.
@@ -41,19 +41,23 @@ class FrameLedger {
     // An answer that shows this picture.
     void answer(size_t picture) ZEL_EXCLUDES(mLock);
 
-    // Whether all frames since the last command have been answered.
+    // Frames that were answered of those since the end of the last command.
+    size_t answeredSinceCommand() const ZEL_EXCLUDES(mLock);
+    // Whether all of these have been.
     bool upToDate() const ZEL_EXCLUDES(mLock);
     // The account, given the numbers of the commands that may have cost frames.
     Totals totals(const std::set<size_t>& costly) const ZEL_EXCLUDES(mLock);
 
   private:
-    // Frames that show one set: up to `required` they were answered or sent before any command.
+    // From `firstFrame` on frames were under way when the command was given.
+    struct Mark {
+        size_t command;
+        size_t firstFrame;
+    };
+    // Frames that show one set, up to the end of commands that were given meanwhile.
     struct Stretch {
         size_t sent = 0;
-        size_t required = 0;
-        bool commanded = false;
-        size_t firstCommand = 0;
-        size_t lastCommand = 0;
+        std::vector<Mark> marks;
         std::vector<size_t> answers;  // pictures within the set
     };
 

@@ -21,6 +21,7 @@ using Bytes = std::vector<uint8_t>;
 constexpr uint32_t kXnnGpu = 8, kXnnCpu = 9, kXnnNpu = 10;
 constexpr uint64_t kFrameUs = 1000000 / 30;
 constexpr uint32_t kPollMs = 50;
+constexpr size_t kLastFrames = 30;
 constexpr uint32_t kLongestPauseMs = 5000;
 // Longer than a network takes to be made on a machine that is busy, and the watcher to look.
 constexpr uint32_t kSwitchMs = 15000;
@@ -221,7 +222,7 @@ void SwitchLoad::switchOnceMore() {
     }
     choose(kXnnCpu);
     awaitCommands();
-    platform::sleepMilliseconds(1000);
+    await([this] { return mLedger.answeredSinceCommand() >= kLastFrames; }, "frames are no longer answered");
 }
 
 void SwitchLoad::readEvents() {
