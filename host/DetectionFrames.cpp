@@ -1,9 +1,9 @@
 #include <cstring>
-#include <exception>
 #include <string>
 
 #include "host/Frame.h"
 #include "host/ZelMLHost.h"
+#include "util/include/CmException.h"
 #include "util/include/CmMemory.h"
 #include "util/include/CmTrace.h"
 
@@ -16,8 +16,8 @@ Helper* startedOnce(std::unique_ptr<Helper>& helper, const char* failedText) {
     try {
         helper = std::make_unique<Helper>();
         helper->init("CPU");
-    } catch (const std::exception& failure) {
-        QOR_ERROR(failedText << failure.what());
+    } catch (...) {
+        QOR_ERROR(failedText << cm::currentExceptionText());
     }
     return helper.get();
 }
@@ -29,8 +29,8 @@ bool detect(Helper& helper, uint32_t width, uint32_t height, const uint8_t* data
     try {
         return helper.processVino(static_cast<int32_t>(width), static_cast<int32_t>(height), data,
                                   static_cast<int32_t>(size), text);
-    } catch (const std::exception& failure) {
-        QOR_ERROR(failedText << failure.what());
+    } catch (...) {
+        QOR_ERROR(failedText << cm::currentExceptionText());
         return false;
     }
 }

@@ -1,10 +1,10 @@
 #include <algorithm>
 #include <cstring>
-#include <exception>
 #include <system_error>
 
 #include "engines/vino/DevicePolicy.h"
 #include "host/ZelMLHost.h"
+#include "util/include/CmException.h"
 #include "util/include/CmTrace.h"
 
 namespace {
@@ -174,8 +174,8 @@ bool ZelMLHost::initHelper(ZEL_HELPER_TYPE type, const std::string& device, DEV_
         return false;
     } catch (const std::system_error&) {
         throw;
-    } catch (const std::exception& failure) {
-        QOR_ERROR("zelipc>>ZelMLHost::initMLengine, load failed: " << failure.what());
+    } catch (...) {
+        QOR_ERROR("zelipc>>ZelMLHost::initMLengine, load failed: " << cm::currentExceptionText());
         return false;
     }
 }
@@ -249,8 +249,8 @@ void ZelMLHost::loadInBackground(std::shared_ptr<Helper> helper, const std::stri
     mLoadThread = std::thread([counted, helper = std::move(helper), pending = std::move(pending)]() mutable {
         try {
             helper->finishInit(pending);
-        } catch (const std::exception& failure) {
-            QOR_ERROR("zelipc>>ZelMLHost::initMLengine, background load failed: " << failure.what());
+        } catch (...) {
+            QOR_ERROR("zelipc>>ZelMLHost::initMLengine, background load failed: " << cm::currentExceptionText());
         }
         // The helper may end here: before the load counts as done.
         pending = {};

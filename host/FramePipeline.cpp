@@ -1,8 +1,8 @@
 #include <algorithm>
-#include <exception>
 
 #include "host/Frame.h"
 #include "host/ZelMLHost.h"
+#include "util/include/CmException.h"
 #include "util/include/CmMemory.h"
 #include "util/include/CmTrace.h"
 
@@ -50,8 +50,8 @@ void ZelMLHost::runModelInForce(const Frame& frame) {
     bool done = false;
     try {
         done = inferAndSend(frame);
-    } catch (const std::exception& failure) {
-        QOR_ERROR("zelipc>> ZelMLHost::onSDFrameIpcPacket, inference failed: " << failure.what());
+    } catch (...) {
+        QOR_ERROR("zelipc>> ZelMLHost::onSDFrameIpcPacket, inference failed: " << cm::currentExceptionText());
     }
     if (!done) {
         QOR_ERROR("zelipc>> ZelMLHost::onSDFrameIpcPacket VinoHelper->process failed. mZelType="

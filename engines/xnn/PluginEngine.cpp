@@ -9,6 +9,8 @@
 #include "engines/xnn/SharedLibrary.h"
 #include "platform/include/folders.h"
 #include "platform/include/text.h"
+#include "util/include/CmException.h"
+#include "util/include/CmTrace.h"
 
 namespace xnn::inference {
 
@@ -178,12 +180,21 @@ void resolveAll(FunctionHandle& functions) {
     resolveProperties(functions);
 }
 
+// Whoever lets a handle go cannot take an exception.
+void destroyHandle(const FunctionHandle& functions, void* handle) noexcept {
+    try {
+        functions.xnnDestory(handle);
+    } catch (...) {
+        QOR_ERROR("zelipc>> PluginEngine, xnnDestory threw: " << cm::currentExceptionText());
+    }
+}
+
 // The deleter has its own share of the table, so that it works whoever goes first.
 std::shared_ptr<void> makeHandle(const std::shared_ptr<FunctionHandle>& functions, XnnLibraryLoader first,
                                  XnnLibraryLoader second) {
     void* const handle = functions->xnnCreateWithLibraryLoader(first, second);
     if (handle == nullptr) return nullptr;
-    return std::shared_ptr<void>(handle, [functions](void* created) { functions->xnnDestory(created); });
+    return std::shared_ptr<void>(handle, [functions](void* created) { destroyHandle(*functions, created); });
 }
 
 std::string describeExcess(uint64_t told, const char* what) {

@@ -25,6 +25,7 @@ class TestLibrary {
 
     // Lists are separated by commas.
     // "fails": entries that leave an exception pending, "text": its text instead of "ENTRY failed";
+    // "throws": entries that throw a number; "held": networks whose creation lasts until this is set anew;
     // "null creations": which creations give null, counted from 1;
     // "version", "engines", "properties" (NAME=TYPE): what the library tells;
     // "failing properties" (count, lengths, texts), "failing dims" (count, dims): which call of an entry fails;
@@ -32,6 +33,10 @@ class TestLibrary {
     // "dims LAYER": a layer's dimensions, "1x9" for one; 1x4x2x3 unless set;
     // "logs": tells lines from a thread of its own, "null line": tells a null line.
     void set(const std::string& key, const std::string& value) const;
+
+    // From now on it has the layers and properties of a Ladon network, for pictures of that size. Any output is the
+    // whole input, doubled, and zeros behind it.
+    void actAsLadon(int height, int width) const;
 
     // The calls since the last time, "HANDLE ENTRY ARGUMENTS" with handles counted from 1.
     std::vector<std::string> takeCalls() const;

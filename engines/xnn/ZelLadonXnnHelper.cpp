@@ -16,6 +16,7 @@
 #include "platform/include/clock.h"
 #include "platform/include/module.h"
 #include "platform/include/thread.h"
+#include "util/include/CmException.h"
 #include "util/include/CmSystem.h"
 #include "util/include/CmTrace.h"
 
@@ -87,7 +88,7 @@ void* loadForPlugin(const wchar_t* path) {
     if (!path) return nullptr;
     try {
         return kmo_load_library_s(xnn::util::wstringToString(path).c_str(), type, true);
-    } catch (const std::exception&) {
+    } catch (...) {
         return nullptr;  // it may be a C library that asks
     }
 }
@@ -220,8 +221,8 @@ std::shared_ptr<ZelLadonXnnHelper::Serving> ZelLadonXnnHelper::serving(Built&& b
     if (!built.engine) return nullptr;
     try {
         return std::make_shared<Serving>(std::move(built.engine), built.large, mInputBuffer.data());
-    } catch (const std::exception& failure) {
-        QOR_ERROR("zelipc >> ZelLadonXnnHelper::initXnn, " << failure.what());
+    } catch (...) {
+        QOR_ERROR("zelipc >> ZelLadonXnnHelper::initXnn, " << cm::currentExceptionText());
         return nullptr;
     }
 }
@@ -247,12 +248,10 @@ ZelLadonXnnHelper::Built ZelLadonXnnHelper::initXnn(const std::string& device, b
     QOR_FUNC_TRACE("ZelLadonXnnHelper::initXnn", "zelipc>> ZelLadonXnnHelper::initXnn, strDevType = " << device);
     try {
         return buildEngine(device, large);
-    } catch (const std::exception& failure) {
-        QOR_ERROR("zelipc >> ZelLadonXnnHelper::initXnn, " << failure.what());
     } catch (...) {
-        QOR_ERROR("zelipc >> ZelLadonXnnHelper::initXnn, an exception without text");
+        QOR_ERROR("zelipc >> ZelLadonXnnHelper::initXnn, " << cm::currentExceptionText());
+        return {};
     }
-    return {};
 }
 
 ZelLadonXnnHelper::Built ZelLadonXnnHelper::buildEngine(const std::string& device, bool large) {

@@ -3,6 +3,7 @@
 // test_library_entries.cpp.
 #include <algorithm>
 #include <atomic>
+#include <condition_variable>
 #include <cstring>
 #include <map>
 #include <mutex>
@@ -19,7 +20,10 @@
 
 namespace {
 
+constexpr uint64_t kLongestOutput = 9 * 16 * 1439;  // floats
+
 std::mutex gMutex;
+std::condition_variable gChanged;              // of the settings
 std::string gCalls;                            // a line each
 std::map<std::string, std::string> gSettings;  // see TestLibrary.h
 std::atomic<int> gCreations{0};
@@ -66,10 +70,16 @@ void record(void* handle, const char* entry, const Arguments&... arguments) {
     gCalls += line.str() + '\n';
 }
 
+// What no library may do.
+void throwIfWanted(const char* entry) {
+    if (isAmong(entry, setting("throws"))) throw 42;
+}
+
 // Records the call; false, with an exception pending, when the test wants it to fail.
 template <class... Arguments>
 bool succeeds(void* handle, const char* entry, const Arguments&... arguments) {
     record(handle, entry, arguments...);
+    throwIfWanted(entry);
     if (!isAmong(entry, setting("fails"))) return true;
     pendingOf(handle) = setting("text", std::string(entry) + " failed");
     return false;
@@ -96,6 +106,12 @@ int toldNumber(size_t number) {
 
 void copyTo(char* buffer, const std::string& text) {
     std::copy(text.begin(), text.end(), buffer);
+}
+
+// Waits while the test wants creations of that network to last.
+void waitWhileHeld(const std::string& identifier) {
+    std::unique_lock lock(gMutex);
+    gChanged.wait(lock, [&] { return !isAmong(identifier, gSettings["held"]); });
 }
 
 std::vector<std::string> engines() {
@@ -132,11 +148,13 @@ extern "C" {
 XNN_API void xnnTestSet(const char* key, const char* value) {
     const std::lock_guard lock(gMutex);
     gSettings[key] = value;
+    gChanged.notify_all();
 }
 
 XNN_API void xnnTestReset() {
     const std::lock_guard lock(gMutex);
     gSettings.clear();
+    gChanged.notify_all();
     gCalls.clear();
     gFailedCreation.clear();
     gCreations = 0;
@@ -166,6 +184,7 @@ XNN_API void xnnDestory(void* handle) {
     auto* const created = static_cast<Handle*>(handle);
     stopLogging(*created);
     delete created;
+    throwIfWanted("xnnDestory");
 }
 
 XNN_API void xnnSelfVersion(void* handle, uint64_t* length, char* text) {
@@ -176,6 +195,7 @@ XNN_API void xnnSelfVersion(void* handle, uint64_t* length, char* text) {
 }
 
 XNN_API bool xnnHasException(void* handle) {
+    throwIfWanted("xnnHasException");
     return !pendingOf(handle).empty();
 }
 
@@ -240,6 +260,7 @@ XNN_API void xnnCreateNetByBuffers(void* handle, const char* engine, const char*
                                    const void* first, uint64_t firstSize, const void* second, uint64_t secondSize) {
     succeeds(handle, "xnnCreateNetByBuffers", engine, identifier, device, shown(first, firstSize),
              shown(second, secondSize));
+    waitWhileHeld(identifier);
 }
 
 XNN_API void xnnGetLayerDims(void* handle, const char* layer, uint64_t* dims, uint64_t* count) {
@@ -262,7 +283,9 @@ XNN_API void xnnSetLayerData(void* handle, const char* layer, const float* data,
         size *= dims[i];
     }
     if (!succeeds(handle, "xnnSetLayerData", layer, shape.str())) return;
-    static_cast<Handle*>(handle)->data.assign(data, data + size);
+    std::vector<float>& all = static_cast<Handle*>(handle)->data;
+    all.assign(data, data + size);
+    all.resize(std::max<uint64_t>(size, kLongestOutput));
 }
 
 XNN_API float* xnnGetLayerData(void* handle, const char* layer) {

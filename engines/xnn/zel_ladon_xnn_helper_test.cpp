@@ -42,6 +42,7 @@ constexpr uint64_t kDeadlineUs = 60000000;
 
 const Line kNotInited{0, "ZelLadonXnnHelper::runInference not inited."};
 const Line kNoEngine{0, "ZelLadonXnnHelper::init fail, create xnn engine fail"};
+const Line kNoText{0, "zelipc >> ZelLadonXnnHelper::initXnn, an exception without text"};
 const Line kInitedAlready{2, "ZelLadonXnnHelper::Init(), has init already."};
 const Line kInputSize{2, "zelipc>>ZelLadonXnnHelper::init, input layer size: 4, 5"};
 const Line kBackupDeleted{2, "zelipc>> ZelLadonXnnHelper::switchEngine, delete m_backupXnnEngine"};
@@ -129,19 +130,7 @@ std::atomic<bool> inferenceBegun;
 class XnnHelperTest : public EngineFixture {
   protected:
     // A start before the first mask trips the constraint handler, as it must; it need not be told.
-    XnnHelperTest() : mOldVerbosity(cm::setConstraintVerbosity(0)) {
-        library.set("properties",
-                    "CACHE_DIR=std::filesystem::path,GPU_THROTTLE_HINT_LEVEL=std::string,"
-                    "MULTI_DEVICE_PRIORITIES=std::string");
-        library.set("dims input", "1x4x4x5");
-        library.set("dims segmentation", "1x1x4x5");
-        library.set("dims gesture", "1x9");
-        library.set("dims faces_and_landmarks", "1x1x9x16x1439");
-        library.set("dims motion", "1x1");
-        library.set("dims lut", "1x3x33x33x33");
-        library.set("dims lut_vertices", "1x3x33");
-        library.set("dims lut_confidence", "1x1");
-    }
+    XnnHelperTest() : mOldVerbosity(cm::setConstraintVerbosity(0)) { library.actAsLadon(kHeight, kWidth); }
     ~XnnHelperTest() override {
         Networks::letJobsGo();
         timer_policy::replace(nullptr);
@@ -569,6 +558,45 @@ TEST_F(XnnHelperTest, LibrarysExceptionLeavesRunInferenceAndTheDecoders) {
     library.set("fails", "");
     EXPECT_TRUE(run(1));
     EXPECT_EQ(mask(), 2);
+}
+
+// The entries that a start calls, in their order.
+TEST_F(XnnHelperTest, NumberThrownInAStartIsAFailedStart) {
+    for (const char* entry : {"xnnCreateWithLibraryLoader", "xnnSelfVersion", "xnnHasException", "xnnSetLogCallback",
+                              "xnnGetEngineMutableProperties", "xnnSetEnginePropertyForNetwork",
+                              "xnnCreateNetByBuffers", "xnnGetLayerDims"}) {
+        ZelLadonXnnHelper* const helper = make();
+        library.set("throws", entry);
+        EXPECT_FALSE(helper->init("CPU")) << entry;
+        EXPECT_THAT(told(), AllOf(Contains(kNoText), Contains(kNoEngine))) << entry;
+        EXPECT_FALSE(run(50)) << entry;
+        library.set("throws", "");
+        EXPECT_TRUE(helper->init("CPU")) << entry;
+        EXPECT_TRUE(run(50)) << entry;
+    }
+}
+
+TEST_F(XnnHelperTest, NumberThrownInAJobLeavesTheCpuServing) {
+    for (const char* entry : {"xnnCreateNetByBuffers", "xnnGetLayerDims"}) {
+        ZelLadonXnnHelper* const helper = makeOn("CPU");
+        library.set("throws", entry);
+        ASSERT_TRUE(helper->init("GPU"));
+        look([&] { return trace.contains(kNoText.text); });
+        library.set("throws", "");
+        EXPECT_EQ(helper->currentDeviceType(), "CPU");
+        EXPECT_TRUE(run(50)) << entry;
+        EXPECT_EQ(mask(), 100) << entry;
+    }
+}
+
+TEST_F(XnnHelperTest, NumberThrownAtAnEnginesEndIsToldAndNoMore) {
+    ZelLadonXnnHelper* const helper = makeOn("GPU");
+    library.set("throws", "xnnDestory");
+    EXPECT_TRUE(helper->init("CPU"));
+    EXPECT_THAT(told(), Contains(Line{0, "zelipc>> PluginEngine, xnnDestory threw: an exception without text"}));
+    EXPECT_TRUE(run(50));
+    mHelper.reset();
+    library.set("throws", "");
 }
 
 // A library may not make the helper read or write beyond its buffers.
