@@ -102,7 +102,7 @@ UBSAN_OPTIONS=set:${common}:print_stacktrace=1;\
 LSAN_OPTIONS=set:suppressions='${supp}/lsan.supp':print_suppressions=0;\
 TSAN_OPTIONS=set:${common}:${tsan};\
 TBB_ENABLE_SANITIZERS=set:1;\
-ZELHOST_STRESS_RECORDS=set:20000;ZELHOST_STRESS_LINES=set:200;ZELHOST_KILL_ROUNDS=set:5")
+ZELHOST_CREATION_MS=set:500;ZELHOST_STRESS_RECORDS=set:20000;ZELHOST_STRESS_LINES=set:200;ZELHOST_KILL_ROUNDS=set:5")
 endfunction()
 
 # The last test: fails on what a sanitizer has reported in any of the others. Many programs that a test starts write

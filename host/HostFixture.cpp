@@ -1,5 +1,8 @@
 #include "host/HostFixture.h"
 
+#include "platform/include/clock.h"
+#include "platform/include/thread.h"
+
 void HostTest::SetUp() {
     mName = zeltest::uniqueBaseName();
     mHost = std::make_unique<ZelMLHost>();

@@ -74,6 +74,8 @@ TEST_F(HostModuleTest, EveryFailedStartKeepsTheOldType) {
         {"refuses", "zelipc>> ZelHelper::init init model failed, ret=5"},
         {"throws_in_creation", "zelipc>> ZelHelper::Init failed, the model threw: told to fail"},
         {"throws_in_initialise", "zelipc>> ZelHelper::Init failed, the model threw: told to fail"},
+        {"throws_number_in_creation", "zelipc>> ZelHelper::Init failed, the model threw what is no std::exception"},
+        {"throws_number_in_initialise", "zelipc>> ZelHelper::Init failed, the model threw what is no std::exception"},
     };
     for (const auto& [module, line] : kFailures) {
         useModule(module);
@@ -89,12 +91,28 @@ TEST_F(HostModuleTest, EveryFailedStartKeepsTheOldType) {
 
 TEST_F(HostModuleTest, FailedFramesGetNoMaskAndTheNextIsServed) {
     startWorkingModule();
-    for (const uint8_t behaviour : {uint8_t{1}, uint8_t{2}, uint8_t{3}}) {
+    for (const uint8_t behaviour : {uint8_t{1}, uint8_t{2}, uint8_t{3}, uint8_t{4}}) {
         mTrace.takeLines();
         mClient->frame(16, 16, picture(16, 16, 40, behaviour));
         expectServing(16, 16, 50);
         EXPECT_EQ(mTrace.count(0, kFailedFrame), 1) << int{behaviour};
     }
+    for (const uint32_t width : {11u, 13u}) {
+        mTrace.takeLines();
+        mClient->frame(width, 16, picture(width, 16, 40));
+        expectServing(16, 16, 50);
+        EXPECT_EQ(mTrace.count(0, kFailedFrame), 1) << width;
+    }
+}
+
+TEST_F(HostModuleTest, NumberThrownAtTheModelsEndIsToldAndNoMore) {
+    useModule("throws_number_at_the_end");
+    eventsOf(kModule, 0);
+    ASSERT_THAT(mTypes, ElementsAre(kModule));
+    expectServing(16, 16, 50);
+    EXPECT_THAT(eventsOf(3, 0), ElementsAre(3u, 4u));
+    EXPECT_THAT(mTypes, ElementsAre(3u));
+    EXPECT_TRUE(traced(0, "zelipc>> ZelHelper::Release failed, the model threw what is no std::exception"));
 }
 
 TEST_F(HostModuleTest, FrameOfMorePixelsThanItsBytesHoldIsRefused) {

@@ -1,74 +1,25 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <cstring>
-#include <functional>
+#include <iterator>
 
-#include "engines/vino/LadonNetworks.h"
-#include "host/HostEngineFixture.h"
-#include "host/ReplacedNetworks.h"
-#include "platform/include/clock.h"
-#include "platform/include/module.h"
+#include "host/HostXnnFixture.h"
 
 namespace {
 
 using testing::Each;
 using testing::ElementsAre;
 
-constexpr uint32_t kXnnGpu = 8, kXnnCpu = 9, kXnnNpu = 10, kSegmentationCpu = 3;
-constexpr uint32_t kWidth = 16, kHeight = 8;
-constexpr size_t kPixels = size_t{kWidth} * kHeight;
+constexpr uint32_t kSegmentationCpu = 3;
 
 using Bytes = std::vector<uint8_t>;
 using Result = std::unique_ptr<ipc::LadonResult>;
 
-ladon_networks::Options withTable(const std::string& name) {
-    ladon_networks::Options options;
-    options.name = name;
-    options.lut = {1, 3, 33, 33, 33};
-    options.lutVertices = {1, 3, 33};
-    options.lutConfidence = {1, 1};
-    return options;
-}
-
-// The host with the library that is built beside it, and with small networks.
-class HostXnnTest : public HostGpuFixture {
+class HostXnnTest : public HostSmallXnnFixture {
   protected:
-    void SetUp() override {
-        ReplacedNetworks::put(218, 217, ladon_networks::make(withTable("SmallXnn")));
-        ReplacedNetworks::put(216, 215, ladon_networks::make(withTable("LargeXnn")));
-        ReplacedNetworks::put(140, 150, mask_networks::make({}));
-        HostGpuFixture::SetUp();
-        tellFolder(platform::executableDirectory() + "/../bin");
-    }
+    Result run() { return HostSmallXnnFixture::run(mFrame); }
 
-    void tellFolder(const std::string& folder) {
-        mClient->command([&folder](ipc::Command& command) {
-            command.code = static_cast<uint32_t>(ipc::CommandCode::SetModelPath);
-            command.pathKind = static_cast<int32_t>(ipc::PathKind::XnnLibrary);
-            folder.copy(command.text, sizeof command.text - 1);
-        });
-    }
-    Result run(bool skipAllowed = true) {
-        mClient->frame(kWidth, kHeight, mFrame, 1, {}, false, skipAllowed);
-        Result result = mClient->ladonResult();
-        if (!result) throw std::runtime_error("a frame was not answered");
-        return result;
-    }
-    void await(const std::string& text) {
-        const uint32_t start = platform::tickCount();
-        while (!mTrace.contains(text)) {
-            ASSERT_LT(platform::tickCount() - start, zeltest::kDeadlineMs) << text;
-            run();
-        }
-    }
-
-    const ReplacedNetworks mNetworks;
-    const Bytes mFrame = [] {
-        Bytes frame;
-        for (size_t i = 0; i < kPixels; ++i) frame.insert(frame.end(), {200, 250, 0});
-        return frame;
-    }();
+    const Bytes mFrame = picture(200, 250, 0);
 };
 
 TEST_F(HostXnnTest, RecordHoldsWhatTheNetworkGaveWithItsTable) {
@@ -97,13 +48,13 @@ TEST_F(HostXnnTest, TypeEightBecomesNineWithoutAGpu) {
 // The runtime of the library has no such devices here.
 class AbsentDeviceTest : public HostXnnTest, public testing::WithParamInterface<uint32_t> {};
 
-INSTANTIATE_TEST_SUITE_P(Types, AbsentDeviceTest, testing::Values(kXnnGpu, kXnnNpu));
+INSTANTIATE_TEST_SUITE_P(Types, AbsentDeviceTest, testing::Values(HostXnnFixture::kXnnGpu, HostXnnFixture::kXnnNpu));
 
 TEST_P(AbsentDeviceTest, LeavesTheCpuServing) {
     eventsOf(GetParam(), 0);
     EXPECT_THAT(mTypes, ElementsAre(GetParam()));
     run();
-    await("zelipc >> ZelLadonXnnHelper::initXnn, ");
+    runUntilTraced("zelipc >> ZelLadonXnnHelper::initXnn, ", mFrame);
     run();
 }
 
@@ -164,11 +115,7 @@ TEST_F(HostXnnTest, InferenceThatFailsIsAFrameWithoutAResult) {
     ReplacedNetworks::put(218, 217, ladon_networks::make(without));
     eventsOf(kXnnCpu, 0);
     mClient->frame(kWidth, kHeight, mFrame);
-    const uint32_t start = platform::tickCount();
-    while (!mTrace.contains("VinoHelper->process failed. mZelType=9")) {
-        ASSERT_LT(platform::tickCount() - start, zeltest::kDeadlineMs);
-        platform::sleepMilliseconds(1);
-    }
+    await("VinoHelper->process failed. mZelType=9");
     EXPECT_EQ(mTrace.count(0, "zelipc>> ZelMLHost::onSDFrameIpcPacket, inference failed: "), 1);
     EXPECT_FALSE(mClient->ladonResult(0));
 }

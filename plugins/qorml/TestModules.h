@@ -7,7 +7,8 @@
 namespace zeltest {
 
 // While it lives, the modules of this process come from the folder of one of the test modules: "works", "no_destroy",
-// "no_model", "refuses", "throws_in_creation", "throws_in_initialise"; any other name is a folder without one.
+// "no_model", "refuses", "throws_in_creation", "throws_in_initialise", "throws_number_in_creation",
+// "throws_number_in_initialise", "throws_number_at_the_end"; any other name is a folder without one.
 class ModuleFolder {
   public:
     explicit ModuleFolder(const std::string& name) : mFolder(testFolder() + "qorml_" + name) {

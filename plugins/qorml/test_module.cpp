@@ -8,7 +8,16 @@
 
 namespace {
 
-enum Start { kWorks, kNoModel, kRefuses, kThrowsInCreation, kThrowsInInitialise };
+enum Start {
+    kWorks,
+    kNoModel,
+    kRefuses,
+    kThrowsInCreation,
+    kThrowsInInitialise,
+    kThrowsNumberInCreation,
+    kThrowsNumberInInitialise,
+    kThrowsNumberAtTheEnd
+};
 constexpr Start kStart = QORML_TEST_START;
 
 int gLivingModels = 0;
@@ -17,6 +26,9 @@ int gLivingModels = 0;
 constexpr uint8_t kThrow = 1;
 constexpr uint8_t kThrowNumber = 2;
 constexpr uint8_t kNoMask = 3;
+constexpr uint8_t kThrowNumberForResult = 4;
+// Before there is a picture, its width.
+constexpr int32_t kWidthThatThrowsNumber = 11;
 constexpr int32_t kWidthWithoutBuffer = 13;
 
 class TestModel final : public IQorMLModel {
@@ -26,11 +38,13 @@ class TestModel final : public IQorMLModel {
 
     int Initialise(int version, int options) override {
         if (kStart == kThrowsInInitialise) throw std::runtime_error("told to fail");
+        if (kStart == kThrowsNumberInInitialise) throw 7;
         if (kStart == kRefuses) return 5;
         return version == kQorMLVersion && options == kQorMLOptions ? 0 : 1;
     }
 
     int FetchResult(ZelMLFrame* output) override {
+        if (mPicture.front() == kThrowNumberForResult) throw 7;
         if (mMask.empty() || !isMask(*output)) return 1;
         output->data = mMask.data();
         return 0;
@@ -38,6 +52,7 @@ class TestModel final : public IQorMLModel {
 
     int PrepareInput(ZelMLFrame* input) override {
         mMask.clear();
+        if (input->width == kWidthThatThrowsNumber) throw 7;
         if (input->format != kQorMLPicture || input->stride != input->width * 4) return 1;
         if (input->width == kWidthWithoutBuffer) return 1;
         mPicture.assign(static_cast<size_t>(input->stride) * static_cast<size_t>(input->height), 0);
@@ -71,12 +86,14 @@ int LivingModels() {
 
 void CreateQorMLModel(IQorMLModel** model) {
     if (kStart == kThrowsInCreation) throw std::runtime_error("told to fail");
+    if (kStart == kThrowsNumberInCreation) throw 7;
     if (kStart != kNoModel) *model = new TestModel;
 }
 
 #ifndef QORML_TEST_NO_DESTROY
 void DestroyQorMLModel(IQorMLModel* model) {
     delete static_cast<TestModel*>(model);
+    if (kStart == kThrowsNumberAtTheEnd) throw 7;
 }
 #endif
 

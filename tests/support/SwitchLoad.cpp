@@ -23,8 +23,7 @@ constexpr uint64_t kFrameUs = 1000000 / 30;
 constexpr uint32_t kPollMs = 50;
 constexpr size_t kLastFrames = 30;
 constexpr uint32_t kLongestPauseMs = 5000;
-// Longer than a network takes to be made on a machine that is busy, and the watcher to look.
-constexpr uint32_t kSwitchMs = 15000;
+constexpr uint32_t kRetryMs = 200;
 
 // Mean absolute difference of a pixel.
 double distance(const Bytes& mask, const uint8_t* other) {
@@ -149,6 +148,8 @@ SwitchLoad::Story SwitchLoad::story() const {
             story.device = "CPU";
             fallsBack = false;
         }
+        if (contains(line, "initXnn future is still running, ignore this init")) story.ignored = true;
+        if (contains(line, "ZelLadonXnnHelper::init, dispatch init job")) story.ignored = false;
         const std::string device = behind(line, "switchEngine success, current device: ");
         if (device.empty()) continue;
         ++story.switches;
@@ -171,7 +172,7 @@ void SwitchLoad::await(const std::function<bool()>& done, const char* what) cons
     const uint32_t start = platform::tickCount();
     while (!done()) {
         if (platform::tickCount() - start > kDeadlineMs) throw std::runtime_error(what);
-        platform::sleepMilliseconds(1);
+        platform::sleepMilliseconds(10);
     }
 }
 
@@ -208,17 +209,17 @@ void SwitchLoad::chooseAtRandom(uint32_t milliseconds, std::mt19937& random) {
     awaitCommands();
 }
 
-// A choice may be ignored, while an engine is being made that is no longer wanted: then it is made again.
+// A choice that comes while another engine is being made is ignored, and has to be made again.
 void SwitchLoad::switchOnceMore() {
+    const auto served = [this] { return story().device == "NPU"; };
     const uint32_t start = platform::tickCount();
-    while (story().device != "NPU") {
+    while (!served()) {
         if (platform::tickCount() - start > kDeadlineMs) throw std::runtime_error("no engine came into place");
         choose(kXnnCpu);
         choose(kXnnNpu);
         awaitCommands();
-        const uint32_t chosen = platform::tickCount();
-        while (story().device != "NPU" && platform::tickCount() - chosen < kSwitchMs)
-            platform::sleepMilliseconds(kPollMs);
+        platform::sleepMilliseconds(kRetryMs);
+        if (!story().ignored) await(served, "a chosen engine did not come into place");
     }
     choose(kXnnCpu);
     awaitCommands();

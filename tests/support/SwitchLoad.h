@@ -59,6 +59,7 @@ class SwitchLoad {
         size_t commands = 0;
         size_t switches = 0;
         std::string device = "CPU";
+        bool ignored = false;  // the last choice, since an engine was still being made
         bool ended = false;
     };
 
