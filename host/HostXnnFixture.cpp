@@ -2,7 +2,6 @@
 
 #include <stdexcept>
 
-#include "platform/include/clock.h"
 #include "platform/include/module.h"
 
 void HostXnnFixture::SetUp() {
