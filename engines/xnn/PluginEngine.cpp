@@ -67,6 +67,17 @@ void tellLine(const char* line) noexcept {
     }
 }
 
+// Calls the library. What it throws becomes an exception of ours at once: on its way out the library may go, and with
+// it the type of what was thrown.
+template <class Result, class... Parameters, class... Arguments>
+Result callEntry(Result (*entry)(Parameters...), Arguments&&... arguments) {
+    try {
+        return entry(std::forward<Arguments>(arguments)...);
+    } catch (...) {
+        throw std::runtime_error(cm::currentExceptionText());
+    }
+}
+
 template <class Entry>
 void resolve(const std::shared_ptr<void>& library, const char* name, Entry& entry) {
     entry = reinterpret_cast<Entry>(util::get_symbol(library, name));
@@ -192,7 +203,7 @@ void destroyHandle(const FunctionHandle& functions, void* handle) noexcept {
 // The deleter has its own share of the table, so that it works whoever goes first.
 std::shared_ptr<void> makeHandle(const std::shared_ptr<FunctionHandle>& functions, XnnLibraryLoader first,
                                  XnnLibraryLoader second) {
-    void* const handle = functions->xnnCreateWithLibraryLoader(first, second);
+    void* const handle = callEntry(functions->xnnCreateWithLibraryLoader, first, second);
     if (handle == nullptr) return nullptr;
     return std::shared_ptr<void>(handle, [functions](void* created) { destroyHandle(*functions, created); });
 }
@@ -225,25 +236,25 @@ std::string upToZero(std::string text) {
 
 std::string readException(const FunctionHandle& functions, void* handle) {
     uint64_t length = 0;
-    functions.xnnGetExceptionStringLength(handle, &length);
+    callEntry(functions.xnnGetExceptionStringLength, handle, &length);
     if (length > kLongestText) return describeExcess(length, kTextLength);
     std::string text = textRoom(length);
-    functions.xnnGetExceptionString(handle, text.data());
+    callEntry(functions.xnnGetExceptionString, handle, text.data());
     return upToZero(text);
 }
 
 void raisePending(const FunctionHandle& functions, void* handle) {
-    if (!functions.xnnHasException(handle)) return;
+    if (!callEntry(functions.xnnHasException, handle)) return;
     const std::string text = readException(functions, handle);
-    functions.xnnResetExceptionString(handle);
+    callEntry(functions.xnnResetExceptionString, handle);
     throw std::runtime_error(text);
 }
 
 std::string readVersion(const FunctionHandle& functions, void* handle) {
     uint64_t length = 0;
-    functions.xnnSelfVersion(handle, &length, nullptr);
+    callEntry(functions.xnnSelfVersion, handle, &length, nullptr);
     std::string text = textRoom(length);
-    functions.xnnSelfVersion(handle, nullptr, text.data());
+    callEntry(functions.xnnSelfVersion, handle, nullptr, text.data());
     return upToZero(text);
 }
 
@@ -335,15 +346,15 @@ std::vector<std::string> PluginEngine::getSupportEngines() {
     const cm::LockGuard lock(mMutex);
     requireHandle();
     void* const handle = mHandle.get();
-    const int number = mFunctions->xnnGetSupportEngineNumber(handle);
+    const int number = callEntry(mFunctions->xnnGetSupportEngineNumber, handle);
     checkException();
     checkedSize(notNegative(number), kMostEntries, "number of engines");
     std::vector<std::string> engines;
     for (int i = 0; i < number; ++i) {
-        const int length = mFunctions->xnnGetSupportEngineLength(handle, i);
+        const int length = callEntry(mFunctions->xnnGetSupportEngineLength, handle, i);
         checkException();
         std::string name = textRoom(notNegative(length));
-        mFunctions->xnnGetSupportEngine(handle, i, name.data());
+        callEntry(mFunctions->xnnGetSupportEngine, handle, i, name.data());
         checkException();
         engines.push_back(upToZero(name));
     }
@@ -369,17 +380,17 @@ std::map<std::string, std::string> PluginEngine::getEngineMutableProperties(cons
     const auto call = mFunctions->xnnGetEngineMutableProperties;
     void* const handle = mHandle.get();
     int number = 0;
-    call(handle, &number, -1, nullptr, nullptr, nullptr, nullptr, engine.c_str());
+    callEntry(call, handle, &number, -1, nullptr, nullptr, nullptr, nullptr, engine.c_str());
     checkException();
     checkedSize(notNegative(number), kMostEntries, "number of properties");
     std::map<std::string, std::string> properties;
     for (int i = 0; i < number; ++i) {
         int count = number, nameLength = 0, typeLength = 0;
-        call(handle, &count, i, &nameLength, nullptr, &typeLength, nullptr, engine.c_str());
+        callEntry(call, handle, &count, i, &nameLength, nullptr, &typeLength, nullptr, engine.c_str());
         checkException();
         std::string name = textRoom(notNegative(nameLength));
         std::string type = textRoom(notNegative(typeLength));
-        call(handle, &count, i, &nameLength, name.data(), &typeLength, type.data(), engine.c_str());
+        callEntry(call, handle, &count, i, &nameLength, name.data(), &typeLength, type.data(), engine.c_str());
         checkException();
         properties[upToZero(name)] = upToZero(type);
     }
@@ -394,8 +405,8 @@ void PluginEngine::createNetwork(const std::string& engine, const std::string& i
     if (!properties.empty()) setProperties(engine, identifier, properties);
     const std::string_view first = buffers[0];
     const std::string_view second = engine == "OpenVINO" && buffers.size() >= 2 ? buffers[1] : std::string_view();
-    mFunctions->xnnCreateNetByBuffers(mHandle.get(), engine.c_str(), identifier.c_str(), device.c_str(), first.data(),
-                                      first.size(), second.data(), second.size());
+    callEntry(mFunctions->xnnCreateNetByBuffers, mHandle.get(), engine.c_str(), identifier.c_str(), device.c_str(),
+              first.data(), first.size(), second.data(), second.size());
     checkException();
 }
 
@@ -412,7 +423,7 @@ void PluginEngine::setProperties(const std::string& engine, const std::string& i
 void PluginEngine::setProperty(const std::string& engine, const std::string& identifier, const std::string& name,
                                const std::string& type, const std::any& value) {
     const auto set = [&, call = mFunctions->xnnSetEnginePropertyForNetwork, handle = mHandle.get()](const void* text) {
-        call(handle, engine.c_str(), identifier.c_str(), name.c_str(), type.c_str(), text);
+        callEntry(call, handle, engine.c_str(), identifier.c_str(), name.c_str(), type.c_str(), text);
     };
     if (type == "std::filesystem::path") {
         set(util::wideOf(valueOf<std::filesystem::path>(name, type, value)).c_str());
@@ -426,10 +437,10 @@ std::vector<uint64_t> PluginEngine::getLayerDims(const std::string& layer) {
     const cm::LockGuard lock(mMutex);
     requireHandle();
     uint64_t count = 0;
-    mFunctions->xnnGetLayerDims(mHandle.get(), layer.c_str(), nullptr, &count);
+    callEntry(mFunctions->xnnGetLayerDims, mHandle.get(), layer.c_str(), nullptr, &count);
     checkException();
     std::vector<uint64_t> dims(checkedSize(count, kMostEntries, "number of dimensions"));
-    mFunctions->xnnGetLayerDims(mHandle.get(), layer.c_str(), dims.data(), &count);
+    callEntry(mFunctions->xnnGetLayerDims, mHandle.get(), layer.c_str(), dims.data(), &count);
     checkException();
     return dims;
 }
@@ -437,7 +448,7 @@ std::vector<uint64_t> PluginEngine::getLayerDims(const std::string& layer) {
 float* PluginEngine::getLayerData(const std::string& layer) {
     const cm::LockGuard lock(mMutex);
     requireHandle();
-    float* const data = mFunctions->xnnGetLayerData(mHandle.get(), layer.c_str());
+    float* const data = callEntry(mFunctions->xnnGetLayerData, mHandle.get(), layer.c_str());
     checkException();
     return data;
 }
@@ -445,14 +456,14 @@ float* PluginEngine::getLayerData(const std::string& layer) {
 void PluginEngine::setLayerData(const std::string& layer, const float* data, const std::vector<uint64_t>& dims) {
     const cm::LockGuard lock(mMutex);
     requireHandle();
-    mFunctions->xnnSetLayerData(mHandle.get(), layer.c_str(), data, dims.data(), dims.size());
+    callEntry(mFunctions->xnnSetLayerData, mHandle.get(), layer.c_str(), data, dims.data(), dims.size());
     checkException();
 }
 
 void PluginEngine::infer() {
     const cm::LockGuard lock(mMutex);
     requireHandle();
-    mFunctions->xnnInfer(mHandle.get());
+    callEntry(mFunctions->xnnInfer, mHandle.get());
     checkException();
 }
 
@@ -463,9 +474,9 @@ void PluginEngine::setLogCallback(std::function<void(const std::string&)> callba
     if (callback) {
         const auto stored = logSlot().set(std::move(callback));
         if (mLibraryVersion != kHeaderVersion) (*stored)(describeMismatch(mLibraryVersion, '[', ']'));
-        mFunctions->xnnSetLogCallback(mHandle.get(), tellLine);
+        callEntry(mFunctions->xnnSetLogCallback, mHandle.get(), tellLine);
     } else {
-        mFunctions->xnnSetLogCallback(mHandle.get(), nullptr);
+        callEntry(mFunctions->xnnSetLogCallback, mHandle.get(), nullptr);
     }
     checkException();
 }

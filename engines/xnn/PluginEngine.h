@@ -25,10 +25,10 @@ using Properties = std::map<std::string, std::any>;
 // One handle of an inference library that is loaded at run time, for one network after the other. Calls come in this
 // order: init, setLogCallback, createNetwork, then setLayerData, infer and getLayerData for each frame.
 //
-// Every failure is a std::runtime_error; one that the library tells carries the library's text. What the library itself
-// throws, against its interface, leaves the operation as it is, but for the end of a handle, where it is traced. Before init has
-// succeeded, an operation raises "Please create xnn library handle first of all!", unless it says otherwise. Any thread
-// may call: operations wait for each other. All texts are UTF-8.
+// Every failure is a std::runtime_error; one that the library tells carries the library's text, and so does one that it
+// throws, against its interface; what is thrown at the end of a handle is traced. Before init has succeeded, an
+// operation raises "Please create xnn library handle first of all!", unless it says otherwise. Any thread may call:
+// operations wait for each other. All texts are UTF-8.
 class PluginEngine {
   public:
     PluginEngine() = default;

@@ -133,6 +133,16 @@ TEST(PluginEngineInitTest, LibraryWithoutAnEntryIsRefusedByItsName) {
     EXPECT_EQ(errorOfInit(test::testLibraryFile("without_xnnCreateNetByFiles")), missing("xnnCreateNetByFiles"));
 }
 
+// What it has thrown must not be needed any more when the library has gone.
+TEST(PluginEngineInitTest, ErrorOfTheLibrarysOwnTypeOutlivesTheLibrary) {
+    const std::string error = textOf([] {
+        PluginEngine engine;
+        initialise(engine, test::testLibraryFile("throws"));
+        engine.setLogCallback([](const std::string&) {});
+    });
+    EXPECT_EQ(error, "an error of the library's own type");
+}
+
 TEST(PluginEngineInitTest, LibraryThatIsTooOldIsRefused) {
     EXPECT_EQ(errorOfInit(test::testLibraryFile("without_xnnGetPluginModelVersionWithString")),
               missing("xnnGetPluginModelVersionWithString"));

@@ -1,6 +1,6 @@
 // An inference library that infers nothing: it tells how it was called and does what a test has set. Variants lack an
-// entry (WITHOUT_...) or are of another version (TEST_VERSION). The entries that are only looked up lie in
-// test_library_entries.cpp.
+// entry (WITHOUT_...), are of another version (TEST_VERSION) or throw (TEST_THROWS_IN). The entries that are only
+// looked up lie in test_library_entries.cpp.
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
@@ -8,6 +8,7 @@
 #include <map>
 #include <mutex>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -70,9 +71,17 @@ void record(void* handle, const char* entry, const Arguments&... arguments) {
     gCalls += line.str() + '\n';
 }
 
+// Of a type that goes with the library.
+struct OwnError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
 // What no library may do.
 void throwIfWanted(const char* entry) {
     if (isAmong(entry, setting("throws"))) throw 42;
+#ifdef TEST_THROWS_IN
+    if (std::string(entry) == TEST_THROWS_IN) throw OwnError("an error of the library's own type");
+#endif
 }
 
 // Records the call; false, with an exception pending, when the test wants it to fail.
