@@ -61,7 +61,8 @@ void tellLibrary(RawClient& client) {
 
 // The real host, library and networks; the processor stands in for the other devices.
 TEST(EngineSwitchProcessTest, NoFrameIsLostButWhileTheProcessorsEngineIsMadeAnew) {
-    const std::vector<std::pair<std::string, std::string>> environment = {{"ZELHOST_DEVICE_ALIAS", "GPU=CPU,NPU=CPU"}};
+    const std::vector<std::pair<std::string, std::string>> environment = {{"ZELHOST_DEVICE_ALIAS", "GPU=CPU,NPU=CPU"},
+                                                                          {"ZELHOST_DEVICE_PRESENT", "GPU"}};
     HostProcess host(environment);
     RawClient client(host.baseName());
     LogReader log(client);
