@@ -32,7 +32,8 @@ class TestLibrary {
     // "failing properties" (count, lengths, texts), "failing dims" (count, dims): which call of an entry fails;
     // "length", "number": told instead of each text's length and each list's;
     // "dims LAYER": a layer's dimensions, "1x9" for one; 1x4x2x3 unless set;
-    // "logs": tells lines from a thread of its own, "null line": tells a null line.
+    // "logs": tells lines from a thread of its own, "null line": tells a null line;
+    // "waiting ends": the handles whose ends wait until they are no longer listed here.
     void set(const std::string& key, const std::string& value) const;
 
     // From now on it has the layers and properties of a Ladon network, for pictures of that size. Any output is the

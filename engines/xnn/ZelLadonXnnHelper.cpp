@@ -306,16 +306,29 @@ bool ZelLadonXnnHelper::pauseWatch() {
 }
 
 void ZelLadonXnnHelper::switchEngine() {
-    const CCmMutexGuard lock(mLock);
+    std::vector<std::shared_ptr<Serving>> retired;
+    {
+        const CCmMutexGuard lock(mLock);
+        takeFinishedJob();
+        retired.swap(mRetired);
+    }
+    // They end here: that takes as long as several frames, which do not wait for it.
+}
+
+void ZelLadonXnnHelper::retire(std::shared_ptr<Serving> engine) {
+    if (engine) mRetired.push_back(std::move(engine));
+}
+
+void ZelLadonXnnHelper::takeFinishedJob() {
     if (!mInitFuture.valid() || mInitFuture.wait_for(std::chrono::seconds(0)) != std::future_status::ready) return;
-    m_backupXnnEngine = serving(mInitFuture.get());
+    retire(std::exchange(m_backupXnnEngine, serving(mInitFuture.get())));
     if (!m_backupXnnEngine) return;
     const std::string wanted = deviceType();
     QOR_INFO("zelipc>> ZelLadonXnnHelper::switchEngin" << named("mDeviceType", wanted)
                                                        << named("mCurrentDeviceType", mCurrentDeviceType)
                                                        << named("mBackupDeviceType", mBackupDeviceType));
     if (wanted == mCurrentDeviceType) {
-        m_backupXnnEngine.reset();
+        retire(std::move(m_backupXnnEngine));
         QOR_INFO("zelipc>> ZelLadonXnnHelper::switchEngine, delete m_backupXnnEngine");
         return;
     }
@@ -325,14 +338,14 @@ void ZelLadonXnnHelper::switchEngine() {
 // Another network may have been chosen since the job began.
 bool ZelLadonXnnHelper::backupServes() {
     if (m_backupXnnEngine->large() == mKeepRawMask && m_backupXnnEngine->fits()) return true;
-    m_backupXnnEngine.reset();
+    retire(std::move(m_backupXnnEngine));
     QOR_INFO("zelipc>> ZelLadonXnnHelper::switchEngine network is no longer wanted"
              << named("mBackupDeviceType", mBackupDeviceType));
     return false;
 }
 
 void ZelLadonXnnHelper::putBackupInPlace() {
-    m_xnnEngine = std::move(m_backupXnnEngine);
+    retire(std::exchange(m_xnnEngine, std::move(m_backupXnnEngine)));
     QOR_INFO("zelipc>> ZelLadonXnnHelper::switchEngine,[from]" << named("mCurrentDeviceType", mCurrentDeviceType)
                                                                << " [to]"
                                                                << named("mBackupDeviceType", mBackupDeviceType));
@@ -354,7 +367,7 @@ bool ZelLadonXnnHelper::runInference(int32_t width, int32_t height, const uint8_
     // While the frame waited here the engine may have been taken away, or another one have come into place.
     if (mFrames.refusedAsNotInited(mInited)) return false;
     if (!mFrames.sizeFits(width, height, m_xnnEngine->width(), m_xnnEngine->height())) return false;
-    mDecoded = m_xnnEngine;
+    if (mDecoded != m_xnnEngine) retire(std::exchange(mDecoded, m_xnnEngine));
     const bool slow = mFrames.infer(*m_xnnEngine, data);
     if (slow && (mCurrentDeviceType == "GPU" || mCurrentDeviceType == "AUTO")) fallBackToCpu();
     return true;

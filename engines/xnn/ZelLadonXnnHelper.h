@@ -46,8 +46,8 @@ class ZelLadonXnnHelper {
     // Ten frames are inferred before one may be skipped, and the mask to repeat is empty. Keeps the engines.
     void uninit();
 
-    // The watcher's step: puts the engine of a finished job in place when its device is still the wanted one. Never
-    // waits for a job.
+    // The watcher's step: puts the engine of a finished job in place when its device is still the wanted one, and ends
+    // the engines that are no longer used, while frames go on. Never waits for a job.
     void switchEngine();
 
     // One frame of width x height pixels, 3 bytes each, rows packed, `size` bytes in all, at the network's size, which
@@ -99,6 +99,8 @@ class ZelLadonXnnHelper {
     bool rebuildOnCpu() ZEL_REQUIRES(mLock);
     void dispatchJob() ZEL_REQUIRES(mLock);
     void startWatcher() ZEL_REQUIRES(mLock);
+    void retire(std::shared_ptr<Serving> engine) ZEL_REQUIRES(mLock);
+    void takeFinishedJob() ZEL_REQUIRES(mLock);
     void watch();
     bool pauseWatch();
     bool backupServes() ZEL_REQUIRES(mLock);
@@ -116,9 +118,10 @@ class ZelLadonXnnHelper {
     std::atomic<int32_t> mLoadMs{0};
 
     mutable CCmMutexThreadRecursive mLock;
-    std::shared_ptr<Serving> m_xnnEngine ZEL_GUARDED_BY(mLock);        // what serves
-    std::shared_ptr<Serving> m_backupXnnEngine ZEL_GUARDED_BY(mLock);  // of the last finished job, not in place
-    std::shared_ptr<Serving> mDecoded ZEL_GUARDED_BY(mLock);           // what inferred the last frame
+    std::shared_ptr<Serving> m_xnnEngine ZEL_GUARDED_BY(mLock);            // what serves
+    std::shared_ptr<Serving> m_backupXnnEngine ZEL_GUARDED_BY(mLock);      // of the last finished job, not in place
+    std::shared_ptr<Serving> mDecoded ZEL_GUARDED_BY(mLock);               // what inferred the last frame
+    std::vector<std::shared_ptr<Serving>> mRetired ZEL_GUARDED_BY(mLock);  // left to the watcher to end
     std::string mCurrentDeviceType ZEL_GUARDED_BY(mLock);
     std::string mBackupDeviceType ZEL_GUARDED_BY(mLock);
     std::string mNetworkName ZEL_GUARDED_BY(mLock);

@@ -3,6 +3,7 @@
 // looked up lie in test_library_entries.cpp.
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstring>
 #include <map>
@@ -191,6 +192,8 @@ XNN_API void* xnnCreateWithLibraryLoader(XnnLibraryLoader first, XnnLibraryLoade
 XNN_API void xnnDestory(void* handle) {
     record(handle, "xnnDestory");
     auto* const created = static_cast<Handle*>(handle);
+    while (isAmong(std::to_string(created->number), setting("waiting ends")))
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     stopLogging(*created);
     delete created;
     throwIfWanted("xnnDestory");

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <functional>
+#include <future>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -200,6 +201,34 @@ class XnnHelperTest : public EngineFixture {
         while (mHelper->frames().warmupFrames() > 0 || mHelper->frames().updateCount() == 0) {
             ASSERT_TRUE(run(50));
             mask();
+        }
+    }
+    // Lets the job that is held go and looks until `done`, on another thread. A frame is run here before the engine of
+    // that handle has ended.
+    void runFrameWhileEnds(const std::string& handle, const std::function<bool()>& done) {
+        library.takeCalls();
+        library.set("waiting ends", handle);
+        Networks::letJobsGo();
+        std::thread looker([&] { look(done); });
+        awaitCall(handle + " xnnDestory");
+        runFrameBeforeEnd();
+        looker.join();
+    }
+    // A frame that does not wait for the end that is held, which may go on then.
+    void runFrameBeforeEnd() {
+        std::future<bool> frame = std::async(std::launch::async, [this] { return run(60); });
+        EXPECT_EQ(frame.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+        library.set("waiting ends", "");
+        EXPECT_TRUE(frame.get());
+    }
+    void awaitCall(const std::string& call) {
+        const uint64_t start = platform::monotonicMicroseconds();
+        while (testing::Value(library.takeCalls(), Not(Contains(call)))) {
+            if (platform::monotonicMicroseconds() - start > kDeadlineUs) {
+                ADD_FAILURE() << call;
+                return;
+            }
+            platform::sleepMilliseconds(1);
         }
     }
     // From now on the clocks stand still, but for inferences of `milliseconds`.
@@ -472,6 +501,33 @@ TEST_F(XnnHelperTest, DecodersAfterASwitchReadWhatTheFramesInferenceGave) {
     EXPECT_EQ(mask(), 100);
     ASSERT_TRUE(run(60));
     EXPECT_EQ(mask(), 120);
+}
+
+// To end an engine takes as long as several frames.
+TEST_F(XnnHelperTest, FrameLeavesTheEngineBeforeToTheWatcher) {
+    ZelLadonXnnHelper* const helper = makeOn("CPU");
+    ASSERT_TRUE(run(50));
+    ASSERT_TRUE(helper->init("GPU"));
+    look("GPU");
+    library.set("waiting ends", "2");
+    runFrameBeforeEnd();
+    helper->switchEngine();
+    awaitCall("2 xnnDestory");
+}
+
+TEST_F(XnnHelperTest, FramesGoOnWhileTheEngineBeforeEnds) {
+    ZelLadonXnnHelper* const helper = makeOn("CPU");
+    Networks::holdJobs();
+    ASSERT_TRUE(helper->init("GPU"));
+    runFrameWhileEnds("2", [&] { return helper->currentDeviceType() == "GPU"; });
+}
+
+TEST_F(XnnHelperTest, FramesGoOnWhileAnEngineThatIsNotWantedEnds) {
+    ZelLadonXnnHelper* const helper = makeOn("CPU");
+    Networks::holdJobs();
+    ASSERT_TRUE(helper->init("GPU"));
+    ASSERT_TRUE(helper->init("CPU"));
+    runFrameWhileEnds("4", [&] { return trace.contains("delete m_backupXnnEngine"); });
 }
 
 TEST_F(XnnHelperTest, InputIsTheFrameInPlanesAndTheLastMask) {
