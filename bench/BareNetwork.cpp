@@ -93,6 +93,15 @@ float* BareNetwork::output(size_t values) const {
     throw std::runtime_error("the network has no output of " + std::to_string(values) + " values");
 }
 
+float* BareNetwork::output(const std::string& name) const {
+    ov_tensor_t* tensor = nullptr;
+    void* data = nullptr;
+    check(ov_infer_request_get_tensor(mRequest, (name + "/sink_port_0").c_str(), &tensor), "get_tensor");
+    check(ov_tensor_data(tensor, &data), "ov_tensor_data");
+    ov_tensor_free(tensor);
+    return static_cast<float*>(data);
+}
+
 BareNetwork::~BareNetwork() {
     for (ov_tensor_t* tensor : mKept) ov_tensor_free(tensor);
     ov_tensor_free(mInputTensor);

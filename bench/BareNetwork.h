@@ -3,6 +3,7 @@
 #include <openvino/c/openvino.h>
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 namespace zelbench {
@@ -11,8 +12,9 @@ namespace zelbench {
 // gives it. What a frame costs over this is what a host costs.
 class BareNetwork {
   public:
-    // How the host sets the processor up: for the models in force, or for faces and screens.
-    enum class Settings { kModel, kDetection };
+    // How the host sets the processor up: with its streams and requests told for the models in force, as the runtime
+    // has them for faces and screens. The library that the host loads leaves them to the runtime too.
+    enum class Settings { kModel, kPlain };
 
     // Reads the pair `reads` times, as a host does at its start, compiles it for the CPU and makes a request.
     BareNetwork(int xmlId, int binId, int reads = 1, Settings settings = Settings::kModel);
@@ -26,6 +28,8 @@ class BareNetwork {
     float* input() const { return mInput; }
     // The output that has so many values.
     float* output(size_t values) const;
+    // The output of that name.
+    float* output(const std::string& name) const;
     void infer();
     // Keeps a copy of what lies in input(), to be inferred again by inferKept; the first has number 0.
     void keepInput();

@@ -3,13 +3,13 @@
 #include <memory>
 #include <stdexcept>
 
+#include "bench/BareLadon.h"
 #include "bench/BareNetwork.h"
 #include "bench/Picture.h"
 #include "bench/Rows.h"
 #include "bench/ServedHost.h"
 #include "detect/ObjectDetectCommon.h"
 #include "detect/ResultText.h"
-#include "engines/vino/PixelLoops.h"
 
 namespace zelbench {
 
@@ -29,50 +29,14 @@ void addRow(Report& report, const std::string& what, const Comparison& figures) 
     report.add({what, "the bare inference", "us", figures, goal, figures.ratio <= kGoal, note});
 }
 
-Picture modelPicture(const FrameSeries& series, uint64_t number) {
-    return {series.width, series.height, ipc::FrameKind::Model, series.at(number)};
-}
-
-// What the host does with a Ladon frame, step by step around the bare network.
-class BareLadon {
-  public:
-    explicit BareLadon(BareNetwork& network) : mNetwork(network), mRaw(pixels()) {}
-
-    bool gives(const std::vector<uint8_t>& frame, const ipc::LadonResult& result) {
-        PixelLoops::plain().fillPlanes(frame.data(), mRaw.data(), pixels(), 4, mNetwork.input());
-        mNetwork.infer();
-        PixelLoops::plain().floatsToBytes(mNetwork.output(pixels()), pixels(), 1.0f, mRaw.data());
-        std::vector<uint8_t> mask(pixels());
-        PixelLoops::plain().erode(mNetwork.width(), mNetwork.height(), mRaw.data(), mask.data());
-        return result.skipRun == 0 && result.size == pixels() && std::equal(mask.begin(), mask.end(), result.mask) &&
-               result.motion == mNetwork.output(1)[0] && same(result.gesture) && same(result.landmarks);
-    }
-
-  private:
-    size_t pixels() const { return size_t{mNetwork.width()} * mNetwork.height(); }
-    template <size_t N>
-    bool same(const float (&values)[N]) const {
-        return std::equal(values, values + N, mNetwork.output(N));
-    }
-
-    BareNetwork& mNetwork;
-    std::vector<uint8_t> mRaw;
-};
-
 // As for the segmentation networks: every frame is inferred on both sides, and the bare network infers what the host
 // does.
 void measureLadon(const Settings& settings, Report& report) {
     ServedHost host(kLadonCpu, 0);
     BareNetwork network(214, 213);
-    BareLadon bare(network);
     const FrameSeries series = readFrames(settings.picture, network.width(), network.height());
+    verifyLadon(host, network, series, LadonTable::kWithout);
     const auto result = std::make_unique<ipc::LadonResult>();
-    for (uint64_t count = 0; count < 3 * series.frames.size(); ++count) {
-        host.exchangeLadon(modelPicture(series, count), *result);
-        require(bare.gives(series.at(count), *result),
-                "the host's Ladon record differs from the bare network's outputs");
-        if (count >= 2 * series.frames.size()) network.keepInput();
-    }
     uint64_t hostCount = 0, bareCount = 0;
     const Comparison figures = compare(
         settings.blocks.ofLongOperations(), [&] { host.exchangeLadon(modelPicture(series, hostCount++), *result); },
@@ -104,7 +68,7 @@ std::string bareFaceText(const BareNetwork& network) {
 
 void measureFaces(const Settings& settings, Report& report) {
     ServedHost host(0, 0);
-    BareNetwork network(132, 131, 1, BareNetwork::Settings::kDetection);
+    BareNetwork network(132, 131, 1, BareNetwork::Settings::kPlain);
     const FrameSeries series = readFrames(settings.picture, network.width(), network.height());
     const auto picture = [&series](uint64_t number) {
         return Picture{series.width, series.height, ipc::FrameKind::Face, series.at(number)};
@@ -151,7 +115,7 @@ std::string bareContentText(const BareNetwork& network) {
 // One operation is the three frames of which the host infers the last.
 void measureContent(const Settings& settings, Report& report) {
     ServedHost host(0, 0);
-    BareNetwork network(210, 200, 1, BareNetwork::Settings::kDetection);
+    BareNetwork network(210, 200, 1, BareNetwork::Settings::kPlain);
     const auto screens = playingScreens();
     const auto exchange = [&] {
         std::string text;

@@ -23,10 +23,6 @@ struct Size {
 
 constexpr uint32_t kCpuType = 3;
 
-Picture pictureOf(const FrameSeries& series, uint64_t number) {
-    return {series.width, series.height, ipc::FrameKind::Model, series.at(number)};
-}
-
 // What the host does with a frame, step by step around the bare network.
 class BareRoad {
   public:
@@ -60,7 +56,7 @@ class BareRoad {
 void verifySequence(ServedHost& host, BareRoad& bare, const FrameSeries& series) {
     std::vector<uint8_t> mask(size_t{series.width} * series.height);
     for (uint64_t count = 0; count < 10 * series.frames.size(); ++count) {
-        host.exchangeMask(pictureOf(series, count), mask);
+        host.exchangeMask(modelPicture(series, count), mask);
         if (mask != bare.maskOf(series.at(count)))
             throw std::runtime_error("mask " + std::to_string(count) + " of the host differs from the bare network's");
         if (count >= 9 * series.frames.size()) bare.network().keepInput();
@@ -77,7 +73,7 @@ void measureRoundTrip(const Settings& settings, const Size& size, Report& report
     uint64_t hostCount = 0;
     uint64_t bareCount = 0;
     const Comparison figures = compare(
-        settings.blocks, [&] { host.exchangeMask(pictureOf(series, hostCount++), mask); },
+        settings.blocks, [&] { host.exchangeMask(modelPicture(series, hostCount++), mask); },
         [&] { bare.network().inferKept(bareCount++); });
     const bool reached =
         figures.ratio <= size.goal && (size.goalMicroseconds == 0 || figures.difference <= size.goalMicroseconds);
@@ -97,7 +93,7 @@ void measureStillFrame(const Settings& settings, const Size& size, Report& repor
     const Placement placement({host.processId(), channel.echoId()}, Cores::Two);
     // One frame in eighteen is inferred all the same; the median is a skipped one.
     const Comparison figures = compare(
-        settings.blocks.ofExchanges(), [&] { host.exchangeMask(pictureOf(series, 0), mask); },
+        settings.blocks.ofExchanges(), [&] { host.exchangeMask(modelPicture(series, 0), mask); },
         [&] { channel.exchange(series.frames[0], mask); });
     report.add({"still frame (skipped), 256x144", "a channel round trip of the same bytes", "us", figures, "<= 1.5x",
                 figures.ratio <= 1.5, ""});

@@ -1,11 +1,15 @@
 #include "bench/ServedHost.h"
 
+#include <chrono>
 #include <cstring>
+#include <filesystem>
 #include <stdexcept>
 
 namespace zelbench {
 
 namespace {
+
+constexpr uint32_t kFirstLibraryType = 8;
 
 template <class Channel, class Take>
 void receive(Channel& channel, const Take& take) {
@@ -20,14 +24,50 @@ std::string textOf(const Record& record) {
 
 }  // namespace
 
-ServedHost::ServedHost(uint32_t type, uint32_t capacity) : mClient(mHost.baseName()) {
-    if (type != 0 && mClient.startModel(type, capacity) != type)
-        throw std::runtime_error("the host did not start type " + std::to_string(type));
-    mEvents.start(mClient.events, [this](const auto& packet) {
-        if (packet.record.code == static_cast<uint32_t>(ipc::EventCode::HeartBeat))
-            mClient.command(ipc::CommandCode::HeartBeatAck);
+ServedHost::ServedHost(uint32_t type, uint32_t capacity, const HostStart& start)
+    : mOnLogLine(start.onLogLine), mHost(start.environment), mClient(mHost.baseName()) {
+    mEvents.start(mClient.events, [this](const auto& packet) { onEvent(packet.record); });
+    mLogs.start(mClient.logs, [this](const auto& packet) { onLogChunk(packet.record); });
+    tellLibraryFolder();
+    if (type != 0) this->start(type, capacity);
+}
+
+void ServedHost::tellLibraryFolder() {
+    mClient.command([](ipc::Command& command) {
+        const std::string folder = std::filesystem::path(zeltest::HostProcess::program()).parent_path().string();
+        command.code = static_cast<uint32_t>(ipc::CommandCode::SetModelPath);
+        command.pathKind = static_cast<int32_t>(ipc::PathKind::XnnLibrary);
+        folder.copy(command.text, sizeof command.text - 1);
     });
-    mLogs.start(mClient.logs, [](const auto&) {});
+}
+
+void ServedHost::onEvent(const ipc::Event& event) {
+    if (event.code == static_cast<uint32_t>(ipc::EventCode::HeartBeat)) mClient.command(ipc::CommandCode::HeartBeatAck);
+    if (event.code != static_cast<uint32_t>(ipc::EventCode::ModelType)) return;
+    const cm::LockGuard lock(mMutex);
+    mToldType = event.modelType;
+    ++mTypesTold;
+    mTold.notify_all();
+}
+
+void ServedHost::onLogChunk(const ipc::Chunk<512>& chunk) {
+    if (!mOnLogLine) return;
+    if (chunk.flags & ipc::kFirstChunk) mLogLine.clear();
+    const size_t offset = chunk.flags & ipc::kFirstChunk ? ipc::kChunkLevelBytes : 0;
+    mLogLine.append(reinterpret_cast<const char*>(chunk.body) + offset, chunk.size - offset);
+    if (chunk.flags & ipc::kLastChunk) mOnLogLine(mLogLine);
+}
+
+void ServedHost::start(uint32_t type, uint32_t capacity) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(zeltest::kDeadlineMs);
+    const cm::LockGuard lock(mMutex);
+    const uint64_t before = mTypesTold;
+    mClient.command(ipc::CommandCode::SetModelType, type, capacity);
+    while (mTypesTold == before)
+        if (mTold.wait_until(mMutex, end) == std::cv_status::timeout)
+            throw std::runtime_error("the host did not answer SetModelType");
+    if (mToldType != type) throw std::runtime_error("the host did not start type " + std::to_string(type));
+    mHasTable = type >= kFirstLibraryType;
 }
 
 ServedHost::~ServedHost() {
@@ -61,6 +101,10 @@ void ServedHost::exchangeLadon(const Picture& picture, ipc::LadonResult& result)
         std::memcpy(result.landmarks, record.landmarks, sizeof result.landmarks);
         std::memcpy(result.gesture, record.gesture, sizeof result.gesture);
         std::memcpy(result.mask, record.mask, size_t{picture.width} * picture.height);
+        if (!mHasTable) return;
+        std::memcpy(result.lut, record.lut, sizeof result.lut);
+        std::memcpy(result.lutVertices, record.lutVertices, sizeof result.lutVertices);
+        result.lutConfidence = record.lutConfidence;
     });
 }
 

@@ -36,7 +36,9 @@ int main(int argc, char** argv) {
     zelbench::Settings settings;
     settings.picture = ZELBENCH_PICTURE;
     std::string json;
-    std::vector<std::string> rows = {"frames", "detections", "channels", "process", "recovery"};
+    const std::vector<std::string> known = {"frames",  "detections", "library", "channels",
+                                            "process", "recovery",   "switches"};
+    std::vector<std::string> rows = known;
     std::vector<std::string> echo;
     app.add_option("--picture", settings.picture, "photograph of a person, PNG")->capture_default_str();
     app.add_option("--repeats", settings.blocks.repeats, "pairs of blocks")
@@ -48,9 +50,14 @@ int main(int argc, char** argv) {
     app.add_option("--starts", settings.starts, "process starts of each kind")
         ->check(CLI::Range(5, 1000))
         ->capture_default_str();
+    app.add_option("--switches", settings.switches, "of engines, over which memory must not grow")
+        ->check(CLI::Range(60, 100000))
+        ->capture_default_str();
+    app.add_option("--switch-pairs", settings.switchPairs, "pairs of blocks of one switch each")
+        ->check(CLI::Range(5, 1000))
+        ->capture_default_str();
     app.add_option("--json", json, "also write the rows to this file");
-    app.add_option("rows", rows, "frames, detections, channels, process, recovery; all by default")
-        ->check(CLI::IsMember({"frames", "detections", "channels", "process", "recovery"}));
+    app.add_option("rows", rows, "all by default")->check(CLI::IsMember(known));
     app.add_option("--echo", echo)->expected(2)->group("");
     CLI11_PARSE(app, argc, argv);
     ipc::printOpenErrors(false);
@@ -62,9 +69,12 @@ int main(int argc, char** argv) {
         for (const std::string& row : rows) {
             if (row == "frames") zelbench::measureFrames(settings, report);
             if (row == "detections") zelbench::measureDetections(settings, report);
+            if (row == "library") zelbench::measureLibrary(settings, report);
             if (row == "channels") zelbench::measureChannels(settings, report);
             if (row == "process") zelbench::measureProcess(settings, report);
             if (row == "recovery") zelbench::measureRecovery(settings, report);
+            if (row == "switches") zelbench::measureSwitchFrames(settings, report);
+            if (row == "switches") zelbench::measureSwitchMemory(settings, report);
         }
         if (!json.empty()) report.writeJson(json);
         return report.tellMissed() ? 1 : 0;
