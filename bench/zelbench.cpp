@@ -36,8 +36,8 @@ int main(int argc, char** argv) {
     zelbench::Settings settings;
     settings.picture = ZELBENCH_PICTURE;
     std::string json;
-    const std::vector<std::string> known = {"frames",  "detections", "library", "channels",
-                                            "process", "recovery",   "switches"};
+    const std::vector<std::string> known = {"frames",  "detections", "library",  "channels",
+                                            "process", "recovery",   "switches", "switch-memory"};
     std::vector<std::string> rows = known;
     std::vector<std::string> echo;
     app.add_option("--picture", settings.picture, "photograph of a person, PNG")->capture_default_str();
@@ -51,7 +51,7 @@ int main(int argc, char** argv) {
         ->check(CLI::Range(5, 1000))
         ->capture_default_str();
     app.add_option("--switches", settings.switches, "of engines, over which memory must not grow")
-        ->check(CLI::Range(60, 100000))
+        ->check(CLI::Range(120, 100000))
         ->capture_default_str();
     app.add_option("--switch-pairs", settings.switchPairs, "pairs of blocks of one switch each")
         ->check(CLI::Range(5, 1000))
@@ -74,7 +74,7 @@ int main(int argc, char** argv) {
             if (row == "process") zelbench::measureProcess(settings, report);
             if (row == "recovery") zelbench::measureRecovery(settings, report);
             if (row == "switches") zelbench::measureSwitchFrames(settings, report);
-            if (row == "switches") zelbench::measureSwitchMemory(settings, report);
+            if (row == "switch-memory") zelbench::measureSwitchMemory(settings, report);
         }
         if (!json.empty()) report.writeJson(json);
         return report.tellMissed() ? 1 : 0;
