@@ -25,9 +25,9 @@ class AliasedDevices : public Fixture {
         zeltest::setVariable("ZELHOST_DEVICE_ALIAS", "");
     }
 
-    void runLoad(LoadPictures pictures, uint32_t seconds) {
+    void runLoad(const LoadPictures& pictures, uint32_t seconds) {
         zeltest::runCheckedLoad(
-            *this->mClient, std::move(pictures), [this] { return this->tracedTexts(); }, seconds);
+            *this->mClient, pictures, [this] { return this->tracedTexts(); }, seconds);
     }
 };
 
@@ -40,7 +40,7 @@ TEST_F(HostSmallXnnSwitchTest, NoFrameIsLostButWhileTheProcessorsEngineIsMadeAne
         const auto shade = static_cast<uint8_t>(7 * i);
         pictures.pictures.push_back(picture(shade, shade, shade));
     }
-    runLoad(std::move(pictures), 2);
+    runLoad(pictures, 2);
 }
 
 TEST_F(HostXnnSwitchTest, NoFrameIsLostButWhileTheProcessorsEngineIsMadeAnew) {
