@@ -59,6 +59,8 @@ class ServedHost {
     std::string exchangeContent(const Picture& picture);
 
     int processId() { return mHost.process().id(); }
+    // Whether the process is no more.
+    bool ended() { return mHost.process().waitForExit(0); }
 
   private:
     void tellLibraryFolder();

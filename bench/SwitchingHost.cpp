@@ -22,11 +22,12 @@ SwitchingHost::SwitchingHost()
               {{{"ZELHOST_DEVICE_ALIAS", "GPU=CPU,NPU=CPU"}, {"XDG_CACHE_HOME", mCache.path()}},
                [this](const std::string& line) { onLogLine(line); }}) {}
 
-// The host tells both in lines of its log and nowhere else.
+// The host tells these in lines of its log and nowhere else.
 void SwitchingHost::onLogLine(const std::string& line) {
     const cm::LockGuard lock(mMutex);
     if (contains(line, "create model with device:AUTO, modelLoadTime=")) ++mMade;
     if (contains(line, "switchEngine success, current device: NPU")) ++mSwitched;
+    if (contains(line, "zelipc >> ZelLadonXnnHelper::initXnn, ")) mFailure = line;
     mTold.notify_all();
 }
 
@@ -56,9 +57,12 @@ bool SwitchingHost::switching() {
 void SwitchingHost::awaitNpu() {
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(zeltest::kDeadlineMs);
     const cm::LockGuard lock(mMutex);
-    while (mSwitched < mBegun)
+    while (mSwitched < mBegun) {
+        if (!mFailure.empty()) throw std::runtime_error("the host did not switch to the NPU: " + mFailure);
         if (mTold.wait_until(mMutex, end) == std::cv_status::timeout)
-            throw std::runtime_error("the host did not switch to the NPU");
+            throw std::runtime_error(mServed.ended() ? "the host has ended before it switched to the NPU"
+                                                     : "the host did not switch to the NPU");
+    }
 }
 
 void SwitchingHost::backToCpu() {

@@ -26,7 +26,7 @@ class SwitchingHost {
     bool making();
     // Whether the NPU does not serve yet.
     bool switching();
-    // Waits until it does.
+    // Waits until it does. Raises std::runtime_error with the host's words when its network cannot be made.
     void awaitNpu();
     // Back to the processor, which serves when this returns. The host has no network in between.
     void backToCpu();
@@ -40,6 +40,7 @@ class SwitchingHost {
     uint64_t mBegun ZEL_GUARDED_BY(mMutex) = 0;
     uint64_t mMade ZEL_GUARDED_BY(mMutex) = 0;
     uint64_t mSwitched ZEL_GUARDED_BY(mMutex) = 0;
+    std::string mFailure ZEL_GUARDED_BY(mMutex);
     ServedHost mServed;  // last: its log uses what is above
 };
 
