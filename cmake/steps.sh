@@ -272,7 +272,7 @@ gather_tests() { # FOLDER BUILD...
 }
 
 run_ctest() { # FOLDER
-    ctest --test-dir "build/$1" --output-on-failure --no-tests=error --timeout 300 -j "$(jobs_count)"
+    ctest --test-dir "build/$1" --output-on-failure --no-tests=error --timeout 600 -j "$(jobs_count)"
 }
 
 # Wine's server and services, kept up for all tests: programs that start them side by side can wait for each other.
