@@ -5,9 +5,15 @@
 // The system's road for exceptions that nobody catches.
 namespace platform {
 
+// The system's own account of a failure: platform/<system>/system_exception.h.
+struct SystemException;
+
+// Valid during the filter only.
 struct UncaughtException {
-    uint32_t code;        // 0xE06D7363 for a C++ exception, else the system's code
-    const char* message;  // what() of a C++ exception, "" else; valid during the filter only
+    uint32_t code;                  // 0xE06D7363 for a C++ exception, else the system's code
+    const char* message;            // what() of a C++ exception, "" else
+    unsigned long thread;           // the thread that failed, which need not be the one that the filter runs on
+    const SystemException* system;  // never null
 };
 
 // Installs `filter` for every thread; it runs on the thread that failed, at most once in a process, and afterwards the
