@@ -1,30 +1,36 @@
 #include "crash/ExceptionFilter.h"
 
+#include <algorithm>
 #include <cstdio>
 
+#include "crash/CrashSystem.h"
+#include "crash/DumpCallback.h"
+#include "crash/ExceptionName.h"
 #include "platform/include/exception_filter.h"
+#include "platform/include/terminal.h"
 #include "util/include/CmTrace.h"
 
 namespace {
 
-constexpr uint32_t kCppException = 0xE06D7363;
-
 // Whole in one piece, so that no other thread's output comes between; cut to fit.
 void printUncaught(const char* message) {
     char line[1024];
-    std::snprintf(line, sizeof line - 1, "zelhost: uncaught exception: %s", message);
-    std::fprintf(stderr, "%s\n", line);
-    std::fflush(stderr);
+    constexpr int kRoom = sizeof line - 1;
+    const int length = std::min(std::snprintf(line, kRoom, "zelhost: uncaught exception: %s", message), kRoom - 1);
+    line[length] = '\n';
+    platform::writeToStandardError(line, static_cast<size_t>(length) + 1);
 }
 
 void onUncaughtException(const platform::UncaughtException& exception) {
     // First what cannot wait for a client.
     if (exception.code == kCppException) printUncaught(exception.message);
-    CM_ERROR("zelhost crashed!!!");
+    DumpCallback(exception, crashSystem());
 }
 
 }  // namespace
 
 void installCrashFilter() {
+    TraceModuleName(nullptr);  // found now: the search takes memory of the heap
+    crashSystem();
     platform::installExceptionFilter(onUncaughtException);
 }

@@ -1,14 +1,133 @@
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
 #include <stdexcept>
 #include <string>
 
+#include "crash/CrashFiles.h"
+#include "crash/DumpCallback.h"
 #include "crash/ExceptionFilter.h"
 #include "platform/include/clock.h"
+#include "util/include/CmThread.h"
 #include "util/include/CmTrace.h"
 
-// Started by the tests: crash_test_child FAILURE [SINK]. Fails with the crash filter in force.
+// Started by the tests: crash_test_child KIND [SINK]. Says where it is going to fail, then fails with the crash filter
+// in force.
+
+// Where this program has been loaded.
+extern const char moduleBase asm(CRASH_TEST_MODULE_BASE);
 
 namespace {
+
+// To stdout as "PROCESS THREAD OFFSET LINE": the function's offset from the program's base, the line of the failure.
+template <class Function>
+void announce(Function* function, int line) {
+    const size_t offset = reinterpret_cast<size_t>(function) - reinterpret_cast<size_t>(&moduleBase);
+    std::printf("%d %d %zu %d\n", CmGetProcessID(), CmGetThreadID(), offset, line);
+    std::fflush(stdout);
+}
+
+// Each fails in the line behind its announcement. The instructions themselves, where a sanitizer would answer their C++ forms first.
+[[gnu::noinline]] void nullWrite() {
+    announce(nullWrite, __LINE__ + 1);
+    asm volatile("movl $1, (%0)" : : "r"(nullptr) : "memory");
+}
+[[gnu::noinline]] void nullRead() {
+    announce(nullRead, __LINE__ + 1);
+    asm volatile("movl (%0), %%eax" : : "r"(nullptr) : "eax", "memory");
+}
+[[gnu::noinline]] void wildJump() {
+    announce(wildJump, __LINE__ + 1);
+    asm volatile("call *%0" : : "r"(size_t{0x1234567}) : "memory");
+}
+[[gnu::noinline]] void illegalInstruction() {
+    announce(illegalInstruction, __LINE__ + 1);
+    asm volatile("ud2");
+}
+[[gnu::noinline]] void divisionByZero() {
+    announce(divisionByZero, __LINE__ + 1);
+    asm volatile("xorl %%edx, %%edx; xorl %%ecx, %%ecx; idivl %%ecx" : : : "eax", "ecx", "edx");
+}
+[[gnu::noinline]] void abortion() {
+    announce(abortion, __LINE__ + 1);
+    std::abort();
+}
+[[gnu::noinline]] void uncaughtException() {
+    announce(uncaughtException, __LINE__ + 1);
+    throw std::invalid_argument("invalid stoi argument");
+}
+
+[[gnu::noinline]] int useUpStack(volatile int* depth) {
+    volatile char room[4096];
+    room[0] = static_cast<char>(*depth);
+    *depth = *depth + 1;
+    return *depth < 0 ? 0 : useUpStack(depth) + room[0];
+}
+[[gnu::noinline]] void stackOverflow() {
+    volatile int depth = 0;
+    announce(useUpStack, __LINE__ - 6);
+    useUpStack(&depth);
+}
+
+// Writes over what the heap keeps beside and in its blocks, then has the heap use it.
+[[gnu::noinline]] void heapCorruption() {
+    constexpr size_t kBlocks = 64;
+    constexpr size_t kSize = 600;
+    static char* blocks[kBlocks];
+    for (char*& block : blocks) block = static_cast<char*>(std::malloc(kSize));
+    announce(heapCorruption, __LINE__);
+    for (char* const block : blocks) {
+        char* volatile first = block - 16;
+        std::memset(first, 0x41, 16 + kSize);
+    }
+    for (char* const block : blocks) std::free(block);
+    for (size_t size = 16; size < 100000; size += 64) static_cast<volatile char*>(std::malloc(size))[0] = 1;
+}
+
+// As whoever raises a breakpoint leaves it in the register rcx.
+struct BreakpointRecord {
+    uint64_t unused[3];
+    uint64_t firstFrame;
+    const uint64_t* begin;
+    const uint64_t* usedEnd;
+    const uint64_t* end;
+};
+
+[[gnu::noinline]] void breakpointWithRecord() {
+    static const uint64_t frames[2] = {reinterpret_cast<uint64_t>(&nullRead), 0};
+    static const BreakpointRecord record = {{}, reinterpret_cast<uint64_t>(&nullWrite) + 1, frames, frames + 1, frames + 2};
+    announce(breakpointWithRecord, __LINE__ + 1);
+    asm volatile("int3" : : "c"(&record) : "memory");
+}
+[[gnu::noinline]] void breakpointWithoutRecord() {
+    announce(breakpointWithoutRecord, __LINE__ + 1);
+    asm volatile("int3" : : "c"(size_t{8}) : "memory");
+}
+
+// Every step of the filter fails in its own way.
+class FailingSystem : public CrashSystem {
+  public:
+    CrashPath temporaryFolder() override { return {}; }
+    CrashPath moduleFolder() override { return {}; }
+    void writeDump(const platform::UncaughtException&, const CrashPath&) override { nullWrite(); }
+    CrashStack readStack(const platform::UncaughtException&, bool) override { std::abort(); }
+    void writeReport(const CrashPath&, const CrashText& report) override {
+        for (const wchar_t c : report) std::putchar(static_cast<char>(c));
+        std::fflush(stdout);
+        illegalInstruction();
+    }
+};
+
+void failingSteps() {
+    static FailingSystem system;
+    platform::installExceptionFilter([](const platform::UncaughtException& exception) {
+        DumpCallback(exception, system);
+        std::printf("\nthe end\n");
+        std::fflush(stdout);
+    });
+    divisionByZero();
+}
 
 void print(unsigned long level, char* text, unsigned length) {
     std::printf("%lu %.*s\n", level, static_cast<int>(length), text);
@@ -21,17 +140,35 @@ void printAndHang(unsigned long level, char* text, unsigned length) {
     for (;;) platform::sleepMilliseconds(1000);
 }
 
+const std::map<std::string, void (*)()> kKinds = {
+    {"null-write", nullWrite},
+    {"null-read", nullRead},
+    {"wild-jump", wildJump},
+    {"illegal-instruction", illegalInstruction},
+    {"division-by-zero", divisionByZero},
+    {"abort", abortion},
+    {"uncaught-exception", uncaughtException},
+    {"stack-overflow", stackOverflow},
+    {"heap-corruption", heapCorruption},
+    {"breakpoint-with-record", breakpointWithRecord},
+    {"breakpoint-without-record", breakpointWithoutRecord},
+    {"before-the-command-line", nullWrite},
+    {"failing-steps", failingSteps},
+    {"long-words", [] { throw std::runtime_error(std::string(5000, 'w')); }},
+    {"number", [] { throw 7; }},
+};
+
 }  // namespace
 
 int main(int count, char** arguments) {
-    const std::string failure = count > 1 ? arguments[1] : "";
+    const std::string kind = count > 1 ? arguments[1] : "";
     const std::string sink = count > 2 ? arguments[2] : "print";
     installCrashFilter();
     set_util_external_trace_sink(sink == "hang" ? printAndHang : print);
     if (sink == "silent") set_external_trace_mask(-1);
-    if (failure == "words") throw std::invalid_argument("invalid stoi argument");
-    if (failure == "long-words") throw std::runtime_error(std::string(5000, 'w'));
-    if (failure == "number") throw 7;
-    if (failure == "access") asm volatile("movl $1, (%0)" : : "r"(nullptr) : "memory");
+    if (kind != "before-the-command-line") setCrashFileIds("12", "7");
+    const auto found = kKinds.find(kind);
+    if (found == kKinds.end()) return 98;
+    found->second();
     return 99;
 }

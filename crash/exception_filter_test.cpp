@@ -1,5 +1,6 @@
 #include "crash/ExceptionFilter.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <csignal>
@@ -9,25 +10,29 @@
 namespace {
 
 using platform::test::Outcome;
+using testing::HasSubstr;
 
 constexpr uint32_t kCppException = 0xE06D7363;
 
 Outcome fail(const std::string& failure, const std::string& sink = "print") {
-    return platform::test::runToEnd(platform::test::siblingProgram("crash_test_child"), {failure, sink});
+    const platform::test::TemporaryFolder folder;
+    platform::ProcessOptions options;
+    options.environment = {{"TMPDIR", folder.path()}, {"TMP", folder.path()}, {"TEMP", folder.path()}};
+    return platform::test::runToEnd(platform::test::siblingProgram("crash_test_child"), {failure, sink}, options);
 }
 
 }  // namespace
 
 TEST(CrashFilterTest, UncaughtExceptionIsTracedAndItsWordsArePrinted) {
-    const Outcome outcome = fail("words");
-    EXPECT_EQ(outcome.output, "0 zelhost crashed!!!\n");
+    const Outcome outcome = fail("uncaught-exception");
+    EXPECT_THAT(outcome.output, HasSubstr("0 zelhost crashed!!!\n"));
     EXPECT_EQ(outcome.error, "zelhost: uncaught exception: invalid stoi argument\n");
     EXPECT_EQ(outcome.exitCode, platform::test::failureExit(SIGABRT, kCppException));
 }
 
 TEST(CrashFilterTest, ExceptionWithoutWordsIsStillReported) {
     const Outcome outcome = fail("number");
-    EXPECT_EQ(outcome.output, "0 zelhost crashed!!!\n");
+    EXPECT_THAT(outcome.output, HasSubstr("0 zelhost crashed!!!\n"));
     EXPECT_EQ(outcome.error, "zelhost: uncaught exception: \n");
 }
 
@@ -39,21 +44,21 @@ TEST(CrashFilterTest, LongWordsAreCutToOneLine) {
 }
 
 TEST(CrashFilterTest, FaultIsTracedAndPrintsNothing) {
-    const Outcome outcome = fail("access");
-    EXPECT_EQ(outcome.output, "0 zelhost crashed!!!\n");
+    const Outcome outcome = fail("null-write");
+    EXPECT_THAT(outcome.output, HasSubstr("0 zelhost crashed!!!\n"));
     EXPECT_EQ(outcome.error, "");
     EXPECT_EQ(outcome.exitCode, platform::test::failureExit(SIGSEGV, 0xC0000005));
 }
 
 TEST(CrashFilterTest, NegativeMaskSilencesTheTraceOnly) {
-    const Outcome outcome = fail("words", "silent");
-    EXPECT_EQ(outcome.output, "");
+    const Outcome outcome = fail("uncaught-exception", "silent");
+    EXPECT_EQ(outcome.output.find("zelhost"), std::string::npos);
     EXPECT_EQ(outcome.error, "zelhost: uncaught exception: invalid stoi argument\n");
 }
 
 TEST(CrashFilterTest, TraceThatCannotGetThroughDoesNotKeepTheProcess) {
-    const Outcome outcome = fail("words", "hang");
-    EXPECT_EQ(outcome.output, "0 zelhost crashed!!!\n");
+    const Outcome outcome = fail("uncaught-exception", "hang");
+    EXPECT_THAT(outcome.output, HasSubstr("0 zelhost crashed!!!\n"));
     EXPECT_EQ(outcome.error, "zelhost: uncaught exception: invalid stoi argument\n");
     EXPECT_EQ(outcome.exitCode, platform::test::failureExit(SIGABRT, kCppException));
 }

@@ -4,6 +4,7 @@
 
 #include "engines/vino/DevicePolicy.h"
 #include "host/ZelMLHost.h"
+#include "platform/include/exception_filter.h"
 #include "util/include/CmException.h"
 #include "util/include/CmTrace.h"
 
@@ -247,6 +248,7 @@ void ZelMLHost::loadInBackground(std::shared_ptr<Helper> helper, const std::stri
     auto counted = std::make_shared<WorkCounter::Scope>(mLoadsInWork);
     PendingLoad pending = helper->beginInit(device);
     mLoadThread = std::thread([counted, helper = std::move(helper), pending = std::move(pending)]() mutable {
+        platform::prepareThreadForFilter();
         try {
             helper->finishInit(pending);
         } catch (...) {

@@ -1,10 +1,13 @@
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 
 #include "host/LogWaitBound.h"
 #include "host/ZELHostUtils.h"
 #include "host/ZelMLHost.h"
+#include "platform/include/exception_filter.h"
 #include "util/include/CmThread.h"
+#include "util/include/CmTrace.h"
 
 namespace {
 
@@ -56,42 +59,56 @@ bool ZelMLHost::sendModelLoadTime() {
 }
 
 void ZelMLHost::sendLog(uint32_t level, char* message, uint32_t length) {
-    const std::string prefix =
-        "[" + std::to_string(ZELHostUtils::storedProcessId()) + ":" + std::to_string(CmGetThreadID()) + "] ";
-    uint32_t rest = static_cast<uint32_t>(prefix.size()) + length;
-    const auto channel = copyOf(mLogChannel);
-    if (!channel) return;
-    const bool bounded = mStopping || LogWaitBound::inForce();
-    const BoundedLock lock(mLogMutex, bounded ? kLogWaitMs : platform::kInfinite);
-    if (!lock) return;
+    const bool sent = sendLogLine(level, message, length);
+    if (!sent && platform::isThreadInFilter()) cm::writeTraceToStderr(static_cast<int>(level), message, length);
+}
 
-    const char* text = message;
+// Takes no memory from the heap, since it runs in the crash filter too.
+bool ZelMLHost::sendLogLine(uint32_t level, const char* text, uint32_t length) {
+    char prefix[48];
+    const auto prefixBytes = static_cast<uint32_t>(
+        std::snprintf(prefix, sizeof prefix, "[%d:%d] ", ZELHostUtils::storedProcessId(), CmGetThreadID()));
+    uint32_t rest = prefixBytes + length;
+    const auto channel = copyOf(mLogChannel);
+    if (!channel) return false;
+    const BoundedLock lock(mLogMutex, logWaitMs());
+    if (!lock) return false;
+
     const uint32_t first = std::min<uint32_t>(rest, ipc::kFirstChunkText);
-    const uint32_t messageBytes = first - static_cast<uint32_t>(prefix.size());
-    bool sent = writeLogChunk(*channel, [&](LogChunk& chunk) {
+    const uint32_t messageBytes = first - prefixBytes;
+    const auto fillFirst = [&](LogChunk& chunk) {
         chunk.flags = first == rest ? ipc::kFirstChunk | ipc::kLastChunk : ipc::kFirstChunk;
         chunk.size = first + ipc::kChunkLevelBytes;
         std::memcpy(chunk.body, &level, ipc::kChunkLevelBytes);
-        std::memcpy(chunk.body + ipc::kChunkLevelBytes, prefix.data(), prefix.size());
-        std::memcpy(chunk.body + ipc::kChunkLevelBytes + prefix.size(), text, messageBytes);
-    });
+        std::memcpy(chunk.body + ipc::kChunkLevelBytes, prefix, prefixBytes);
+        std::memcpy(chunk.body + ipc::kChunkLevelBytes + prefixBytes, text, messageBytes);
+    };
+    bool sent = writeLogChunk(*channel, std::ref(fillFirst));
     text += messageBytes;
     rest -= first;
     while (rest > 0 && sent) {
         const uint32_t count = std::min<uint32_t>(rest, ipc::kLaterChunkText);
-        sent = writeLogChunk(*channel, [&](LogChunk& chunk) {
+        const auto fillLater = [&](LogChunk& chunk) {
             chunk.flags = count == rest ? ipc::kLastChunk : 0;
             chunk.size = count;
             std::memcpy(chunk.body, text, count);
-        });
+        };
+        sent = writeLogChunk(*channel, std::ref(fillLater));
         text += count;
         rest -= count;
     }
+    return sent;
+}
+
+uint32_t ZelMLHost::logWaitMs() const {
+    if (platform::isThreadInFilter()) return 0;
+    return mStopping || LogWaitBound::inForce() ? kLogWaitMs : platform::kInfinite;
 }
 
 // Waits in slices, so that a thread which went to sleep before the stop notices it.
 bool ZelMLHost::writeLogChunk(ipc::LogChannel& channel, std::function<void(LogChunk&)> fill) {
     const auto write = [&fill](ipc::packet<LogChunk>& packet) { fill(packet.record); };
+    if (platform::isThreadInFilter()) return channel.write(write, 0);
     uint32_t boundedMs = 0;
     while (true) {
         const bool bounded = mStopping || LogWaitBound::inForce();

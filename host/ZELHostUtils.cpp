@@ -1,5 +1,6 @@
 #include "host/ZELHostUtils.h"
 
+#include "crash/CrashFiles.h"
 #include "engines/vino/DevicePolicy.h"
 #include "host/CommandLine.h"
 #include "host/ZelMLHost.h"
@@ -49,6 +50,7 @@ void ZELHostInit(const std::string& commandLine) {
     QOR_INFO("zelipc>>ZELHostUtils::ZELHostInit: cmdLine = " << commandLine);
     gClientProcessId = commandLineValue(commandLine, "PID");
     gClientInstanceId = commandLineValue(commandLine, "MID");
+    setCrashFileIds(gClientProcessId, gClientInstanceId);
     const std::string log = commandLineValue(commandLine, "LOG");
     resolveDevice(commandLineValue(commandLine, "DEV"));
     if (!log.empty()) validateDecimal(log);

@@ -3,6 +3,7 @@
 #include <system_error>
 
 #include "platform/include/clock.h"
+#include "platform/include/exception_filter.h"
 #include "util/include/CmTrace.h"
 
 namespace {
@@ -162,6 +163,7 @@ void ZelMLHost::armLastResort(uint32_t delayMs) {
     void (*const endProcess)() = mEndProcess;
     if (!endProcess || mLastResortArmed.exchange(true)) return;
     std::thread([endProcess, delayMs] {
+        platform::prepareThreadForFilter();
         platform::sleepMilliseconds(delayMs);
         endProcess();
     }).detach();

@@ -81,7 +81,8 @@ class ZelMLHost : public CCmAsyncTimerSink {
     // Reports mModelLoadTime by event 5 unless it is 0. Always true.
     bool sendModelLoadTime();
     // The trace sink: sends one log line to the client in chunks. Once the host is stopping, or on the heart beat's
-    // thread, it waits at most 200 ms for a slot and drops the rest of the line.
+    // thread, it waits at most 200 ms for a slot and drops the rest of the line. In the crash filter it waits for
+    // nothing: a line that does not get through at once goes to stderr.
     void sendLog(uint32_t level, char* message, uint32_t length);
 
     // What ends the process when an orderly end takes too long after the client has gone; none unless set. Called from
@@ -137,6 +138,8 @@ class ZelMLHost : public CCmAsyncTimerSink {
     std::shared_ptr<ZelLadonXnnHelper> ladonXnnHelper();
 
     // Logs.
+    bool sendLogLine(uint32_t level, const char* text, uint32_t length);
+    uint32_t logWaitMs() const;  // how long a line may wait for another to be through
     bool writeLogChunk(ipc::LogChannel& channel, std::function<void(LogChunk&)> fill);
 
     template <class Channel>

@@ -11,18 +11,18 @@ namespace {
 
 std::atomic<ExceptionFilter> gFilter{nullptr};
 std::atomic<uint32_t> gTimeLimitMs{kFilterTimeLimitMs};
-std::atomic<unsigned long> gFailedThread{0};
+std::atomic<unsigned long> gFilterThread{0};
 std::atomic<Ending> gEnding{0};
 
 void onTerminate() {
     const std::exception_ptr current = std::current_exception();
-    if (!current) failProcess({codeOfAbort(), ""}, endingOfAbort());
+    if (!current) failHere(codeOfAbort(), "", endingOfAbort());
     try {
         std::rethrow_exception(current);
     } catch (const std::exception& exception) {
-        failProcess({kCppException, exception.what()}, endingOfCppException());
+        failHere(kCppException, exception.what(), endingOfCppException());
     } catch (...) {
-        failProcess({kCppException, ""}, endingOfCppException());
+        failHere(kCppException, "", endingOfCppException());
     }
 }
 
@@ -34,13 +34,24 @@ void setFilter(ExceptionFilter filter, uint32_t timeLimitMs) {
     std::set_terminate(onTerminate);
 }
 
+void runFilter(const UncaughtException& exception) {
+    gFilterThread = currentThreadId();
+    if (const ExceptionFilter filter = gFilter) filter(exception);
+}
+
+bool isThreadInFilter() {
+    return gFilterThread == currentThreadId();
+}
+
 void failProcess(const UncaughtException& exception, Ending ending) noexcept {
-    unsigned long failed = 0;
-    if (gFailedThread.compare_exchange_strong(failed, currentThreadId())) {
+    unsigned long inFilter = 0;
+    if (gFilterThread.compare_exchange_strong(inFilter, currentThreadId())) {
         gEnding = ending;
         startTimeLimit(gTimeLimitMs, ending);
-        if (const ExceptionFilter filter = gFilter) filter(exception);
-    } else if (failed != currentThreadId()) {
+        callFilter(exception);
+    } else if (inFilter == currentThreadId()) {
+        leaveFilterStep();
+    } else {
         waitForTheEnd();
     }
     endFailedProcess(gEnding);

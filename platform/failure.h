@@ -15,13 +15,20 @@ using Ending = uint32_t;
 // Puts the filter and the terminate handler in force.
 void setFilter(ExceptionFilter filter, uint32_t timeLimitMs);
 
-// Runs the filter unless it has been run, and ends the process. May be called in a signal handler.
+// Runs the filter unless it has been run, and ends the process. Within a step of the filter it leaves that step
+// instead. May be called in a signal handler.
 [[noreturn]] void failProcess(const UncaughtException& exception, Ending ending) noexcept;
 
-// Each system's own. The first two are called in signal handlers.
+// Runs the filter on the calling thread.
+void runFilter(const UncaughtException& exception);
+
+// Each system's own. The first four are called in signal handlers.
+void callFilter(const UncaughtException& exception);  // has runFilter run on a thread with a stack
+void leaveFilterStep();                               // returns only if no step is under way
 void startTimeLimit(uint32_t timeLimitMs, Ending ending);  // ends the process after that time
 [[noreturn]] void endFailedProcess(Ending ending);
 [[noreturn]] void waitForTheEnd();
+[[noreturn]] void failHere(uint32_t code, const char* message, Ending ending) noexcept;  // with the caller's registers
 Ending endingOfCppException();
 // What std::terminate without an exception is: the exception's code and the ending.
 uint32_t codeOfAbort();

@@ -14,6 +14,7 @@
 #include "engines/vino/ModelStore.h"
 #include "engines/xnn/SharedLibrary.h"
 #include "platform/include/clock.h"
+#include "platform/include/exception_filter.h"
 #include "platform/include/module.h"
 #include "platform/include/thread.h"
 #include "util/include/CmException.h"
@@ -291,6 +292,7 @@ void ZelLadonXnnHelper::startWatcher() {
 }
 
 void ZelLadonXnnHelper::watch() {
+    platform::prepareThreadForFilter();
     platform::setThreadName("ladon-watcher");
     do {
         switchEngine();

@@ -1,14 +1,17 @@
 #include "platform/include/exception_filter.h"
 
+#include <setjmp.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/time.h>
 #include <ucontext.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <memory>
 
 #include "platform/failure.h"
+#include "platform/include/thread.h"
+#include "platform/posix/system_exception.h"
 
 namespace platform {
 
@@ -19,6 +22,7 @@ constexpr size_t kAlternateStack = 256 * 1024;  // bytes; the filter formats and
 constexpr uint32_t kStackOverflow = 0xC00000FD;
 
 std::atomic<int> gLimitedSignal{SIGABRT};
+sigjmp_buf* gStepReturn = nullptr;  // of the innermost step; the filter's thread alone touches it
 
 void setAction(int signal, void (*handler)(int, siginfo_t*, void*), int flags) {
     struct sigaction action = {};
@@ -82,37 +86,85 @@ uint32_t codeOf(int signal, const siginfo_t& info, const ucontext_t& context) {
 }
 
 void onFatalSignal(int signal, siginfo_t* info, void* context) {
-    failProcess({codeOf(signal, *info, *static_cast<const ucontext_t*>(context)), ""}, static_cast<Ending>(signal));
+    const SystemException system = {*info, static_cast<ucontext_t*>(context)};
+    failProcess({codeOf(signal, *info, *system.context), "", currentThreadId(), &system}, static_cast<Ending>(signal));
 }
 
 void onTimeLimit(int, siginfo_t*, void*) {
     endFailedProcess(static_cast<Ending>(gLimitedSignal.load()));
 }
 
-// A thread that has used up its stack cannot run a handler on it.
+// A thread that has used up its stack cannot run a handler on it. The lowest page stays closed: a handler that needs
+// more ends the process.
 class AlternateStack {
   public:
-    AlternateStack() : memory_(new char[kAlternateStack]) {
-        const stack_t stack = {memory_.get(), 0, kAlternateStack};
+    AlternateStack()
+        : memory_(mmap(nullptr, kAlternateStack, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)) {
+        if (memory_ == MAP_FAILED) return;
+        mprotect(memory_, kPage, PROT_NONE);
+        const stack_t stack = {static_cast<char*>(memory_) + kPage, 0, kAlternateStack - kPage};
         sigaltstack(&stack, nullptr);
     }
     ~AlternateStack() {
+        if (memory_ == MAP_FAILED) return;
         const stack_t none = {nullptr, SS_DISABLE, 0};
         sigaltstack(&none, nullptr);
+        munmap(memory_, kAlternateStack);
     }
     AlternateStack(const AlternateStack&) = delete;
     AlternateStack& operator=(const AlternateStack&) = delete;
 
   private:
-    std::unique_ptr<char[]> memory_;
+    static constexpr size_t kPage = 4096;
+    void* const memory_;
 };
 
 }  // namespace
 
 void installExceptionFilter(ExceptionFilter filter, uint32_t timeLimitMs) {
-    thread_local const AlternateStack stack;
+    prepareThreadForFilter();
     setFilter(filter, timeLimitMs);
-    for (const int signal : kFatalSignals) setAction(signal, onFatalSignal, SA_ONSTACK);
+    // A fault of the filter itself must arrive as well.
+    for (const int signal : kFatalSignals) setAction(signal, onFatalSignal, SA_ONSTACK | SA_NODEFER);
+}
+
+void prepareThreadForFilter() {
+    thread_local const AlternateStack stack;
+    static_cast<void>(stack);
+}
+
+bool runFilterStep(FilterStep step, void* argument) {
+    sigjmp_buf* const outer = gStepReturn;
+    sigjmp_buf here;
+    if (sigsetjmp(here, 0) != 0) {
+        gStepReturn = outer;
+        return false;
+    }
+    gStepReturn = &here;
+    try {
+        step(argument);
+    } catch (...) {
+        gStepReturn = outer;
+        throw;
+    }
+    gStepReturn = outer;
+    return true;
+}
+
+void leaveFilterStep() {
+    if (gStepReturn) siglongjmp(*gStepReturn, 1);
+}
+
+void callFilter(const UncaughtException& exception) {
+    runFilter(exception);
+}
+
+void failHere(uint32_t code, const char* message, Ending ending) noexcept {
+    ucontext_t context;
+    getcontext(&context);
+    SystemException system = {{}, &context};
+    system.info.si_signo = static_cast<int>(ending);
+    failProcess({code, message, currentThreadId(), &system}, ending);
 }
 
 void startTimeLimit(uint32_t timeLimitMs, Ending ending) {

@@ -4,8 +4,11 @@
 
 #include <atomic>
 #include <csignal>
+#include <mutex>
 
 #include "platform/failure.h"
+#include "platform/include/thread.h"
+#include "platform/win32/system_exception.h"
 
 namespace platform {
 
@@ -14,6 +17,13 @@ namespace {
 constexpr DWORD kGccException = 0x20474343;  // how the compiler's runtime raises a C++ exception
 constexpr uint32_t kAbort = 0x40000015;      // STATUS_FATAL_APP_EXIT
 constexpr ULONG kStackForFilter = 64 * 1024;
+
+// A jump back without unwinding; the library's own unwinds through the system's frames of a nested exception.
+using StepReturn = void* [5];
+StepReturn* gStepReturn = nullptr;  // of the innermost step; the filter's thread alone touches it
+
+HANDLE gOverflown = nullptr;
+std::atomic<const UncaughtException*> gOverflow{nullptr};
 
 HANDLE gLimitStarted = nullptr;
 std::atomic<uint32_t> gLimitMs{0};
@@ -25,42 +35,99 @@ LONG WINAPI onUnhandledException(EXCEPTION_POINTERS* pointers) {
     if (record.ExceptionCode == kGccException && !(record.ExceptionFlags & EXCEPTION_NONCONTINUABLE)) {
         return EXCEPTION_CONTINUE_EXECUTION;
     }
-    failProcess({static_cast<uint32_t>(record.ExceptionCode), ""}, record.ExceptionCode);
+    const SystemException system = {pointers};
+    failProcess({static_cast<uint32_t>(record.ExceptionCode), "", currentThreadId(), &system}, record.ExceptionCode);
 }
 
 void onAbort(int) {
-    failProcess({kAbort, ""}, kAbort);
+    failHere(kAbort, "", kAbort);
 }
 
-// Waits in advance: a process that has failed may not be able to start a thread.
 DWORD WINAPI keepTimeLimit(void*) {
     WaitForSingleObject(gLimitStarted, INFINITE);
     Sleep(gLimitMs);
     endFailedProcess(gLimitedEnding);
 }
 
-void prepareTimeLimit() {
-    static const bool prepared = [] {
+// For a thread whose stack has run out. Its words about the failure lie on its stack, where they stay.
+DWORD WINAPI runFilterOfAnother(void*) {
+    WaitForSingleObject(gOverflown, INFINITE);
+    runFilter(*gOverflow);
+    endFailedProcess(gLimitedEnding);
+}
+
+void startThread(LPTHREAD_START_ROUTINE start, SIZE_T stack) {
+    const HANDLE thread = CreateThread(nullptr, stack, start, nullptr, STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
+    if (thread) CloseHandle(thread);
+}
+
+// They wait in advance: a process that has failed may not be able to start a thread.
+void prepareThreads() {
+    static std::once_flag prepared;
+    std::call_once(prepared, [] {
+        constexpr SIZE_T kSmallStack = 64 * 1024;
+        constexpr SIZE_T kFilterStack = 1024 * 1024;
         gLimitStarted = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-        constexpr SIZE_T kStack = 64 * 1024;
-        const HANDLE thread =
-            CreateThread(nullptr, kStack, keepTimeLimit, nullptr, STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
-        if (thread) CloseHandle(thread);
-        return thread != nullptr;
-    }();
-    static_cast<void>(prepared);
+        gOverflown = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+        startThread(keepTimeLimit, kSmallStack);
+        startThread(runFilterOfAnother, kFilterStack);
+    });
 }
 
 }  // namespace
 
 void installExceptionFilter(ExceptionFilter filter, uint32_t timeLimitMs) {
-    ULONG guarantee = kStackForFilter;
-    SetThreadStackGuarantee(&guarantee);
+    prepareThreadForFilter();
     SetErrorMode(GetErrorMode() | SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
-    prepareTimeLimit();
+    prepareThreads();
     setFilter(filter, timeLimitMs);
     SetUnhandledExceptionFilter(onUnhandledException);
     std::signal(SIGABRT, onAbort);
+}
+
+void prepareThreadForFilter() {
+    ULONG guarantee = kStackForFilter;
+    SetThreadStackGuarantee(&guarantee);
+}
+
+bool runFilterStep(FilterStep step, void* argument) {
+    StepReturn* const outer = gStepReturn;
+    StepReturn here;
+    if (__builtin_setjmp(here)) {
+        gStepReturn = outer;
+        return false;
+    }
+    gStepReturn = &here;
+    try {
+        step(argument);
+    } catch (...) {
+        gStepReturn = outer;
+        throw;
+    }
+    gStepReturn = outer;
+    return true;
+}
+
+void leaveFilterStep() {
+    if (gStepReturn) __builtin_longjmp(*gStepReturn, 1);
+}
+
+void callFilter(const UncaughtException& exception) {
+    if (exception.code != static_cast<uint32_t>(EXCEPTION_STACK_OVERFLOW)) return runFilter(exception);
+    gOverflow = &exception;
+    SetEvent(gOverflown);
+    waitForTheEnd();
+}
+
+void failHere(uint32_t code, const char* message, Ending ending) noexcept {
+    CONTEXT context;
+    RtlCaptureContext(&context);
+    EXCEPTION_RECORD record = {};
+    record.ExceptionCode = code;
+    record.ExceptionAddress = reinterpret_cast<void*>(context.Rip);
+    EXCEPTION_POINTERS pointers = {&record, &context};
+    const SystemException system = {&pointers};
+    failProcess({code, message, currentThreadId(), &system}, ending);
 }
 
 void startTimeLimit(uint32_t timeLimitMs, Ending ending) {

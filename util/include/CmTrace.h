@@ -17,6 +17,9 @@ inline constinit std::atomic<int> traceMask{kDefaultTraceMask};
 void traceAssertion(const char* text, const char* file, int line);
 }  // namespace detail
 
+// For a sink that could not pass its line on: writes "[level] module: text" to stderr, unless lines go there anyway.
+void writeTraceToStderr(int level, const char* text, unsigned length);
+
 }  // namespace cm
 
 inline int get_external_trace_mask() {

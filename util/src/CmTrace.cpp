@@ -10,6 +10,7 @@
 
 #include "platform/include/module.h"
 #include "platform/include/process.h"
+#include "platform/include/terminal.h"
 #include "util/include/CmTime.h"
 
 namespace {
@@ -30,8 +31,7 @@ void writeToStderr(int level, const char* module, const char* text, unsigned len
     const size_t taken = std::min<size_t>(length, room);
     if (taken != 0) std::memcpy(line + head.tell(), text, taken);
     line[head.tell() + taken] = '\n';
-    std::fwrite(line, 1, head.tell() + taken + 1, stderr);
-    std::fflush(stderr);
+    platform::writeToStandardError(line, head.tell() + taken + 1);
 }
 
 std::string_view afterLastSeparator(std::string_view path) {
@@ -79,6 +79,10 @@ int util_adapter_trace(int level, const char* module, const char* text, unsigned
     if (toStderr) writeToStderr(level, module, text, length);
     errno = savedErrno;
     return sink != nullptr || toStderr ? 0 : 1;
+}
+
+void cm::writeTraceToStderr(int level, const char* text, unsigned length) {
+    if (!g_stderr.load(std::memory_order_relaxed)) writeToStderr(level, TraceModuleName(nullptr), text, length);
 }
 
 void set_util_external_trace_sink(util_external_trace_sink sink) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <exception>
 
+#include "platform/include/exception_filter.h"
 #include "platform/include/thread.h"
 
 namespace cm {
@@ -25,7 +26,10 @@ SteadyTime nextTick(SteadyTime due, std::chrono::nanoseconds interval, SteadyTim
 
 std::shared_ptr<QueueThread> QueueThread::start(std::string name) {
     auto self = std::make_shared<QueueThread>(std::move(name));
-    self->m_thread = std::thread([self] { self->run(); });
+    self->m_thread = std::thread([self] {
+        platform::prepareThreadForFilter();
+        self->run();
+    });
     const LockGuard<Mutex> lock(self->m_mutex);
     while (!self->m_started) self->m_wake.wait(self->m_mutex);
     return self;

@@ -1,0 +1,224 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+#include <sstream>
+
+#include "platform/test_support.h"
+
+// Real failures of a child: what the crash filter leaves, and how the child ends.
+
+namespace {
+
+using platform::test::onWindows;
+using platform::test::Outcome;
+using platform::test::TemporaryFolder;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr size_t kLongestFunction = 600;  // bytes of code
+constexpr uint32_t kCppException = 0xE06D7363;
+constexpr uint32_t kWindowsAbort = 0x40000015;
+
+// What the child has said before it failed.
+struct Announcement {
+    std::string process;
+    std::string thread;
+    size_t offset = 0;
+    int line = 0;
+};
+
+struct Crash {
+    Announcement announced;
+    std::vector<std::string> trace;
+    std::string error;
+    int exitCode = -1;
+    std::string dump;                 // what the file holds, "" without one
+    std::string dumpPath;
+    std::vector<std::string> report;  // its lines, none without a file
+    std::string reportPath;
+};
+
+std::vector<std::string> linesOf(const std::string& text) {
+    std::istringstream stream(text);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(stream, line);) {
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+std::string readIfThere(const std::string& path) {
+    return std::filesystem::exists(path) ? platform::test::readFile(path) : "";
+}
+
+platform::ProcessOptions withTemporaryFolder(const std::string& folder) {
+    platform::ProcessOptions options;
+    options.environment = {{"TMPDIR", folder}, {"TMP", folder}, {"TEMP", folder}};
+    return options;
+}
+
+Crash crash(const std::string& kind, const TemporaryFolder& folder, const std::string& ids = "12_7") {
+    const Outcome outcome = platform::test::runToEnd(platform::test::siblingProgram("crash_test_child"), {kind},
+                                                     withTemporaryFolder(folder.path()));
+    Crash crash;
+    crash.trace = linesOf(outcome.output);
+    EXPECT_FALSE(crash.trace.empty()) << kind << ": " << outcome.error;
+    if (crash.trace.empty()) return crash;
+    std::istringstream words(crash.trace.front());
+    words >> crash.announced.process >> crash.announced.thread >> crash.announced.offset >> crash.announced.line;
+    crash.trace.erase(crash.trace.begin());
+    crash.error = outcome.error;
+    crash.exitCode = outcome.exitCode;
+    const std::string stem = folder.path("zelhost_crash_" + ids + "_" + crash.announced.process);
+    crash.dumpPath = stem + ".dmp";
+    crash.dump = readIfThere(crash.dumpPath);
+    crash.reportPath = stem + ".txt";
+    crash.report = linesOf(readIfThere(crash.reportPath));
+    return crash;
+}
+
+// The offsets of the entries of the child's own code.
+std::vector<size_t> ownOffsets(const std::string& stack) {
+    const std::string module = onWindows() ? "crash_test_child.exe+0x" : "crash_test_child+0x";
+    std::vector<size_t> offsets;
+    std::istringstream entries(stack);
+    for (std::string entry; std::getline(entries, entry, ';');) {
+        if (entry.starts_with(module)) offsets.push_back(std::stoul(entry.substr(module.size()), nullptr, 16));
+    }
+    return offsets;
+}
+
+bool isWithin(size_t offset, const Announcement& function) {
+    return offset > function.offset && offset < function.offset + kLongestFunction;
+}
+
+struct Kind {
+    const char* name;
+    const char* exception;         // as the report names it on Linux
+    const char* windowsException;  // the same on Windows, null for the same text
+    int signal;
+    uint32_t code;  // as which it ends on Windows
+    bool hasStack = true;
+};
+
+std::ostream& operator<<(std::ostream& out, const Kind& kind) {
+    return out << kind.name;
+}
+
+class CrashKindTest : public testing::TestWithParam<Kind> {
+  protected:
+    TemporaryFolder mFolder;
+};
+
+std::string nameOf(const testing::TestParamInfo<Kind>& info) {
+    std::string name = info.param.name;
+    std::replace(name.begin(), name.end(), '-', '_');
+    return name;
+}
+
+}  // namespace
+
+TEST_P(CrashKindTest, LeavesADumpAndAReportAndEndsByTheFailure) {
+    const Kind& kind = GetParam();
+    const Crash left = crash(kind.name, mFolder);
+
+    EXPECT_THAT(left.trace, ElementsAre("0 zelhost crashed!!!",
+                                        "0 Minidump::dumpcallback, Saved dump file to: " + left.dumpPath));
+    EXPECT_EQ(left.exitCode, platform::test::failureExit(kind.signal, kind.code));
+    EXPECT_THAT(left.dump, StartsWith("MDMP"));
+    ASSERT_EQ(left.report.size(), 4u);
+    const std::string exception = onWindows() && kind.windowsException ? kind.windowsException : kind.exception;
+    EXPECT_EQ(left.report[1], "Exception Type: " + exception);
+    EXPECT_EQ(left.report[2], "Crashed Thread: " + left.announced.thread);
+    if (kind.hasStack) {
+        EXPECT_EQ(left.report[3].back(), ';');
+        const std::vector<size_t> offsets = ownOffsets(left.report[3]);
+        EXPECT_TRUE(std::any_of(offsets.begin(), offsets.end(), [&](size_t o) { return isWithin(o, left.announced); }))
+            << left.report[3];
+    } else {
+        EXPECT_EQ(left.report[3], "[Could not determine stacktrace]");
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, CrashKindTest,
+    testing::Values(Kind{"null-write", "EXCEPTION_ACCESS_VIOLATION", nullptr, SIGSEGV, 0xC0000005},
+                    Kind{"null-read", "EXCEPTION_ACCESS_VIOLATION", nullptr, SIGSEGV, 0xC0000005},
+                    Kind{"wild-jump", "EXCEPTION_ACCESS_VIOLATION", nullptr, SIGSEGV, 0xC0000005, !onWindows()},
+                    Kind{"illegal-instruction", "EXCEPTION_ILLEGAL_INSTRUCTION", nullptr, SIGILL, 0xC000001D},
+                    Kind{"division-by-zero", "EXCEPTION_INT_DIVIDE_BY_ZERO", nullptr, SIGFPE, 0xC0000094},
+                    Kind{"abort", "UNKNOWN EXCEPTION(6)", "UNKNOWN EXCEPTION(1073741845)", SIGABRT, kWindowsAbort},
+                    Kind{"uncaught-exception", "UNKNOWN EXCEPTION(3765269347)", nullptr, SIGABRT, kCppException},
+                    Kind{"stack-overflow", "EXCEPTION_STACK_OVERFLOW", nullptr, SIGSEGV, 0xC00000FD},
+                    Kind{"heap-corruption", "UNKNOWN EXCEPTION(6)", "EXCEPTION_ACCESS_VIOLATION", SIGABRT, 0xC0000005},
+                    Kind{"breakpoint-with-record", "EXCEPTION_BREAKPOINT", nullptr, 5, 0x80000003}),
+    nameOf);
+
+class CrashTest : public testing::Test {
+  protected:
+    TemporaryFolder mFolder;
+};
+
+TEST_F(CrashTest, FaultIsTheFirstEntry) {
+    for (const char* kind : {"null-write", "null-read", "illegal-instruction", "division-by-zero"}) {
+        const Crash left = crash(kind, mFolder);
+        ASSERT_EQ(left.report.size(), 4u) << kind;
+        const std::vector<size_t> offsets = ownOffsets(left.report[3].substr(0, left.report[3].find(';')));
+        ASSERT_EQ(offsets.size(), 1u) << left.report[3];
+        EXPECT_TRUE(isWithin(offsets[0], left.announced)) << kind << left.report[3];
+    }
+}
+
+TEST_F(CrashTest, ReportBeginsWithTheProductsVersion) {
+    const Crash left = crash("null-write", mFolder);
+    ASSERT_FALSE(left.report.empty());
+    EXPECT_EQ(left.report[0], "Version: " TEST_PRODUCT_VERSION);
+}
+
+TEST_F(CrashTest, StackThatHasRunOutFillsTheReportWithAHundredEntries) {
+    const Crash left = crash("stack-overflow", mFolder);
+    ASSERT_EQ(left.report.size(), 4u);
+    EXPECT_EQ(std::count(left.report[3].begin(), left.report[3].end(), ';'), 100);
+}
+
+TEST_F(CrashTest, BreakpointWithoutARecordLeavesNoReport) {
+    const Crash left = crash("breakpoint-without-record", mFolder);
+    EXPECT_THAT(left.dump, StartsWith("MDMP"));
+    EXPECT_TRUE(left.report.empty());
+    EXPECT_EQ(left.exitCode, platform::test::failureExit(5, 0x80000003));
+}
+
+TEST_F(CrashTest, FailureBeforeTheCommandLineIsReadLeavesTheIdsEmpty) {
+    const Crash left = crash("before-the-command-line", mFolder, "_");
+    EXPECT_THAT(left.dump, StartsWith("MDMP"));
+    EXPECT_EQ(left.report.size(), 4u);
+}
+
+TEST_F(CrashTest, NothingElseIsLeftInTheFolder) {
+    crash("null-write", mFolder);
+    const auto files = std::filesystem::directory_iterator(mFolder.path());
+    EXPECT_EQ(std::distance(begin(files), end(files)), 2);
+}
+
+TEST_F(CrashTest, StepThatFailsItselfIsLeftAndTheNextGoesOn) {
+    const Outcome outcome =
+        platform::test::runToEnd(platform::test::siblingProgram("crash_test_child"), {"failing-steps"});
+    EXPECT_THAT(outcome.output, HasSubstr("0 zelhost crashed!!!\n"));
+    EXPECT_THAT(outcome.output, HasSubstr("Exception Type: EXCEPTION_INT_DIVIDE_BY_ZERO\n"));
+    EXPECT_THAT(outcome.output, HasSubstr("[Could not determine stacktrace]"));
+    EXPECT_THAT(outcome.output, HasSubstr("\nthe end\n"));
+    EXPECT_EQ(outcome.exitCode, platform::test::failureExit(SIGFPE, 0xC0000094));
+}
+
+TEST_F(CrashTest, FolderThatIsNotThereLeavesNoFilesAndNoSecondCrash) {
+    const std::string missing = mFolder.path("missing");
+    const Outcome outcome = platform::test::runToEnd(platform::test::siblingProgram("crash_test_child"),
+                                                     {"null-write"}, withTemporaryFolder(missing));
+    EXPECT_THAT(outcome.output, HasSubstr("0 Minidump::dumpcallback, Failed to create dump file: "));
+    EXPECT_EQ(outcome.exitCode, platform::test::failureExit(SIGSEGV, 0xC0000005));
+}

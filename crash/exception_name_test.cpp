@@ -1,0 +1,34 @@
+#include "crash/ExceptionName.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct Known {
+    uint32_t code;
+    const wchar_t* name;
+};
+
+class ExceptionNameTest : public testing::TestWithParam<Known> {};
+
+}  // namespace
+
+TEST_P(ExceptionNameTest, KnownCodeHasItsName) {
+    EXPECT_EQ(GetExceptionName(GetParam().code), CrashText(GetParam().name));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Codes, ExceptionNameTest,
+    testing::Values(
+        Known{0xC0000005, L"EXCEPTION_ACCESS_VIOLATION"}, Known{0x80000002, L"EXCEPTION_DATATYPE_MISALIGNMENT"},
+        Known{0x80000003, L"EXCEPTION_BREAKPOINT"}, Known{0x80000004, L"EXCEPTION_SINGLE_STEP"},
+        Known{0xC0000006, L"EXCEPTION_IN_PAGE_ERROR"}, Known{0xC000001D, L"EXCEPTION_ILLEGAL_INSTRUCTION"},
+        Known{0xC0000025, L"EXCEPTION_NONCONTINUABLE_EXCEPTION"}, Known{0xC0000026, L"EXCEPTION_INVALID_DISPOSITION"},
+        Known{0xC000008C, L"EXCEPTION_ARRAY_BOUNDS_EXCEEDED"}, Known{0xC000008D, L"EXCEPTION_FLT_DENORMAL_OPERAND"},
+        Known{0xC000008E, L"EXCEPTION_FLT_DIVIDE_BY_ZERO"}, Known{0xC000008F, L"EXCEPTION_FLT_INEXACT_RESULT"},
+        Known{0xC0000090, L"EXCEPTION_FLT_INVALID_OPERATION"}, Known{0xC0000091, L"EXCEPTION_FLT_OVERFLOW"},
+        Known{0xC0000092, L"EXCEPTION_FLT_STACK_CHECK"}, Known{0xC0000093, L"EXCEPTION_FLT_UNDERFLOW"},
+        Known{0xC0000094, L"EXCEPTION_INT_DIVIDE_BY_ZERO"}, Known{0xC0000095, L"EXCEPTION_INT_OVERFLOW"},
+        Known{0xC0000096, L"EXCEPTION_PRIV_INSTRUCTION"}, Known{0xC00000FD, L"EXCEPTION_STACK_OVERFLOW"},
+        Known{0xE06D7363, L"UNKNOWN EXCEPTION(3765269347)"}, Known{6, L"UNKNOWN EXCEPTION(6)"},
+        Known{0, L"UNKNOWN EXCEPTION(0)"}));
