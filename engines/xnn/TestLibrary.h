@@ -8,8 +8,8 @@
 
 namespace xnn::test {
 
-// The file of the test library `variant`: "complete", "other_version", "throws" (where its log is
-// asked for), or "without_" and an entry.
+// The file of the test library `variant`: "complete", "other_version", "throws" and "crashes" (where its log is asked
+// for), or "without_" and an entry.
 std::string testLibraryFile(const std::string& variant);
 
 // A hold on one test library while it lives: what is set here, engines of that file see, and their calls are kept.

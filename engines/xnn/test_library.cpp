@@ -1,6 +1,6 @@
 // An inference library that infers nothing: it tells how it was called and does what a test has set. Variants lack an
-// entry (WITHOUT_...), are of another version (TEST_VERSION) or throw (TEST_THROWS_IN). The entries that are only
-// looked up lie in test_library_entries.cpp.
+// entry (WITHOUT_...), are of another version (TEST_VERSION), throw (TEST_THROWS_IN) or end the process by a write
+// to nowhere (TEST_CRASHES_IN). The entries that are only looked up lie in test_library_entries.cpp.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -85,11 +85,18 @@ void throwIfWanted(const char* entry) {
 #endif
 }
 
+void crashIfWanted([[maybe_unused]] const char* entry) {
+#ifdef TEST_CRASHES_IN
+    if (std::string(entry) == TEST_CRASHES_IN) asm volatile("movl $1, (%0)" : : "r"(nullptr) : "memory");
+#endif
+}
+
 // Records the call; false, with an exception pending, when the test wants it to fail.
 template <class... Arguments>
 bool succeeds(void* handle, const char* entry, const Arguments&... arguments) {
     record(handle, entry, arguments...);
     throwIfWanted(entry);
+    crashIfWanted(entry);
     if (!isAmong(entry, setting("fails"))) return true;
     pendingOf(handle) = setting("text", std::string(entry) + " failed");
     return false;

@@ -27,7 +27,8 @@ std::string HostProcess::program() {
 }
 
 HostProcess::HostProcess(const std::vector<std::pair<std::string, std::string>>& environment,
-                         const std::vector<std::string>* arguments, const std::string& mid) {
+                         const std::vector<std::string>* arguments, const std::string& mid,
+                         const std::string& path) {
     const std::string pid = std::to_string(platform::currentProcessId());
     mBaseName = ipc::channelBaseName(pid, mid);
     mErrorFile = platform::folders().temporary() + mBaseName + "_stderr.txt";
@@ -37,8 +38,8 @@ HostProcess::HostProcess(const std::vector<std::pair<std::string, std::string>>&
     options.dieWithParent = true;
     std::string error;
     mProcess = platform::startProcess(
-        program(), arguments ? *arguments : std::vector<std::string>{"PID=" + pid, "MID=" + mid}, options, &error);
-    if (!mProcess) throw std::runtime_error("cannot start " + program() + ": " + error);
+        path, arguments ? *arguments : std::vector<std::string>{"PID=" + pid, "MID=" + mid}, options, &error);
+    if (!mProcess) throw std::runtime_error("cannot start " + path + ": " + error);
 }
 
 HostProcess::~HostProcess() {

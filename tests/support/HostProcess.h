@@ -12,10 +12,13 @@ namespace zeltest {
 // The real host program, started as a client starts it.
 class HostProcess {
   public:
-    // `arguments` in place of "PID=... MID=..." when given; `mid` for a client that has opened its channels before.
+    static std::string program();
+
+    // `arguments` in place of "PID=... MID=..." when given; `mid` for a client that has opened its channels before;
+    // `path` for a program that holds a host of its own.
     explicit HostProcess(const std::vector<std::pair<std::string, std::string>>& environment = {},
                          const std::vector<std::string>* arguments = nullptr,
-                         const std::string& mid = uniqueInstanceId());
+                         const std::string& mid = uniqueInstanceId(), const std::string& path = program());
     ~HostProcess();
 
     const std::string& baseName() const { return mBaseName; }
@@ -24,8 +27,6 @@ class HostProcess {
     int exitCode();
     // What the host wrote to stderr so far.
     std::string errorText() const;
-
-    static std::string program();
 
   private:
     std::string mBaseName;

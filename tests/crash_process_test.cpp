@@ -1,0 +1,113 @@
+// Hosts that fail while a client is with them: what they leave, what the client gets.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <filesystem>
+#include <memory>
+
+#include "platform/include/module.h"
+#include "platform/include/process.h"
+#include "platform/test_support.h"
+#include "tests/support/HostProcess.h"
+
+namespace {
+
+using platform::test::onWindows;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+constexpr uint32_t kXnnCpu = 9;
+constexpr int32_t kFace = 0;
+
+class CrashProcessTest : public testing::Test {
+  protected:
+    // The real host, or the child that fails in that way.
+    void start(const std::string& kind = "") {
+        std::vector<std::string> arguments = {"PID=" + mPid, "MID=" + mMid};
+        if (!kind.empty()) arguments.insert(arguments.begin(), kind);
+        mHost = std::make_unique<zeltest::HostProcess>(
+            std::vector<std::pair<std::string, std::string>>{
+                {"TMPDIR", mFolder.path()}, {"TMP", mFolder.path()}, {"TEMP", mFolder.path()}},
+            &arguments, mMid,
+            kind.empty() ? zeltest::HostProcess::program() : platform::test::siblingProgram("host_crash_child"));
+        if (!kind.empty()) mClient.frame(160, 90, std::vector<uint8_t>(160 * 90 * 3, 128), kFace);
+    }
+
+    void expectEndByAWriteToNowhere() {
+        EXPECT_EQ(mHost->exitCode(), platform::test::failureExit(SIGSEGV, 0xC0000005));
+        mStem = mFolder.path("zelhost_crash_" + mPid + "_" + mMid + "_" + std::to_string(mHost->process().id()));
+        ASSERT_TRUE(std::filesystem::exists(mStem + ".dmp"));
+        EXPECT_THAT(platform::test::readFile(mStem + ".dmp"), StartsWith("MDMP"));
+        ASSERT_TRUE(std::filesystem::exists(mStem + ".txt"));
+        mReport = platform::test::readFile(mStem + ".txt");
+        EXPECT_THAT(mReport, HasSubstr("Exception Type: EXCEPTION_ACCESS_VIOLATION"));
+    }
+
+    // The lines that the host has left in the channel.
+    std::vector<std::string> linesLeft() {
+        std::vector<std::string> lines;
+        while (const auto line = mClient.logLine(0)) lines.push_back(line->text);
+        return lines;
+    }
+
+    const platform::test::TemporaryFolder mFolder;
+    const std::string mPid = std::to_string(platform::currentProcessId());
+    const std::string mMid = zeltest::uniqueInstanceId();
+    zeltest::RawClient mClient{ipc::channelBaseName(mPid, mMid)};
+    std::unique_ptr<zeltest::HostProcess> mHost;
+    std::string mStem;  // of the files, without extension
+    std::string mReport;
+};
+
+std::string hostModule() {
+    return onWindows() ? "host_crash_child.exe+0x" : "host_crash_child+0x";
+}
+
+}  // namespace
+
+TEST_F(CrashProcessTest, ThreadsOfTheHostTellTheClient) {
+    for (const char* thread : {"frame-thread", "dispatch-thread"}) {
+        start(thread);
+        expectEndByAWriteToNowhere();
+        EXPECT_THAT(mReport, HasSubstr(hostModule())) << thread;
+        const std::vector<std::string> lines = linesLeft();
+        EXPECT_THAT(lines, Contains(HasSubstr("] zelhost crashed!!!"))) << thread;
+        EXPECT_THAT(lines, Contains(HasSubstr("] Minidump::dumpcallback, Saved dump file to: " + mStem + ".dmp")))
+            << thread;
+    }
+}
+
+TEST_F(CrashProcessTest, LineOfAThreadThatHoldsTheLogGoesToStderr) {
+    start("log-lock");
+    expectEndByAWriteToNowhere();
+    EXPECT_THAT(mHost->errorText(), HasSubstr("zelhost crashed!!!"));
+    EXPECT_THAT(mHost->errorText(), HasSubstr("Minidump::dumpcallback, Saved dump file to: " + mStem + ".dmp"));
+    EXPECT_THAT(linesLeft(), Not(Contains(HasSubstr("crashed"))));
+}
+
+TEST_F(CrashProcessTest, LineForAFullLogGoesToStderr) {
+    start("full-log");
+    expectEndByAWriteToNowhere();
+    EXPECT_THAT(mHost->errorText(), HasSubstr("zelhost crashed!!!"));
+    EXPECT_THAT(linesLeft(), Not(Contains(HasSubstr("crashed"))));
+}
+
+// In the real program, with its networks at hand.
+TEST_F(CrashProcessTest, LibraryThatFailsIsNamed) {
+    start();
+    mClient.command([](ipc::Command& command) {
+        command.code = static_cast<uint32_t>(ipc::CommandCode::SetModelPath);
+        command.pathKind = static_cast<int32_t>(ipc::PathKind::XnnLibrary);
+        const std::string folder = platform::executableDirectory() + "/xnn/crashes";
+        folder.copy(command.text, sizeof command.text - 1);
+    });
+    mClient.command(ipc::CommandCode::SetModelType, kXnnCpu, 0);
+    expectEndByAWriteToNowhere();
+    EXPECT_THAT(mReport, HasSubstr(onWindows() ? "\nxnn.dll+0x" : "\nlibxnn.so+0x"));
+    EXPECT_THAT(mReport, HasSubstr(onWindows() ? "zelhost.exe+0x" : "zelhost+0x"));
+    EXPECT_THAT(linesLeft(), Contains(HasSubstr("] zelhost crashed!!!")));
+}
