@@ -32,6 +32,8 @@ void measureChannels(const Settings& settings, Report& report);
 void measureProcess(const Settings& settings, Report& report);
 // What a program on the client library sees when its host is killed while it serves.
 void measureRecovery(const Settings& settings, Report& report);
+// What a host that fails takes to write its dump and its report.
+void measureCrash(const Settings& settings, Report& report);
 
 // Echoes on the channels of `baseName` until it is ended: the other side of the bare channel.
 [[noreturn]] void serveChannelEcho(const std::string& baseName);

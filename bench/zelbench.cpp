@@ -36,8 +36,8 @@ int main(int argc, char** argv) {
     zelbench::Settings settings;
     settings.picture = ZELBENCH_PICTURE;
     std::string json;
-    const std::vector<std::string> known = {"frames",  "detections", "library",  "channels",
-                                            "process", "recovery",   "switches", "switch-memory"};
+    const std::vector<std::string> known = {"frames",   "detections", "library",  "channels",     "process",
+                                            "recovery", "crash",      "switches", "switch-memory"};
     std::vector<std::string> rows = known;
     std::vector<std::string> echo;
     app.add_option("--picture", settings.picture, "photograph of a person, PNG")->capture_default_str();
@@ -73,6 +73,7 @@ int main(int argc, char** argv) {
             if (row == "channels") zelbench::measureChannels(settings, report);
             if (row == "process") zelbench::measureProcess(settings, report);
             if (row == "recovery") zelbench::measureRecovery(settings, report);
+            if (row == "crash") zelbench::measureCrash(settings, report);
             if (row == "switches") zelbench::measureSwitchFrames(settings, report);
             if (row == "switch-memory") zelbench::measureSwitchMemory(settings, report);
         }

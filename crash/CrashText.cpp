@@ -32,7 +32,6 @@ void appendHexadecimal(CrashText& text, uint64_t value) {
 }
 
 void appendNarrow(CrashText& text, std::string_view narrow) {
-    std::transform(narrow.begin(), narrow.end(), std::back_inserter(text), [](char c) {
-        return static_cast<unsigned char>(c) < 0x80 ? static_cast<wchar_t>(c) : L'?';
-    });
+    std::transform(narrow.begin(), narrow.end(), std::back_inserter(text),
+                   [](char c) { return static_cast<unsigned char>(c) < 0x80 ? static_cast<wchar_t>(c) : L'?'; });
 }

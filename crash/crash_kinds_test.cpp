@@ -4,14 +4,17 @@
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
-#include <sstream>
 
-#include "platform/test_support.h"
+#include "crash/CrashChild.h"
 
 // Real failures of a child: what the crash filter leaves, and how the child ends.
 
 namespace {
 
+using crash_test::Announcement;
+using crash_test::Crash;
+using crash_test::crash;
+using crash_test::ownOffsets;
 using platform::test::onWindows;
 using platform::test::Outcome;
 using platform::test::TemporaryFolder;
@@ -22,76 +25,6 @@ using testing::StartsWith;
 constexpr size_t kLongestFunction = 600;  // bytes of code
 constexpr uint32_t kCppException = 0xE06D7363;
 constexpr uint32_t kWindowsAbort = 0x40000015;
-
-// What the child has said before it failed.
-struct Announcement {
-    std::string process;
-    std::string thread;
-    size_t offset = 0;
-    int line = 0;
-};
-
-struct Crash {
-    Announcement announced;
-    std::vector<std::string> trace;
-    std::string error;
-    int exitCode = -1;
-    std::string dump;                 // what the file holds, "" without one
-    std::string dumpPath;
-    std::vector<std::string> report;  // its lines, none without a file
-    std::string reportPath;
-};
-
-std::vector<std::string> linesOf(const std::string& text) {
-    std::istringstream stream(text);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(stream, line);) {
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-        lines.push_back(line);
-    }
-    return lines;
-}
-
-std::string readIfThere(const std::string& path) {
-    return std::filesystem::exists(path) ? platform::test::readFile(path) : "";
-}
-
-platform::ProcessOptions withTemporaryFolder(const std::string& folder) {
-    platform::ProcessOptions options;
-    options.environment = {{"TMPDIR", folder}, {"TMP", folder}, {"TEMP", folder}};
-    return options;
-}
-
-Crash crash(const std::string& kind, const TemporaryFolder& folder, const std::string& ids = "12_7") {
-    const Outcome outcome = platform::test::runToEnd(platform::test::siblingProgram("crash_test_child"), {kind},
-                                                     withTemporaryFolder(folder.path()));
-    Crash crash;
-    crash.trace = linesOf(outcome.output);
-    EXPECT_FALSE(crash.trace.empty()) << kind << ": " << outcome.error;
-    if (crash.trace.empty()) return crash;
-    std::istringstream words(crash.trace.front());
-    words >> crash.announced.process >> crash.announced.thread >> crash.announced.offset >> crash.announced.line;
-    crash.trace.erase(crash.trace.begin());
-    crash.error = outcome.error;
-    crash.exitCode = outcome.exitCode;
-    const std::string stem = folder.path("zelhost_crash_" + ids + "_" + crash.announced.process);
-    crash.dumpPath = stem + ".dmp";
-    crash.dump = readIfThere(crash.dumpPath);
-    crash.reportPath = stem + ".txt";
-    crash.report = linesOf(readIfThere(crash.reportPath));
-    return crash;
-}
-
-// The offsets of the entries of the child's own code.
-std::vector<size_t> ownOffsets(const std::string& stack) {
-    const std::string module = onWindows() ? "crash_test_child.exe+0x" : "crash_test_child+0x";
-    std::vector<size_t> offsets;
-    std::istringstream entries(stack);
-    for (std::string entry; std::getline(entries, entry, ';');) {
-        if (entry.starts_with(module)) offsets.push_back(std::stoul(entry.substr(module.size()), nullptr, 16));
-    }
-    return offsets;
-}
 
 bool isWithin(size_t offset, const Announcement& function) {
     return offset > function.offset && offset < function.offset + kLongestFunction;
@@ -127,8 +60,8 @@ TEST_P(CrashKindTest, LeavesADumpAndAReportAndEndsByTheFailure) {
     const Kind& kind = GetParam();
     const Crash left = crash(kind.name, mFolder);
 
-    EXPECT_THAT(left.trace, ElementsAre("0 zelhost crashed!!!",
-                                        "0 Minidump::dumpcallback, Saved dump file to: " + left.dumpPath));
+    EXPECT_THAT(left.trace,
+                ElementsAre("0 zelhost crashed!!!", "0 Minidump::dumpcallback, Saved dump file to: " + left.dumpPath));
     EXPECT_EQ(left.exitCode, platform::test::failureExit(kind.signal, kind.code));
     EXPECT_THAT(left.dump, StartsWith("MDMP"));
     ASSERT_EQ(left.report.size(), 4u);
@@ -217,8 +150,8 @@ TEST_F(CrashTest, StepThatFailsItselfIsLeftAndTheNextGoesOn) {
 
 TEST_F(CrashTest, FolderThatIsNotThereLeavesNoFilesAndNoSecondCrash) {
     const std::string missing = mFolder.path("missing");
-    const Outcome outcome = platform::test::runToEnd(platform::test::siblingProgram("crash_test_child"),
-                                                     {"null-write"}, withTemporaryFolder(missing));
+    const Outcome outcome = platform::test::runToEnd(platform::test::siblingProgram("crash_test_child"), {"null-write"},
+                                                     crash_test::withTemporaryFolder(missing));
     EXPECT_THAT(outcome.output, HasSubstr("0 Minidump::dumpcallback, Failed to create dump file: "));
     EXPECT_EQ(outcome.exitCode, platform::test::failureExit(SIGSEGV, 0xC0000005));
 }

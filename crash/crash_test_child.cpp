@@ -28,7 +28,8 @@ void announce(Function* function, int line) {
     std::fflush(stdout);
 }
 
-// Each fails in the line behind its announcement. The instructions themselves, where a sanitizer would answer their C++ forms first.
+// Each fails in the line behind its announcement. The instructions themselves, where a sanitizer would answer their C++
+// forms first.
 [[gnu::noinline]] void nullWrite() {
     announce(nullWrite, __LINE__ + 1);
     asm volatile("movl $1, (%0)" : : "r"(nullptr) : "memory");
@@ -96,7 +97,8 @@ struct BreakpointRecord {
 
 [[gnu::noinline]] void breakpointWithRecord() {
     static const uint64_t frames[2] = {reinterpret_cast<uint64_t>(&nullRead), 0};
-    static const BreakpointRecord record = {{}, reinterpret_cast<uint64_t>(&nullWrite) + 1, frames, frames + 1, frames + 2};
+    static const BreakpointRecord record = {
+        {}, reinterpret_cast<uint64_t>(&nullWrite) + 1, frames, frames + 1, frames + 2};
     announce(breakpointWithRecord, __LINE__ + 1);
     asm volatile("int3" : : "c"(&record) : "memory");
 }

@@ -23,8 +23,8 @@ void setFilter(ExceptionFilter filter, uint32_t timeLimitMs);
 void runFilter(const UncaughtException& exception);
 
 // Each system's own. The first four are called in signal handlers.
-void callFilter(const UncaughtException& exception);  // has runFilter run on a thread with a stack
-void leaveFilterStep();                               // returns only if no step is under way
+void callFilter(const UncaughtException& exception);       // has runFilter run on a thread with a stack
+void leaveFilterStep();                                    // returns only if no step is under way
 void startTimeLimit(uint32_t timeLimitMs, Ending ending);  // ends the process after that time
 [[noreturn]] void endFailedProcess(Ending ending);
 [[noreturn]] void waitForTheEnd();

@@ -1,5 +1,6 @@
 #include "bench/posix/ForeignProcess.h"
 
+#include <csignal>
 #include <ctime>
 #include <fstream>
 #include <stdexcept>
@@ -29,6 +30,10 @@ uint64_t processorMicroseconds(int processId) {
     if (clock_getcpuclockid(processId, &clock) != 0 || clock_gettime(clock, &time) != 0)
         throw std::runtime_error("cannot read the processor time of process " + std::to_string(processId));
     return static_cast<uint64_t>(time.tv_sec) * 1000000 + static_cast<uint64_t>(time.tv_nsec) / 1000;
+}
+
+void raiseFault(int processId) {
+    if (kill(processId, SIGSEGV) != 0) throw std::runtime_error("no process " + std::to_string(processId));
 }
 
 }  // namespace zelbench

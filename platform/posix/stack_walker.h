@@ -10,8 +10,8 @@ namespace platform {
 // Told of each address on the way; false ends the walk.
 using AddressVisitor = bool (*)(void* argument, uint64_t address);
 
-// Visits the failed instruction's address and then the return addresses, innermost first, up to the thread's start or to
-// code that the unwinder does not know. `context` is the one that the signal handler got, or one of getcontext in a
+// Visits the failed instruction's address and then the return addresses, innermost first, up to the thread's start or
+// to code that the unwinder does not know. `context` is the one that the signal handler got, or one of getcontext in a
 // caller of the filter; of an instruction in no code, as after a wild jump, the caller is put in its place. Ends where
 // the stack is broken.
 void walkStack(ucontext_t& context, bool instructionInCode, AddressVisitor visit, void* argument);

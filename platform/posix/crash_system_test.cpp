@@ -1,0 +1,123 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <ucontext.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+
+#include "crash/CrashSystem.h"
+#include "platform/include/module.h"
+#include "platform/include/thread.h"
+#include "platform/posix/system_exception.h"
+#include "platform/test_support.h"
+#include "util/include/CmTrace.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+std::vector<std::string> gLines;
+
+void keepLine(unsigned long level, char* text, unsigned length) {
+    gLines.push_back(std::to_string(level) + " " + std::string(text, length));
+}
+
+class LinuxCrashSystemTest : public testing::Test {
+  protected:
+    LinuxCrashSystemTest() {
+        if (const char* const told = std::getenv("TMPDIR")) mTold = told;
+        gLines.clear();
+        set_util_external_trace_sink(keepLine);
+    }
+    ~LinuxCrashSystemTest() override {
+        set_util_external_trace_sink(nullptr);
+        mTold.empty() ? unsetenv("TMPDIR") : setenv("TMPDIR", mTold.c_str(), 1);
+    }
+
+    static std::string temporaryFolder(const std::string& told) {
+        setenv("TMPDIR", told.c_str(), 1);
+        return std::string(crashSystem().temporaryFolder());
+    }
+
+    // A failure of this thread, here.
+    void writeDump(const std::string& path) {
+        ucontext_t context;
+        getcontext(&context);
+        platform::SystemException system = {{}, &context};
+        system.info.si_signo = SIGSEGV;
+        crashSystem().writeDump({0xC0000005, "", platform::currentThreadId(), &system}, CrashPath(path));
+    }
+
+    const platform::test::TemporaryFolder mFolder;
+
+  private:
+    std::string mTold;
+};
+
+}  // namespace
+
+TEST_F(LinuxCrashSystemTest, TemporaryFolderIsTheToldOneWithASeparator) {
+    EXPECT_EQ(temporaryFolder("/some/where"), "/some/where/");
+    EXPECT_EQ(temporaryFolder("/some/where/"), "/some/where/");
+    EXPECT_EQ(temporaryFolder(""), "/tmp/");
+}
+
+TEST_F(LinuxCrashSystemTest, TemporaryFolderOf2048BytesCannotBeHad) {
+    EXPECT_EQ(temporaryFolder("/" + std::string(2045, 'x')).size(), 2047u);
+    EXPECT_EQ(temporaryFolder("/" + std::string(2046, 'x')), "");
+}
+
+TEST_F(LinuxCrashSystemTest, ModuleFolderIsTheProgramsOwn) {
+    EXPECT_EQ(std::string(crashSystem().moduleFolder()), platform::executableDirectory() + "/");
+}
+
+TEST_F(LinuxCrashSystemTest, ReportReplacesWhatIsThere) {
+    const std::string path = mFolder.write("report.txt", std::string(1000, 'x'));
+    crashSystem().writeReport(CrashPath(path), CrashText(L"one\ntwo\u00e4"));
+    EXPECT_EQ(platform::test::readFile(path), "one\ntwo?");
+}
+
+TEST_F(LinuxCrashSystemTest, ReportIsForTheOwnerOnly) {
+    const std::string path = mFolder.path("report.txt");
+    crashSystem().writeReport(CrashPath(path), CrashText(L"text"));
+    struct stat state = {};
+    ASSERT_EQ(stat(path.c_str(), &state), 0);
+    EXPECT_EQ(state.st_mode & 0777u, 0600u);
+}
+
+TEST_F(LinuxCrashSystemTest, ReportDoesNotFollowALink) {
+    const std::string target = mFolder.write("target", "untouched");
+    std::filesystem::create_symlink(target, mFolder.path("report.txt"));
+    crashSystem().writeReport(CrashPath(mFolder.path("report.txt")), CrashText(L"text"));
+    EXPECT_EQ(platform::test::readFile(target), "untouched");
+}
+
+TEST_F(LinuxCrashSystemTest, ReportForAFullDiskOrAMissingFolderIsNoFailure) {
+    crashSystem().writeReport(CrashPath("/dev/full"), CrashText(L"text"));
+    crashSystem().writeReport(CrashPath(mFolder.path("missing/report.txt")), CrashText(L"text"));
+    EXPECT_FALSE(std::filesystem::exists(mFolder.path("missing")));
+}
+
+TEST_F(LinuxCrashSystemTest, DumpIsTraced) {
+    const std::string path = mFolder.path("some.dmp");
+    writeDump(path);
+    EXPECT_THAT(gLines, ElementsAre("0 Minidump::dumpcallback, Saved dump file to: " + path));
+    EXPECT_THAT(platform::test::readFile(path), StartsWith("MDMP"));
+}
+
+TEST_F(LinuxCrashSystemTest, DumpThatCannotBeCreatedIsTracedWithTheError) {
+    const std::string path = mFolder.path("missing/some.dmp");
+    writeDump(path);
+    EXPECT_THAT(gLines, ElementsAre("0 Minidump::dumpcallback, Failed to create dump file: " + path + ", error=2"));
+}
+
+TEST_F(LinuxCrashSystemTest, DumpThatCannotTakeItsPlaceIsTracedWithTheError) {
+    std::filesystem::create_directory(mFolder.path("some.dmp"));
+    writeDump(mFolder.path("some.dmp"));
+    EXPECT_THAT(gLines, ElementsAre(HasSubstr("0 Minidump::dumpcallback, Failed to save dump file, error=")));
+    EXPECT_FALSE(std::filesystem::exists(mFolder.path("some.dmp.part")));
+}
