@@ -11,6 +11,7 @@
 //   deaf                   opens nothing, reads nothing, says nothing
 //   quit                   ends at once with that code
 //   die-at, die-after      ends at that frame, before or after its mask
+//   leave                  before it ends by one of the last three, 1 the report of a failure, 2 a dump, 3 both
 //   hang-at                never comes back from that frame
 //   fail-every, fail-run   no answer for each n-th frame; for frames whose first byte is below n
 //   bad-mask               1 wrong width, 2 size too large, 3 size 0
@@ -34,6 +35,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <iterator>
 #include <map>
 #include <mutex>
@@ -45,7 +47,9 @@
 
 #include "client/src/HostChannels.h"
 #include "ipc/channel_names.h"
+#include "ipc/crash_file_names.h"
 #include "platform/include/clock.h"
+#include "platform/include/folders.h"
 #include "platform/include/process.h"
 #include "platform/include/thread.h"
 
@@ -83,10 +87,29 @@ class Behaviour {
     std::map<std::string, long> mWords;
 };
 
+// The ids that the client gave on the command line.
+struct Ids {
+    std::string pid;
+    std::string mid;
+};
+
+// Ends the process, as a failure does when it was told to leave files.
+[[noreturn]] void die(const Ids& ids, const Behaviour& tell, int code) {
+    const std::string path = platform::folders().temporary() +
+                             std::string(ipc::crashFileStem(ids.pid, ids.mid, platform::currentProcessId()));
+    if (tell("leave") & 1) {
+        std::ofstream(path + std::string(ipc::kCrashReportExtension))
+            << "Version: 0.1.0.0\nException Type: EXCEPTION_ACCESS_VIOLATION\nCrashed Thread: 7\n"
+               "client_fake_host+0x1a2b;libc.so.6+0x3c;";
+    }
+    if (tell("leave") & 2) std::ofstream(path + std::string(ipc::kCrashDumpExtension)) << "MDMP";
+    platform::endProcess(code);
+}
+
 class FakeHost {
   public:
-    FakeHost(const std::string& baseName, const std::string& mid, const Behaviour& behaviour)
-        : tell(behaviour), mBase(baseName), mMid(mid) {
+    FakeHost(const Ids& ids, const Behaviour& behaviour)
+        : tell(behaviour), mIds(ids), mBase(ipc::channelBaseName(ids.pid, ids.mid)) {
         mCommands = ipc::CommandChannel::openForRead(mBase + ipc::kCommandSuffix);
         mEvents = ipc::EventChannel::openForWrite(mBase + ipc::kEventSuffix);
         mFrames = ipc::FrameChannel::openForRead(mBase + ipc::kFrameSuffix);
@@ -152,7 +175,7 @@ class FakeHost {
     }
 
     void onInit() {
-        log(2, "mid " + mMid);
+        log(2, "mid " + mIds.mid);
         log(2, "trace " + platform::environmentVariable("ZELHOST_TRACE"));
         log(2, "own " + platform::environmentVariable("ZELFAKE_OWN"));
         if (tell("garbage")) writeGarbage();
@@ -201,14 +224,14 @@ class FakeHost {
 
     void onFrame(const Frame& frame) {
         const long number = ++mFrameCount;
-        if (number == tell("die-at")) platform::endProcess(9);
+        if (number == tell("die-at")) die(mIds, tell, 9);
         while (tell("hang-at") && number >= tell("hang-at")) platform::sleepMilliseconds(1000);
         if (tell("slow-ms")) platform::sleepMilliseconds(static_cast<uint32_t>(tell("slow-ms")));
         if (number == tell("scribble-at")) scribble();
         if (tell("fail-every") && number % tell("fail-every") == 0) return;
         if (frame.data[0] < tell("fail-run")) return;
         answer(frame);
-        if (number == tell("die-after")) platform::endProcess(9);
+        if (number == tell("die-after")) die(mIds, tell, 9);
     }
 
     void answer(const Frame& frame) {
@@ -364,8 +387,8 @@ class FakeHost {
     }
 
     const Behaviour tell;
+    const Ids mIds;
     const std::string mBase;
-    const std::string mMid;
     std::shared_ptr<ipc::CommandChannel> mCommands;
     std::shared_ptr<ipc::EventChannel> mEvents;
     std::shared_ptr<ipc::FrameChannel> mFrames;
@@ -401,13 +424,13 @@ int main(int count, char** arguments) {
         std::fflush(stdout);
         std::fflush(stderr);  // not unbuffered everywhere
     }
-    if (tell("quit")) platform::endProcess(static_cast<int>(tell("quit")));
+    const Ids ids = {valueOf(count, arguments, "PID="), valueOf(count, arguments, "MID=")};
+    if (tell("quit")) die(ids, tell, static_cast<int>(tell("quit")));
     if (tell("deaf")) {
         platform::sleepMilliseconds(kLongestLifeMs);
         return 98;
     }
-    const std::string mid = valueOf(count, arguments, "MID=");
-    FakeHost host(ipc::channelBaseName(valueOf(count, arguments, "PID="), mid), mid, tell);
+    FakeHost host(ids, tell);
     host.run();
     platform::endProcess(0);
 }

@@ -24,8 +24,9 @@
  *     zelclient_stop(client);
  *
  * The library answers the host's heart beat, reads everything that the host says, notices at once when the host is gone,
- * starts another and goes on. It writes nothing to the standard streams. No call waits for the host, except where a
- * time-out is given and in zelclient_stop, which is bounded.
+ * starts another and goes on. What a host leaves when it crashes, a report and a dump, stays where it is for people to
+ * read: zelclient_last_error names them, docs/crash.md tells what is in them. The library writes nothing to the standard
+ * streams. No call waits for the host, except where a time-out is given and in zelclient_stop, which is bounded.
  *
  * Threads: every function may be called from any thread at any time, with three exceptions: zelclient_stop must be the
  * last call on its client and must not be made from a callback; zelclient_poll and zelclient_wait are for one thread at
@@ -316,7 +317,9 @@ const char* zelclient_error_name(zelclient_error error);
    for 0 to 8, "none" for any other number. Never NULL; static. */
 const char* zelclient_gesture_name(int32_t gesture);
 
-/* Copies the newest failure as a line for people, cut to size and terminated; "" when there was none. Returns its length. */
+/* Copies the newest failure as a line for people, cut to size and terminated; "" when there was none. Returns its length.
+   After the end of a host it names the crash report and the dump that this host has left in the temporary folder or
+   beside its program; two paths need up to 1024 bytes. */
 size_t zelclient_last_error(zelclient* client, char* text, size_t size);
 
 /* Fills in the figures; all zero for NULL. */

@@ -343,12 +343,14 @@ bool Client::hangs(uint64_t time, std::string* why) {
 // The session's threads are ended before the frame that the host had is given up: a mask may still lie in the channel.
 void Client::hostEnded() {
     mQuickEnds = now() - mStartedAt < kQuickEndUs ? mQuickEnds + 1 : 0;
+    const std::string left = crashFilesText(mSession->crashFiles());
     std::unique_ptr<HostSession> session;
     {
         std::lock_guard lock(mMutex);
         mLastError = "host process " + std::to_string(mSession->processId());
         mLastError += mEndedFor.empty() ? " ended with code " + std::to_string(mSession->exitCode())
                                         : " " + mEndedFor + " and was ended";
+        mLastError += left;
         mEndedFor.clear();
         session = std::move(mSession);
     }

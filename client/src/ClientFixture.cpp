@@ -1,9 +1,12 @@
 #include "client/src/ClientFixture.h"
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 
+#include "ipc/crash_file_names.h"
 #include "platform/include/clock.h"
+#include "platform/include/folders.h"
 #include "platform/include/module.h"
 #include "platform/include/thread.h"
 
@@ -31,6 +34,7 @@ ClientFixture::ClientFixture() : mProgram(platform::executableDirectory() + plat
 ClientFixture::~ClientFixture() {
     stop();
     if (!mOncePath.empty()) fs::remove(mOncePath);
+    for (const std::string& file : crashFiles()) fs::remove(file);
 }
 
 void ClientFixture::misbehave(const std::string& words, bool once) {
@@ -102,7 +106,7 @@ zelclient_info ClientFixture::info() const {
 }
 
 std::string ClientFixture::lastError() const {
-    char text[512];
+    char text[1024];
     zelclient_last_error(client, text, sizeof text);
     return text;
 }
@@ -143,4 +147,17 @@ std::vector<std::string> ClientFixture::leftovers() {
         if (name.rfind(own, 0) == 0) names.push_back(name);
     }
     return names;
+}
+
+std::vector<std::string> ClientFixture::crashFiles() {
+    const std::string folder = platform::folders().temporary();
+    const std::string own = std::to_string(platform::currentProcessId());
+    std::vector<std::string> paths;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        const std::string name = entry.path().filename().string();
+        const auto read = ipc::parseCrashFileName(name);
+        if (read && read->pid == own) paths.push_back(folder + name);
+    }
+    std::sort(paths.begin(), paths.end());
+    return paths;
 }

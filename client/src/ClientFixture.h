@@ -74,6 +74,8 @@ class ClientFixture : public testing::Test {
     std::vector<std::string> lines(const std::string& begin);
     // Names of shared objects of this process's hosts; empty where the system keeps no list.
     static std::vector<std::string> leftovers();
+    // Paths of what this process's hosts have left of their failures.
+    static std::vector<std::string> crashFiles();
 
     zelclient_options options;
     zelclient* client = nullptr;

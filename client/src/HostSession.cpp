@@ -54,32 +54,32 @@ void FrameView::copyTo(uint8_t* to, PixelLayout layout) const {
     for (uint32_t row = 0; row < height; ++row) std::memcpy(to + row * bytes, pixels + row * stride, bytes);
 }
 
-HostSession::HostSession(SessionEvents& events) : mEvents(events), mRecords(events) {}
+HostSession::HostSession(SessionEvents& events)
+    : mEvents(events), mPid(std::to_string(platform::currentProcessId())), mMid(freshId()), mRecords(events) {}
 
 std::unique_ptr<HostSession> HostSession::start(const HostSettings& settings, SessionEvents& events,
                                                 bool* channelsFailed, std::string* error) {
     std::unique_ptr<HostSession> session(new HostSession(events));
-    const std::string mid = freshId();
-    *channelsFailed =
-        !session->mChannels.open(ipc::channelBaseName(std::to_string(platform::currentProcessId()), mid), error);
+    *channelsFailed = !session->mChannels.open(ipc::channelBaseName(session->mPid, session->mMid), error);
     if (*channelsFailed) return nullptr;
     session->alive();
     session->command(ipc::CommandCode::InitClient, 0, 0, bytesOf(static_cast<uint32_t>(platform::currentProcessId())));
     if (!settings.pluginDirectory.empty())
         session->command(ipc::CommandCode::SetModelPath, 0, 0, settings.pluginDirectory);
-    if (!session->startProcess(settings, mid, error)) return nullptr;
+    if (!session->startProcess(settings, error)) return nullptr;
     if (session->startThreads(error)) return session;
     session->kill();
     session->waitForExit(platform::kInfinite);
     return nullptr;
 }
 
-bool HostSession::startProcess(const HostSettings& settings, const std::string& mid, std::string* error) {
+bool HostSession::startProcess(const HostSettings& settings, std::string* error) {
+    mCrashFolders = crashFolders(settings.program);
     platform::ProcessOptions options;
     options.environment = settings.environment;
     options.standardOutput = settings.standardOutput;
     options.standardError = settings.standardError;
-    const std::vector<std::string> arguments = {"PID=" + std::to_string(platform::currentProcessId()), "MID=" + mid};
+    const std::vector<std::string> arguments = {"PID=" + mPid, "MID=" + mMid};
     std::string why;
     mProcess = platform::startProcess(settings.program, arguments, options, &why);
     if (!mProcess) *error = "host " + settings.program + " does not start: " + why;
@@ -121,6 +121,10 @@ void HostSession::run(const char* name, std::function<void()> body) {
 
 HostSession::~HostSession() {
     close();
+}
+
+CrashFiles HostSession::crashFiles() const {
+    return findCrashFiles(mCrashFolders, mPid, mMid, processId());
 }
 
 void HostSession::close() {

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "client/src/CrashFiles.h"
 #include "client/src/HostChannels.h"
 #include "client/src/HostRecords.h"
 #include "platform/include/process.h"
@@ -76,6 +77,8 @@ class HostSession {
     bool waitForExit(uint32_t timeoutMs) { return mProcess->waitForExit(timeoutMs); }
     // Any thread.
     void kill() { mProcess->kill(); }
+    // What the host has left of a failure, once it has ended.
+    CrashFiles crashFiles() const;
 
     // Microseconds of platform::monotonicMicroseconds at which the host was last heard.
     uint64_t lastLife() const { return mLastLife.load(std::memory_order_relaxed); }
@@ -88,7 +91,7 @@ class HostSession {
   private:
     explicit HostSession(SessionEvents& events);
 
-    bool startProcess(const HostSettings& settings, const std::string& mid, std::string* error);
+    bool startProcess(const HostSettings& settings, std::string* error);
     bool startThreads(std::string* error);
     void run(const char* name, std::function<void()> body);
     bool command(ipc::CommandCode code, uint32_t arg0, uint32_t arg1, std::string_view text);
@@ -103,6 +106,9 @@ class HostSession {
     void alive();
 
     SessionEvents& mEvents;
+    const std::string mPid;
+    const std::string mMid;
+    std::vector<std::string> mCrashFolders;
     HostChannels mChannels;
     HostRecords mRecords;
     std::unique_ptr<platform::Process> mProcess;

@@ -2,6 +2,7 @@
 
 #include "client/src/ClientFixture.h"
 
+#include <cstdio>
 #include <set>
 #include <thread>
 
@@ -13,8 +14,11 @@
 
 namespace {
 
+using testing::AllOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
 
 using ClientFaultsTest = ClientFixture;
 
@@ -191,7 +195,7 @@ TEST_F(ClientFaultsTest, DeadHostIsToldReplacedAndItsFrameLost) {
     const Collected lost = roundTrip(3, 3);
     EXPECT_EQ(lost.tag, 3u);
     EXPECT_EQ(lost.status, ZELCLIENT_FRAME_LOST);
-    EXPECT_THAT(lastError(), HasSubstr("ended with code 9"));
+    EXPECT_THAT(lastError(), AllOf(HasSubstr("ended with code 9"), Not(HasSubstr("it left"))));
     EXPECT_NE(zelclient_get_state(client), ZELCLIENT_READY);
     const Collected served = roundTrip(4, 4);
     EXPECT_EQ(served.status, ZELCLIENT_MASK);
@@ -199,6 +203,38 @@ TEST_F(ClientFaultsTest, DeadHostIsToldReplacedAndItsFrameLost) {
     EXPECT_EQ(info().hosts_started, 2u);
     std::lock_guard lock(mutex);
     EXPECT_EQ(std::count(states.begin(), states.end(), ZELCLIENT_STARTING), 1);
+}
+
+TEST_F(ClientFaultsTest, ReportAndDumpOfADeadHostAreNamed) {
+    misbehave("die-at=1,leave=3", true);
+    start();
+    EXPECT_EQ(roundTrip(1, 1).status, ZELCLIENT_FRAME_LOST);
+    const std::vector<std::string> files = crashFiles();
+    ASSERT_THAT(files, SizeIs(2));
+    EXPECT_THAT(lastError(),
+                HasSubstr("ended with code 9; it left the report " + files[1] + " and the dump " + files[0]));
+    EXPECT_EQ(roundTrip(2, 2).status, ZELCLIENT_MASK);
+}
+
+TEST_F(ClientFaultsTest, DumpAloneIsNamed) {
+    misbehave("die-after=1,leave=2");
+    options.restarts_per_minute = 0;
+    start();
+    EXPECT_EQ(roundTrip(1, 1).status, ZELCLIENT_MASK);
+    EXPECT_TRUE(waitForState(ZELCLIENT_FAILED));
+    ASSERT_THAT(crashFiles(), SizeIs(1));
+    EXPECT_THAT(lastError(), HasSubstr("ended with code 9; it left the dump " + crashFiles()[0] + "; giving up"));
+}
+
+TEST_F(ClientFaultsTest, OfSeveralDeadHostsTheLastOnesReportIsNamed) {
+    misbehave("quit=5,leave=1");
+    options.restarts_per_minute = 2;
+    start();
+    EXPECT_TRUE(waitForState(ZELCLIENT_FAILED));
+    ASSERT_THAT(crashFiles(), SizeIs(3));
+    int last = 0;
+    ASSERT_EQ(std::sscanf(lastError().c_str(), "host process %d ended with code 5; it left the report ", &last), 1);
+    EXPECT_THAT(lastError(), HasSubstr("_" + std::to_string(last) + ".txt; giving up"));
 }
 
 TEST_F(ClientFaultsTest, KilledHostIsToldAndReplaced) {

@@ -149,7 +149,7 @@ void HostRun::onLog(void* user, uint32_t level, const char* text, size_t length)
 }
 
 std::string HostRun::why() {
-    char text[512];
+    char text[1024];
     zelclient_last_error(mClient, text, sizeof text);
     return text;
 }

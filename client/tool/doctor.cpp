@@ -1,10 +1,13 @@
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iostream>
 
+#include "client/src/CrashFiles.h"
 #include "client/tool/Commands.h"
+#include "client/tool/Crashes.h"
 #include "ipc/channel_names.h"
 #include "platform/include/clock.h"
 #include "platform/include/machine.h"
@@ -16,6 +19,7 @@ namespace zeltool {
 
 namespace {
 
+constexpr size_t kCrashesShown = 5;
 constexpr const char* kSharedMemoryFolder = "/dev/shm";
 constexpr uintmax_t kChannelBytes = ipc::CommandChannel::kMappingBytes + ipc::EventChannel::kMappingBytes +
                                     3 * ipc::FrameChannel::kMappingBytes + ipc::RoiChannel::kMappingBytes +
@@ -27,7 +31,8 @@ enum class Verdict { Good, Note, Bad };
 struct Finding {
     std::string check;
     Verdict verdict;
-    std::string text;  // what was found, and when it is bad what to do
+    std::string text;                     // what was found, and when it is bad what to do
+    std::vector<std::string> lines = {};  // more of it, one below the other
 };
 
 std::string megabytes(uintmax_t bytes) {
@@ -115,7 +120,7 @@ Finding hostStarts(const HostOptions& options) {
     start.model_type = ZELCLIENT_MODEL_IDLE;
     start.restarts_per_minute = 0;
     zelclient* client = nullptr;
-    char text[512];
+    char text[1024];
     Finding finding{"host answers", Verdict::Bad, ""};
     const uint64_t begin = platform::monotonicMicroseconds();
     if (zelclient_start(&start, &client, text, sizeof text) != ZELCLIENT_OK) {
@@ -146,16 +151,29 @@ Finding hostStarts(const HostOptions& options) {
     return finding;
 }
 
+// Hosts that died, a while ago or under the checks just made.
+Finding crashes(const HostOptions& options) {
+    const std::vector<Crash> all = findCrashes(client::crashFolders(findHost(options)));
+    if (all.empty()) return {"crashes", Verdict::Good, "none has left a report"};
+    Finding finding{"crashes", Verdict::Note, std::to_string(all.size()) + " left behind; docs/crash.md reads them"};
+    for (size_t at = 0; at < std::min(all.size(), kCrashesShown); ++at) finding.lines.push_back(crashLine(all[at]));
+    return finding;
+}
+
 void print(const Finding& finding, bool json, bool first) {
     const char* const words[] = {"ok", "note", "FAILED"};
     const char* word = words[static_cast<int>(finding.verdict)];
     if (json) {
         std::cout << (first ? "[\n" : ",\n") << "  {\"check\":" << quoted(finding.check)
                   << ",\"verdict\":" << quoted(finding.verdict == Verdict::Bad ? "failed" : word)
-                  << ",\"text\":" << quoted(finding.text) << '}';
+                  << ",\"text\":" << quoted(finding.text);
+        for (size_t at = 0; at < finding.lines.size(); ++at)
+            std::cout << (at ? "," : ",\"lines\":[") << quoted(finding.lines[at]);
+        std::cout << (finding.lines.empty() ? "}" : "]}");
         return;
     }
     std::printf("%-7s %-20s %s\n", word, finding.check.c_str(), finding.text.c_str());
+    for (const std::string& line : finding.lines) std::printf("%28s %s\n", "", line.c_str());
     std::fflush(stdout);
 }
 
@@ -177,6 +195,7 @@ ExitCode doctor(const HostOptions& host, const DoctorOptions& options) {
         check(model(host, ZELCLIENT_MODEL_SEGMENTATION_CPU, 0));
         check(model(host, ZELCLIENT_MODEL_SEGMENTATION_CPU, 1));
     }
+    check(crashes(host));
     if (options.json) std::cout << "\n]\n";
     return good ? kDone : kHost;
 }

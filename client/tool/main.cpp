@@ -180,10 +180,13 @@ void addBench(CLI::App& app, HostOptions& host, BenchOptions& options) {
 }
 
 void addDoctor(CLI::App& app, HostOptions& host, DoctorOptions& options) {
-    CLI::App* command = app.add_subcommand("doctor", "check what a host needs: program, libraries, memory, models");
+    CLI::App* command =
+        app.add_subcommand("doctor", "check what a host needs: program, libraries, memory, models; list crashes");
     command->add_flag("--json", options.json, "the findings as JSON");
     addHostOptions(*command, host);
     command->footer(
+        "Hosts that died have left reports and dumps in the temporary folder: the newest five are listed, which is a\n"
+        "note and no failure.\n\n" +
         examples("  zelclient doctor\n"
                  "  zelclient doctor --host /opt/zelhost/zelhost --json\n"));
 }

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -21,6 +22,7 @@ namespace {
 
 using namespace zeltool;
 using testing::AllOf;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
@@ -51,7 +53,9 @@ class ToolTest : public testing::Test {
     int run(const std::vector<std::string>& arguments, const std::string& misbehaviour = "", bool withHost = true) {
         const std::string here = platform::executableDirectory() + platform::pathSeparator();
         platform::ProcessOptions options;
-        options.environment = {{"ZELFAKE", misbehaviour}};
+        // Its own temporary folder, where nobody else's hosts leave anything.
+        fs::create_directories(folder / "temporary");
+        options.environment = {{"ZELFAKE", misbehaviour}, {"TMPDIR", path("temporary")}, {"TMP", path("temporary")}};
         options.standardOutput = path("stdout");
         options.standardError = path("stderr");
         if (withHost) options.environment.emplace_back("ZELHOST_PROGRAM", here + ZEL_FAKE_HOST);
@@ -71,6 +75,19 @@ class ToolTest : public testing::Test {
         std::string all = text.str();
         all.erase(std::remove(all.begin(), all.end(), '\r'), all.end());
         return all;
+    }
+    // Puts a file where a host leaves what remains of its failure, written so many seconds after 2026 began.
+    std::string leave(const std::string& name, const std::string& content, int seconds = 0) const {
+        using namespace std::chrono;
+        fs::create_directories(folder / "temporary");
+        const std::string file = path("temporary/" + name);
+        std::ofstream(file, std::ios::binary) << content;
+        const auto at = sys_days(year(2026) / 1 / 1) + std::chrono::seconds(seconds);
+        fs::last_write_time(file, file_clock::from_sys(at));
+        return file;
+    }
+    std::string report(const std::string& place) const {
+        return "Version: 0.1.0.0\nException Type: EXCEPTION_ACCESS_VIOLATION\nCrashed Thread: 7\n" + place + ";x+0x1;";
     }
     Image picture(const std::string& name) const {
         Image loaded;
@@ -390,6 +407,60 @@ TEST_F(ToolTest, DoctorTellsWhatIsWrong) {
     EXPECT_THAT(out, AllOf(HasSubstr("ended with code 127"), HasSubstr("noise on stderr")));
     EXPECT_EQ(run({"doctor", "--timeout", "2000"}, "fail-every=1"), 4);
     EXPECT_THAT(out, HasSubstr("no mask"));
+}
+
+TEST_F(ToolTest, CrashOfTheHostIsToldWithItsFiles) {
+    EXPECT_EQ(run({"segment", path("me.png")}, "die-at=1,leave=3"), 5);
+    EXPECT_THAT(err, AllOf(HasSubstr("ended with code 9; it left the report "), HasSubstr(".txt and the dump "),
+                           HasSubstr(".dmp")));
+    EXPECT_EQ(run({"doctor", "--timeout", "2000"}, "quit=5,leave=1"), 4);
+    EXPECT_THAT(out, AllOf(HasSubstr("ended with code 5; it left the report "),
+                           HasSubstr(" UTC  EXCEPTION_ACCESS_VIOLATION at client_fake_host+0x1a2b  ")));
+}
+
+TEST_F(ToolTest, DoctorFindsNoCrashes) {
+    leave("zelhost_crash.txt", report("another+0x1"));
+    EXPECT_EQ(run({"doctor"}), 0) << out << err;
+    EXPECT_THAT(out, HasSubstr("ok      crashes              none has left a report\n"));
+}
+
+TEST_F(ToolTest, DoctorListsTheNewestFiveCrashes) {
+    for (int crash = 1; crash <= 7; ++crash)
+        leave("zelhost_crash_1_2_" + std::to_string(crash) + ".txt", report("zelhost+0x" + std::to_string(crash)),
+              3600 + crash);
+    leave("zelhost_crash_1_2_7.dmp", "MDMP", 3600);
+    leave("zelhost_crash_1_2_8.dmp", "MDMP", 3600 + 8);
+    EXPECT_EQ(run({"doctor"}), 0) << out << err;
+    EXPECT_THAT(out, HasSubstr("note    crashes              8 left behind"));
+    size_t last = 0;
+    for (const std::string line : {":08 UTC  no report  ", ":07 UTC  EXCEPTION_ACCESS_VIOLATION at zelhost+0x7  ",
+                                   ":06 UTC  ", ":05 UTC  ", ":04 UTC  "}) {
+        const size_t at = out.find("2026-01-01 01:00" + line);
+        ASSERT_NE(at, std::string::npos) << line << out;
+        EXPECT_GT(at, last) << out;
+        last = at;
+    }
+    EXPECT_THAT(out, AllOf(HasSubstr("zelhost_crash_1_2_7.txt  "), HasSubstr("zelhost_crash_1_2_7.dmp\n"),
+                           Not(HasSubstr("01:00:03"))));
+    EXPECT_EQ(run({"doctor", "--json"}), 0);
+    EXPECT_THAT(out, HasSubstr("{\"check\":\"crashes\",\"verdict\":\"note\",\"text\":\"8 left behind; docs/crash.md "
+                               "reads them\",\"lines\":[\"2026-01-01 01:00:08 UTC  no report  "));
+    EXPECT_THAT(out, EndsWith("zelhost_crash_1_2_4.txt\"]}\n]\n"));
+}
+
+TEST_F(ToolTest, DoctorTrustsNoReport) {
+    leave("zelhost_crash_1_2_1.txt", std::string("\x1b[31m\0\xff garbage", 16), 1);
+    leave("zelhost_crash_1_2_2.txt", "Version: \nException Type: a\x1b[31mb\xc3\xa4\r\nCrashed Thread: \n\x07+0x1;", 2);
+    // What lies far behind the beginning is not read.
+    leave("zelhost_crash_1_2_3.txt", std::string(5000, 'x') + "\nException Type: far\n" + std::string(64 << 20, 'x'),
+          3);
+    leave("zelhost_crash_1_2_4.txt", "1\nException Type: " + std::string(1 << 20, 'y'), 4);
+    fs::create_directories(folder / "temporary" / "zelhost_crash_1_2_5.txt");
+    EXPECT_EQ(run({"doctor"}), 0) << out << err;
+    EXPECT_THAT(out, AllOf(HasSubstr("4 left behind"), HasSubstr(":01 UTC  its report makes no sense"),
+                           HasSubstr(":02 UTC  a?[31mb?? at ?+0x1  "), HasSubstr(":03 UTC  its report makes no sense"),
+                           HasSubstr(":04 UTC  " + std::string(80, 'y') + " at a place that it does not tell  ")));
+    EXPECT_LT(out.size(), 4000u);
 }
 
 TEST_F(ToolTest, VideoGoesThroughOrIsRefusedClearly) {
