@@ -1,7 +1,6 @@
 #include "crash/CrashFiles.h"
 
-#include <charconv>
-
+#include "ipc/crash_file_names.h"
 #include "util/include/CmThread.h"
 
 namespace {
@@ -23,15 +22,8 @@ void setCrashFileIds(const std::string& clientProcessId, const std::string& clie
 }
 
 CrashPath GetCrashFilePath(CrashSystem& system, std::string_view extension) {
-    char id[16];
-    char* const idEnd = std::to_chars(id, id + sizeof id, CmGetProcessID()).ptr;
     CrashPath path = folderOfCrashFiles(system);
-    path += "zelhost_crash_";
-    path += gClientProcessId;
-    path += '_';
-    path += gClientInstanceId;
-    path += '_';
-    path.append(id, idEnd);
+    path += ipc::crashFileStem(gClientProcessId, gClientInstanceId, CmGetProcessID(), crashMemory());
     path += extension;
     return path;
 }
