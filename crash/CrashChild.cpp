@@ -31,9 +31,10 @@ platform::ProcessOptions withTemporaryFolder(const std::string& folder) {
     return options;
 }
 
-Crash crash(const std::string& kind, const platform::test::TemporaryFolder& folder, const std::string& ids) {
+Crash crash(const std::string& kind, const platform::test::TemporaryFolder& folder, const std::string& ids,
+            const std::string& sink) {
     const platform::test::Outcome outcome = platform::test::runToEnd(platform::test::siblingProgram("crash_test_child"),
-                                                                     {kind}, withTemporaryFolder(folder.path()));
+                                                                     {kind, sink}, withTemporaryFolder(folder.path()));
     Crash crash;
     crash.trace = linesOf(outcome.output);
     EXPECT_FALSE(crash.trace.empty()) << kind << ": " << outcome.error;

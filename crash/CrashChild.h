@@ -28,7 +28,8 @@ struct Crash {
 };
 
 // The child's failure of that kind, with files in `folder`; `ids` are the client's in their names.
-Crash crash(const std::string& kind, const platform::test::TemporaryFolder& folder, const std::string& ids = "12_7");
+Crash crash(const std::string& kind, const platform::test::TemporaryFolder& folder, const std::string& ids = "12_7",
+            const std::string& sink = "print");
 
 // The offsets of a stack's entries in the child's own code.
 std::vector<size_t> ownOffsets(const std::string& stack);

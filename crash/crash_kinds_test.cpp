@@ -88,6 +88,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Kind{"abort", "UNKNOWN EXCEPTION(6)", "UNKNOWN EXCEPTION(1073741845)", SIGABRT, kWindowsAbort},
                     Kind{"uncaught-exception", "UNKNOWN EXCEPTION(3765269347)", nullptr, SIGABRT, kCppException},
                     Kind{"stack-overflow", "EXCEPTION_STACK_OVERFLOW", nullptr, SIGSEGV, 0xC00000FD},
+                    Kind{"stack-overflow-on-a-thread", "EXCEPTION_STACK_OVERFLOW", nullptr, SIGSEGV, 0xC00000FD},
                     Kind{"heap-corruption", "UNKNOWN EXCEPTION(6)", "EXCEPTION_ACCESS_VIOLATION", SIGABRT, 0xC0000005},
                     Kind{"breakpoint-with-record", "EXCEPTION_BREAKPOINT", nullptr, 5, 0x80000003}),
     nameOf);
@@ -136,6 +137,13 @@ TEST_F(CrashTest, NothingElseIsLeftInTheFolder) {
     crash("null-write", mFolder);
     const auto files = std::filesystem::directory_iterator(mFolder.path());
     EXPECT_EQ(std::distance(begin(files), end(files)), 2);
+}
+
+TEST_F(CrashTest, NegativeMaskSilencesTheLinesOnly) {
+    const Crash left = crash("null-write", mFolder, "12_7", "silent");
+    EXPECT_TRUE(left.trace.empty());
+    EXPECT_THAT(left.dump, StartsWith("MDMP"));
+    EXPECT_EQ(left.report.size(), 4u);
 }
 
 TEST_F(CrashTest, StepThatFailsItselfIsLeftAndTheNextGoesOn) {

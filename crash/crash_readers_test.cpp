@@ -26,10 +26,9 @@ std::string fileNameOf(const std::string& path) {
 // The address that an entry "module+0xoffset" of the report means, by the dump's list of modules; 0 for none.
 uint64_t addressOf(const std::string& entry, const DumpSummary& dump) {
     const size_t plus = entry.rfind("+0x");
-    const auto module =
-        std::find_if(dump.modules.begin(), dump.modules.end(), [&](const DumpSummary::Module& candidate) {
-            return fileNameOf(candidate.path) == entry.substr(0, plus);
-        });
+    const auto module = std::find_if(
+        dump.modules.begin(), dump.modules.end(),
+        [&](const DumpSummary::Module& candidate) { return fileNameOf(candidate.path) == entry.substr(0, plus); });
     return module == dump.modules.end() ? 0 : module->base + std::stoull(entry.substr(plus + 3), nullptr, 16);
 }
 

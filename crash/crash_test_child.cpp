@@ -71,6 +71,20 @@ void announce(Function* function, int line) {
     useUpStack(&depth);
 }
 
+// On a thread as the host has them.
+class Overflow : public ICmEvent {
+  public:
+    Overflow() : ICmEvent(0) {}
+    void OnFire() override { stackOverflow(); }
+};
+
+void stackOverflowOnAThread() {
+    ACmThread* thread = nullptr;
+    ACmThreadSingletonFactory::Instance().GetSingletonThread("overflows", thread);
+    thread->GetEventQueue()->PostEvent(new Overflow, 128, 0);
+    for (;;) platform::sleepMilliseconds(1000);
+}
+
 // Writes over what the heap keeps beside and in its blocks, then has the heap use it.
 [[gnu::noinline]] void heapCorruption() {
     constexpr size_t kBlocks = 64;
@@ -151,6 +165,7 @@ const std::map<std::string, void (*)()> kKinds = {
     {"abort", abortion},
     {"uncaught-exception", uncaughtException},
     {"stack-overflow", stackOverflow},
+    {"stack-overflow-on-a-thread", stackOverflowOnAThread},
     {"heap-corruption", heapCorruption},
     {"breakpoint-with-record", breakpointWithRecord},
     {"breakpoint-without-record", breakpointWithoutRecord},

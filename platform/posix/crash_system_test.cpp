@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "crash/CrashChild.h"
 #include "crash/CrashSystem.h"
 #include "platform/include/module.h"
 #include "platform/include/thread.h"
@@ -120,4 +121,15 @@ TEST_F(LinuxCrashSystemTest, DumpThatCannotTakeItsPlaceIsTracedWithTheError) {
     writeDump(mFolder.path("some.dmp"));
     EXPECT_THAT(gLines, ElementsAre(HasSubstr("0 Minidump::dumpcallback, Failed to save dump file, error=")));
     EXPECT_FALSE(std::filesystem::exists(mFolder.path("some.dmp.part")));
+}
+
+TEST_F(LinuxCrashSystemTest, FilesLieBesideTheProgramWhenTheTemporaryPathIsTooLong) {
+    const std::string program = platform::test::siblingProgram("crash_test_child");
+    const platform::test::Outcome outcome = platform::test::runToEnd(
+        program, {"null-write"}, crash_test::withTemporaryFolder("/" + std::string(2047, 'x')));
+    const std::string process = outcome.output.substr(0, outcome.output.find(' '));
+    const std::string stem = program.substr(0, program.rfind('/') + 1) + "zelhost_crash_12_7_" + process;
+    EXPECT_TRUE(std::filesystem::remove(stem + ".dmp"));
+    EXPECT_TRUE(std::filesystem::remove(stem + ".txt"));
+    EXPECT_EQ(outcome.exitCode, platform::test::failureExit(SIGSEGV, 0xC0000005));
 }
