@@ -1,6 +1,8 @@
 # Build options and the language level that all of our code shares.
 
 set(ZELHOST_DEPS_DIR "${CMAKE_SOURCE_DIR}/build/deps" CACHE PATH "what ./zel fetched: OpenVINO, Highway, headers")
+set(ZELHOST_MINIDUMP_DIR "${CMAKE_SOURCE_DIR}/build/deps/minidump-reader" CACHE PATH
+    "the Python package that reads minidumps in the tests")
 set(ZELHOST_MODELS_DIR "${CMAKE_SOURCE_DIR}/build/models" CACHE PATH "the IR pairs to embed, named by net name")
 set(ZELHOST_SANITIZE "" CACHE STRING "value of -fsanitize=, e.g. address,undefined or thread")
 set(ZELHOST_TEST_PREFIX "" CACHE STRING "put before the name of every test, so that several builds run in one ctest")

@@ -200,6 +200,18 @@ do_openvino() { # SYSTEM
     mv "$target.part" "$target"
 }
 
+key_minidump_reader() {
+    [[ -f build/deps/minidump-reader/minidump/minidumpfile.py ]] && digest cmake/minidump-reader.txt
+}
+
+do_minidump_reader() {
+    local target=build/deps/minidump-reader
+    rm -rf "$target" "$target.part"
+    .venv/bin/pip install --disable-pip-version-check --no-cache-dir --no-deps --only-binary :all: --require-hashes \
+        --target "$target.part" -r cmake/minidump-reader.txt
+    mv "$target.part" "$target"
+}
+
 key_headers() {
     [[ -f build/deps/include/CLI/CLI.hpp && -f build/deps/include/stb/stb_image.h ]] &&
         dpkg-query -W libcli11-dev libstb-dev | sha256sum

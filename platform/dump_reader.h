@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// Programs of others that read minidumps: what they make of one of ours.
+namespace platform::test {
+
+struct DumpSummary {
+    struct Module {
+        std::string path;
+        std::string buildId;  // hexadecimal digits in lower case; "" when the reader does not tell it
+        uint64_t base;
+    };
+    std::string stop;     // lldb: its words, e.g. "signal SIGSEGV"; minidump: the exception code in hexadecimal
+    uint32_t thread = 0;  // the failed one
+    uint64_t instructionPointer = 0;  // of its innermost frame
+    uint64_t stackPointer = 0;
+    size_t threads = 0;
+    std::vector<Module> modules;
+    std::string text;  // all that the reader has said
+};
+
+// By the debugger lldb, which the system has.
+DumpSummary readWithLldb(const std::string& path);
+
+// By the Python package minidump, which ./zel fetches.
+DumpSummary readWithMinidumpReader(const std::string& path);
+
+}  // namespace platform::test
