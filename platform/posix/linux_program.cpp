@@ -2,6 +2,10 @@
 
 namespace platform::test {
 
+bool runsLinuxPrograms() {
+    return true;
+}
+
 Outcome runLinuxProgram(const std::string& program, const std::vector<std::string>& arguments) {
     return runToEnd(program, arguments);
 }

@@ -57,7 +57,7 @@ void onBreakpoint(int, siginfo_t* info, void* context) {
     gCapture->allocations = heapCallsOfThread() - before;
 }
 
-// A breakpoint with known registers.
+// A breakpoint with known registers, the first two also on the stack.
 constexpr uint64_t kR12 = 0x1212121212121212;
 constexpr uint64_t kR15 = 0x1515151515151515;
 constexpr uint64_t kXmm7 = 0x7777777777777777;
@@ -66,10 +66,14 @@ __attribute__((noinline)) void breakHere() {
         "mov %0, %%r12\n\t"
         "mov %1, %%r15\n\t"
         "movq %2, %%xmm7\n\t"
-        "int3"
+        "sub $128, %%rsp\n\t"  // the compiler may use what is below
+        "push %%r15\n\t"
+        "push %%r12\n\t"
+        "int3\n\t"
+        "add $144, %%rsp"
         :
         : "r"(kR12), "r"(kR15), "r"(kXmm7)
-        : "r12", "r15", "xmm7", "memory");
+        : "r12", "r15", "xmm7", "memory", "cc");
 }
 
 // Memory of its own with pages that cannot be read before and behind.
@@ -315,15 +319,12 @@ TEST_F(MinidumpTest, ContextThatTheProgramTookHasNoFloatingPoint) {
 }
 
 TEST_F(MinidumpTest, StackIsThereFromTheRedZoneOn) {
-    volatile uint64_t pattern[64];
-    for (uint64_t i = 0; i < 64; ++i) pattern[i] = 0xFEEDFACE00000000 + i;
     const DumpFile file = dumped();
     const DumpFile::Range stack = file.stackOf(file.thread(gettid()));
     EXPECT_EQ(stack.address, registerOf(REG_RSP) - 128);
     EXPECT_LE(stack.location.size, 64u * 1024);
-    const auto* bytes = const_cast<const uint64_t*>(pattern);
-    EXPECT_EQ(file.memoryAt(reinterpret_cast<uint64_t>(bytes), sizeof pattern),
-              std::string(reinterpret_cast<const char*>(bytes), sizeof pattern));
+    EXPECT_EQ(file.memoryAt(registerOf(REG_RSP), 16),
+              std::string(8, static_cast<char>(0x12)) + std::string(8, static_cast<char>(0x15)));
 }
 
 TEST_F(MinidumpTest, StackEndsWithItsMapping) {

@@ -25,7 +25,7 @@ struct MinidumpResult {
 // Writes a minidump of this process, as Windows writes it (MiniDumpNormal), in place of what lies at `path`; only the
 // owner may read it. It appears there as a whole or not at all: PATH.part is written first.
 //
-// Async-signal-safe calls only, no heap, about 32 KiB of stack; from one thread at a time. The other threads go on
+// Async-signal-safe calls only, no heap, less than 32 KiB of stack; from one thread at a time. The other threads go on
 // running, since there is no safe way to stop them: of one that waits in the kernel the dump has the stack pointer, the
 // instruction pointer and some of the stack, of one that runs just then its id only.
 //
