@@ -3,6 +3,9 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
 
 #include "crash/CrashChild.h"
 #include "platform/dump_reader.h"
@@ -55,8 +58,27 @@ std::string nameOf(const testing::TestParamInfo<const char*>& info) {
     return name;
 }
 
-std::string toolOf(const std::string& name) {
-    return platform::test::onWindows() ? "/usr/bin/x86_64-w64-mingw32-" + name : "/usr/bin/" + name;
+// Where the program wants to be loaded, which its debug information reckons with; 0 on Linux.
+uint64_t imageBase(const std::string& program) {
+    if (!platform::test::onWindows()) return 0;
+    const std::string file = platform::test::readFile(program);
+    constexpr size_t kHeaderAt = 0x3C, kBaseInHeader = 0x30;
+    uint32_t header = 0;
+    uint64_t base = 0;
+    std::memcpy(&header, &file.at(kHeaderAt), sizeof header);
+    std::memcpy(&base, &file.at(header + kBaseInHeader), sizeof base);
+    return base;
+}
+
+// "file:line" of an offset in the child, by its debug information.
+std::string lineAt(size_t offset) {
+    const std::string program = platform::test::siblingProgram("crash_test_child");
+    const std::string separate = program + ".debug";
+    const std::string tool = platform::test::onWindows() ? "x86_64-w64-mingw32-addr2line" : "addr2line";
+    char address[32];
+    std::snprintf(address, sizeof address, "0x%llx", static_cast<unsigned long long>(imageBase(program) + offset));
+    const std::string file = std::filesystem::exists(separate) ? separate : program;
+    return platform::test::runLinuxProgram("/usr/bin/" + tool, {"-e", platform::test::linuxPath(file), address}).output;
 }
 
 }  // namespace
@@ -66,7 +88,34 @@ TEST_P(CrashReaderTest, DebuggerAgreesWithTheReport) {
     expectAgreement(platform::test::readWithLldb(mLeft.dumpPath));
 }
 
+TEST_P(CrashReaderTest, PackageAgreesWithTheReport) {
+    if (platform::test::onWindows()) GTEST_SKIP() << "the package stops at a stream of Wine's own";
+    expectAgreement(platform::test::readWithMinidumpReader(mLeft.dumpPath));
+}
+
 INSTANTIATE_TEST_SUITE_P(Kinds, CrashReaderTest,
                          testing::Values("null-write", "null-read", "illegal-instruction", "division-by-zero", "abort",
                                          "uncaught-exception", "stack-overflow", "breakpoint-with-record"),
                          nameOf);
+
+TEST(CrashLineTest, OffsetInTheReportIsTheFailingLine) {
+    if (!platform::test::runsLinuxPrograms()) GTEST_SKIP() << "addr2line is a program of Linux";
+    const platform::test::TemporaryFolder folder;
+    for (const char* kind : {"null-write", "null-read", "illegal-instruction", "division-by-zero"}) {
+        const Crash left = crash(kind, folder);
+        const std::vector<size_t> offsets = crash_test::ownOffsets(firstEntry(left));
+        ASSERT_EQ(offsets.size(), 1u) << kind;
+        EXPECT_THAT(lineAt(offsets[0]), HasSubstr("crash_test_child.cpp:" + std::to_string(left.announced.line)));
+    }
+}
+
+// An entry of a caller is the address behind its call.
+TEST(CrashLineTest, CallersOffsetLessOneIsTheLineOfItsCall) {
+    if (!platform::test::runsLinuxPrograms()) GTEST_SKIP() << "addr2line is a program of Linux";
+    const platform::test::TemporaryFolder folder;
+    const Crash left = crash("abort", folder);
+    ASSERT_EQ(left.report.size(), 4u);
+    std::string lines;
+    for (const size_t offset : crash_test::ownOffsets(left.report[3])) lines += lineAt(offset - 1);
+    EXPECT_THAT(lines, HasSubstr("crash_test_child.cpp:" + std::to_string(left.announced.line)));
+}
