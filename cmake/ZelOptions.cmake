@@ -9,6 +9,11 @@ set(ZELHOST_TEST_PREFIX "" CACHE STRING "put before the name of every test, so t
 option(ZELHOST_FUZZ "build the fuzz targets (clang)" OFF)
 set(ZELHOST_FUZZ_SECONDS 5 CACHE STRING "how long each fuzz target runs as a test")
 option(ZELHOST_BENCH "build the benchmarks" OFF)
+# What users run is the Release build; the others have their debug information inside.
+set(ZELHOST_SEPARATE_DEBUG OFF)
+if(CMAKE_BUILD_TYPE STREQUAL "Release" AND NOT ZELHOST_SANITIZE)
+  set(ZELHOST_SEPARATE_DEBUG ON)
+endif()
 
 if(WIN32)
   set(ZELHOST_PLATFORM win32)

@@ -7,6 +7,30 @@ function(zel_library name)
   list(TRANSFORM arg_PLATFORM_SOURCES PREPEND ${ZELHOST_PLATFORM}/)
   add_library(${name} STATIC ${arg_SOURCES} ${arg_PLATFORM_SOURCES})
   target_link_libraries(${name} PUBLIC zel_flags ${arg_DEPS})
+  zel_line_tables(${name})
+endfunction()
+
+# zel_line_tables(TARGET): its code tells from which lines it was made, which is all that a crash report asks for.
+function(zel_line_tables target)
+  if(ZELHOST_SEPARATE_DEBUG)
+    target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:C,CXX>:-g1>)
+  endif()
+endfunction()
+
+# zel_separate_debug(TARGET): for what users run. The line tables go into TARGET's file with ".debug" behind its name,
+# which debuggers find by the link or the build id in the file itself. addr2line is given the ".debug" file.
+function(zel_separate_debug target)
+  if(NOT ZELHOST_SEPARATE_DEBUG)
+    return()
+  endif()
+  zel_line_tables(${target})
+  target_link_options(${target} PRIVATE -Wl,--build-id)
+  set(debug $<TARGET_FILE:${target}>.debug)
+  add_custom_command(TARGET ${target} POST_BUILD
+    COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:${target}> ${debug}
+    COMMAND ${CMAKE_OBJCOPY} --strip-debug --add-gnu-debuglink=${debug} $<TARGET_FILE:${target}>
+    VERBATIM)
+  set_property(TARGET ${target} APPEND PROPERTY ADDITIONAL_CLEAN_FILES ${debug})
 endfunction()
 
 # zel_export_only(TARGET file): a shared library gives away the names that the file lists, one a line, and nothing else.
@@ -34,6 +58,10 @@ function(zel_test name)
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE zel_flags ${arg_DEPS} GTest::gmock GTest::gtest GTest::gtest_main)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+  if(ZELHOST_SEPARATE_DEBUG)
+    # Line tables of the libraries are for the programs that users run.
+    target_link_options(${name} PRIVATE -Wl,--strip-debug)
+  endif()
   if(ZELHOST_SANITIZE)
     # Sanitizers make the optimiser work on the matchers' templates for longer than most of these tests run.
     target_compile_options(${name} PRIVATE -O0)

@@ -17,5 +17,7 @@ print(f"threads {len(dump.threads.threads)}")
 print(f"registers {registers.Rip:x} {registers.Rsp:x}")
 for module in dump.modules.modules:
     print(f"module {module.baseaddress:x} {module.name}")
-if dump.memory_segments:
+# Of a thread that has used up its stack there is nothing at the pointer.
+segments = dump.memory_segments.memory_segments if dump.memory_segments else []
+if any(segment.start_virtual_address <= registers.Rsp < segment.end_virtual_address for segment in segments):
     print("stack", dump.get_reader().read(registers.Rsp, 8).hex())
