@@ -264,6 +264,13 @@ TEST(WindowsCrashReportTest, LongTextIsWrittenWhole) {
     }
 }
 
+TEST(WindowsCrashReportTest, LineEndIsNotSplit) {
+    FakeDebugSystem system;
+    crashSystem().writeReport("C:\\crash.txt", CrashText(1, L'a') + CrashText(600, L'\n'));
+    EXPECT_EQ(system.calls[1], "WriteFile 0x33 3ff");
+    EXPECT_EQ(system.calls[2], "WriteFile 0x33 b2");
+}
+
 TEST(WindowsCrashReportTest, FailureGoesUnnoticed) {
     FakeDebugSystem system;
     system.failing = {"CreateFileA"};

@@ -42,6 +42,7 @@ class FakeDebugSystem : public DebugSystem {
     std::set<std::string> failing;   // calls by their name, of dbghelp too
     std::set<std::string> missing;   // entry points
     std::vector<std::string> calls;  // "name arguments"; what the debugger is told as "debugger: text"
+    std::string systemFolder = "C:\\system";
     std::string folder = "C:\\temporary\\";
     std::string program = "C:\\folder\\host.exe";
     std::vector<Module> modules = {{L"C:\\folder\\Host.EXE", 0x10000, 0x1000}};
@@ -72,9 +73,8 @@ class FakeDebugSystem : public DebugSystem {
     void outputDebugString(const char* text) override { calls.push_back(std::string("debugger: ") + text); }
     UINT getSystemDirectory(char* buffer, UINT size) override {
         if (!succeeds("GetSystemDirectoryA", size)) return 0;
-        const std::string directory = missing.count("short directory") ? std::string(size, 'x') : "C:\\system";
-        if (directory.size() < size) std::memcpy(buffer, directory.c_str(), directory.size() + 1);
-        return static_cast<UINT>(directory.size());
+        if (systemFolder.size() < size) std::memcpy(buffer, systemFolder.c_str(), systemFolder.size() + 1);
+        return static_cast<UINT>(systemFolder.size());
     }
     void* loadLibrary(const char* path) override { return succeeds("LoadLibrary", path) ? handle(0x77) : nullptr; }
     void freeLibrary(void* library) override { succeeds("FreeLibrary", library); }
@@ -120,7 +120,7 @@ class FakeDebugSystem : public DebugSystem {
     }
     DWORD getTempPath(DWORD size, char* buffer) override {
         if (!succeeds("GetTempPathA", size)) return 0;
-        return copyPath(folder, buffer, size, static_cast<DWORD>(folder.size() + 1));
+        return copyPath(folder, buffer, size);
     }
     BOOL getModuleHandleEx(DWORD flags, const void* address, HMODULE* module) override {
         *module = reinterpret_cast<HMODULE>(0x44);
@@ -129,7 +129,7 @@ class FakeDebugSystem : public DebugSystem {
     }
     DWORD getModuleFileName(HMODULE module, char* buffer, DWORD size) override {
         if (!succeeds("GetModuleFileNameA", module, size)) return 0;
-        return copyPath(program, buffer, size, size);
+        return copyPath(program, buffer, size);
     }
 
     HMODULE ownModule = nullptr;  // of the address that getModuleHandleEx got
@@ -137,13 +137,13 @@ class FakeDebugSystem : public DebugSystem {
   private:
     static std::string narrow(const std::wstring& text) { return std::string(text.begin(), text.end()); }
 
-    // Cut as the system cuts it, which then tells `tooLong`.
-    static DWORD copyPath(const std::string& path, char* buffer, DWORD size, DWORD tooLong) {
+    // Cut when it does not fit, with the size of the buffer as the result.
+    static DWORD copyPath(const std::string& path, char* buffer, DWORD size) {
         const bool fits = path.size() < size;
         const size_t length = fits ? path.size() : size - 1;
         std::memcpy(buffer, path.data(), length);
         buffer[length] = '\0';
-        return fits ? static_cast<DWORD>(length) : tooLong;
+        return fits ? static_cast<DWORD>(length) : size;
     }
 
     template <typename... Arguments>

@@ -80,37 +80,9 @@ uint64_t functionAt(uint64_t address) {
     return function ? base + function->BeginAddress : 0;
 }
 
-Result getOwnStack(CONTEXT& context, bool breakpoint = false) {
-    return getStack(context, breakpoint, GetCurrentProcessId(), GetCurrentThreadId());
-}
-
-struct Captured {
-    CONTEXT context;
-    Result result;
-};
-
-[[gnu::noinline]] void captureHere(Captured& captured) {
-    RtlCaptureContext(&captured.context);
-    captured.result = getOwnStack(captured.context);
-}
-
-[[gnu::noinline]] int captureBelow(Captured& captured, int depth) {
-    if (depth == 0) {
-        captureHere(captured);
-        return 0;
-    }
-    volatile int below = captureBelow(captured, depth - 1);
-    return below + 1;
-}
-
-// Once for all, since a walk takes seconds under Wine.
-const Captured& deepCapture() {
-    static const Captured captured = [] {
-        Captured made{};
-        captureBelow(made, 150);
-        return made;
-    }();
-    return captured;
+Result getOwnStack(CONTEXT& context, uint64_t record) {
+    context.Rcx = record;
+    return getStack(context, true, GetCurrentProcessId(), GetCurrentThreadId());
 }
 
 // What whoever raises a breakpoint lays down, its array behind it.
@@ -128,11 +100,51 @@ struct Record {
 };
 static_assert(offsetof(Record, first) == 0x18 && offsetof(Record, end) == 0x30);
 
-Result getStackWithRecord(const void* record) {
+struct Captured {
+    Record record{100};
+    CONTEXT context{};
+    Result result;
+};
+
+[[gnu::noinline]] void captureHere(Captured& captured) {
+    RtlCaptureContext(&captured.context);
+    captured.result = getOwnStack(captured.context, reinterpret_cast<uint64_t>(&captured.record));
+}
+
+[[gnu::noinline]] int captureBelow(Captured& captured, int depth) {
+    if (depth == 0) {
+        captureHere(captured);
+        return 0;
+    }
+    volatile int below = captureBelow(captured, depth - 1);
+    return below + 1;
+}
+
+// Once for all, since a walk takes seconds under Wine.
+const Captured& deepCapture() {
+    static Captured captured;
+    static const int depth = captureBelow(captured, 150);
+    static_cast<void>(depth);
+    return captured;
+}
+
+// Of a thread that runs in memory of no module, with nothing on its stack and a record that is too long.
+Result getStackFromNowhere() {
+    static uint64_t stack[1024] = {};
+    const Record record(101);
+    void* const page = VirtualAlloc(nullptr, 4096, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE);
     CONTEXT context;
     RtlCaptureContext(&context);
-    context.Rcx = reinterpret_cast<uint64_t>(record);
-    return getOwnStack(context, true);
+    context.Rip = reinterpret_cast<uint64_t>(page) + 16;
+    context.Rsp = context.Rbp = reinterpret_cast<uint64_t>(&stack[512]);
+    const Result result = getOwnStack(context, reinterpret_cast<uint64_t>(&record));
+    VirtualFree(page, 0, MEM_RELEASE);
+    return result;
+}
+
+const Result& nowhere() {
+    static const Result result = getStackFromNowhere();
+    return result;
 }
 
 }  // namespace
@@ -192,7 +204,7 @@ TEST(WindowsStackWalkerTest, MissingDbgHelpIsTold) {
 
 TEST(WindowsStackWalkerTest, SystemFolderThatDoesNotFitIsNone) {
     FakeDebugSystem system;
-    system.missing = {"short directory"};
+    system.systemFolder = std::string(MAX_PATH, 'x');
     EXPECT_EQ(getStack().stack, kNoStack);
     EXPECT_THAT(system.calls, ElementsAre("GetSystemDirectoryA 104", "debugger: error loading dbghelp: 1234"));
 }
@@ -462,33 +474,25 @@ TEST(WindowsOwnStackTest, GoesThroughTheCallersForHundredEntries) {
 
 TEST(WindowsOwnStackTest, VersionIsTheProgramsOwn) {
     EXPECT_EQ(deepCapture().result.version, TEST_PRODUCT_VERSION);
-    EXPECT_EQ(deepCapture().result.extra, "");
 }
 
 TEST(WindowsOwnStackTest, ContextInNoModuleHasNoStack) {
-    alignas(64) static uint64_t nowhere[1024] = {};
-    void* const page = VirtualAlloc(nullptr, 4096, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE);
-    ASSERT_NE(page, nullptr);
-    CONTEXT context;
-    RtlCaptureContext(&context);
-    context.Rip = reinterpret_cast<uint64_t>(page) + 16;
-    context.Rsp = context.Rbp = reinterpret_cast<uint64_t>(&nowhere[512]);
-    const Result result = getOwnStack(context);
-    EXPECT_EQ(result.stack, kNoStack);
-    EXPECT_EQ(result.version, "");
-    VirtualFree(page, 0, MEM_RELEASE);
+    EXPECT_EQ(nowhere().stack, kNoStack);
+    EXPECT_EQ(nowhere().version, "");
+}
+
+TEST(WindowsOwnStackTest, TooLongRecordHasItsFirstFrameOnly) {
+    EXPECT_EQ(programOffsetsOf(nowhere().extra), std::vector<uint64_t>{0x18});
 }
 
 TEST(WindowsOwnStackTest, ExtraFramesAreThoseOfTheRecord) {
-    const Record record(100);
     std::vector<uint64_t> expected = {0x18};
     for (uint64_t i = 0; i < 100; ++i) expected.push_back(0x100 + i);
-    EXPECT_EQ(programOffsetsOf(getStackWithRecord(&record).extra), expected);
+    EXPECT_EQ(programOffsetsOf(deepCapture().result.extra), expected);
 }
 
 TEST(WindowsOwnStackTest, UnreadableRecordThrows) {
-    Record record(2);
-    record.begin = 8;
-    record.usedEnd = record.end = 16;
-    EXPECT_THROW(getStackWithRecord(&record), std::runtime_error);
+    CONTEXT context;
+    RtlCaptureContext(&context);
+    EXPECT_THROW(getOwnStack(context, 8), std::runtime_error);
 }
