@@ -41,7 +41,11 @@ std::string firstEntry(const Crash& left) {
 
 class CrashReaderTest : public testing::TestWithParam<const char*> {
   protected:
-    CrashReaderTest() : mLeft(crash(GetParam(), mFolder)) {}
+    void SetUp() override {
+        const bool overflow = std::string(GetParam()) == "stack-overflow";
+        if (overflow && platform::test::underThreadSanitizer()) GTEST_SKIP() << "the sanitizer changes how it fails";
+        mLeft = crash(GetParam(), mFolder);
+    }
 
     void expectAgreement(const DumpSummary& dump) {
         EXPECT_EQ(std::to_string(dump.thread), mLeft.announced.thread) << dump.text;
@@ -49,7 +53,7 @@ class CrashReaderTest : public testing::TestWithParam<const char*> {
     }
 
     const platform::test::TemporaryFolder mFolder;
-    const Crash mLeft;
+    Crash mLeft;
 };
 
 std::string nameOf(const testing::TestParamInfo<const char*>& info) {

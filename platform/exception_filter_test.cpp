@@ -28,17 +28,6 @@ struct Fault {
     uint32_t code;
 };
 
-// The sanitizer runs handlers with every signal blocked, and needs stack of its own in them.
-bool underThreadSanitizer() {
-#if defined(__SANITIZE_THREAD__)
-    return true;
-#elif defined(__has_feature)
-    return __has_feature(thread_sanitizer);
-#else
-    return false;
-#endif
-}
-
 constexpr char kSanitizerReason[] = "the thread sanitizer changes how faults in handlers arrive";
 
 class ExceptionFilterFaultTest : public testing::TestWithParam<Fault> {};

@@ -53,4 +53,26 @@ inline bool onWindows() {
 #endif
 }
 
+// Runs handlers with every signal blocked, and needs stack of its own in them.
+inline bool underThreadSanitizer() {
+#if defined(__SANITIZE_THREAD__)
+    return true;
+#elif defined(__has_feature)
+    return __has_feature(thread_sanitizer);
+#else
+    return false;
+#endif
+}
+
+// Answers for a broken heap itself.
+inline bool underAddressSanitizer() {
+#if defined(__SANITIZE_ADDRESS__)
+    return true;
+#elif defined(__has_feature)
+    return __has_feature(address_sanitizer);
+#else
+    return false;
+#endif
+}
+
 }  // namespace platform::test
