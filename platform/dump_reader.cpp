@@ -22,18 +22,18 @@ std::string buildIdOf(std::string uuid) {
     return uuid;
 }
 
-// "* thread #1: tid = 19731, 0x0000559797b79625 program`main, stop reason = signal SIGSEGV"
+// "* thread #1: tid = 19731, 0x0000559797b79625 program`main, stop reason = signal SIGSEGV"; of Windows "tid = 0x4d13"
 // "     rip = 0x0000559797b79625  program`main + 281"
 // "[  0] 77B4D14B-665C-B879-2DFC-233C67553850-7880E4FA 0x0000559797b77000 /path"
 void readLldbLine(const std::string& line, DumpSummary& summary) {
-    static const std::regex thread(R"(^(\*?) +thread #\d+: tid = (\d+),.*)");
+    static const std::regex thread(R"(^(\*?) +thread #\d+: tid = (0x[0-9a-f]+|\d+),.*)");
     static const std::regex stop(R"(.*, stop reason = (.*)$)");
     static const std::regex reg(R"(^ +(rip|rsp) = (0x[0-9a-f]+).*)");
     static const std::regex module(R"(^\[ *\d+\] ([0-9A-F-]*) +(0x[0-9a-f]+) (.*[^ ]) *$)");
     std::smatch match;
     if (std::regex_match(line, match, thread)) {
         ++summary.threads;
-        if (match[1] == "*") summary.thread = static_cast<uint32_t>(std::stoul(match[2]));
+        if (match[1] == "*") summary.thread = static_cast<uint32_t>(std::stoul(match[2], nullptr, 0));
         if (match[1] == "*" && std::regex_match(line, match, stop)) summary.stop = match[1];
     } else if (std::regex_match(line, match, reg)) {
         (match[1] == "rip" ? summary.instructionPointer : summary.stackPointer) = hexadecimal(match[2]);

@@ -13,8 +13,10 @@ struct DumpSummary {
         std::string buildId;  // hexadecimal digits in lower case; "" when the reader does not tell it
         uint64_t base;
     };
-    std::string stop;     // lldb: its words, e.g. "signal SIGSEGV"; minidump: the exception code in hexadecimal
-    uint32_t thread = 0;  // the failed one
+    // lldb: its words, "signal SIGSEGV", or of a Windows dump "Exception 0xc0000005 encountered at address 0x1400016b1";
+    // minidump: the exception code in hexadecimal digits.
+    std::string stop;
+    uint32_t thread = 0;              // the failed one
     uint64_t instructionPointer = 0;  // of its innermost frame
     uint64_t stackPointer = 0;
     size_t threads = 0;

@@ -3,7 +3,21 @@ import logging
 import sys
 
 sys.path.insert(0, sys.argv[1])
-from minidump.minidumpfile import MinidumpFile  # noqa: E402
+from minidump.directory import MINIDUMP_DIRECTORY
+from minidump.minidumpfile import MinidumpFile
+
+parse_entry = MINIDUMP_DIRECTORY.parse
+
+
+def parse_known_entry(file):
+    """None for a stream of a type that the package does not know: it passes over those. Wine has one."""
+    try:
+        return parse_entry(file)
+    except ValueError:
+        return None
+
+
+MINIDUMP_DIRECTORY.parse = staticmethod(parse_known_entry)
 
 # It looks for Windows' own block of the process's environment, which is not in every dump.
 logging.disable(logging.CRITICAL)
