@@ -13,7 +13,7 @@ struct DumpSummary {
         std::string buildId;  // hexadecimal digits in lower case; "" when the reader does not tell it
         uint64_t base;
     };
-    // lldb: its words, "signal SIGSEGV", or of a Windows dump "Exception 0xc0000005 encountered at address 0x1400016b1";
+    // lldb: its words, "signal SIGSEGV", of a Windows dump "Exception 0xc0000005 encountered at address 0x1400016b1".
     // minidump: the exception code in hexadecimal digits.
     std::string stop;
     uint32_t thread = 0;              // the failed one
