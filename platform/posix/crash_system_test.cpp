@@ -9,8 +9,10 @@
 
 #include "crash/CrashChild.h"
 #include "crash/CrashSystem.h"
+#include "crash/DumpCallback.h"
 #include "platform/include/module.h"
 #include "platform/include/thread.h"
+#include "platform/posix/heap_count.h"
 #include "platform/posix/system_exception.h"
 #include "platform/test_support.h"
 #include "util/include/CmTrace.h"
@@ -44,13 +46,17 @@ class LinuxCrashSystemTest : public testing::Test {
         return std::string(crashSystem().temporaryFolder());
     }
 
-    // A failure of this thread, here.
     void writeDump(const std::string& path) {
         ucontext_t context;
         getcontext(&context);
+        const platform::SystemException system = accessViolation(context);
+        crashSystem().writeDump({0xC0000005, "", platform::currentThreadId(), &system}, CrashPath(path));
+    }
+
+    static platform::SystemException accessViolation(ucontext_t& context) {
         platform::SystemException system = {{}, &context};
         system.info.si_signo = SIGSEGV;
-        crashSystem().writeDump({0xC0000005, "", platform::currentThreadId(), &system}, CrashPath(path));
+        return system;
     }
 
     const platform::test::TemporaryFolder mFolder;
@@ -132,4 +138,26 @@ TEST_F(LinuxCrashSystemTest, FilesLieBesideTheProgramWhenTheTemporaryPathIsTooLo
     EXPECT_TRUE(std::filesystem::remove(stem + ".dmp"));
     EXPECT_TRUE(std::filesystem::remove(stem + ".txt"));
     EXPECT_EQ(outcome.exitCode, platform::test::failureExit(SIGSEGV, 0xC0000005));
+}
+
+// The heap of a failed process may be locked by the failed thread itself.
+TEST_F(LinuxCrashSystemTest, WholeFilterTakesNothingFromTheHeap) {
+    setenv("TMPDIR", mFolder.path().c_str(), 1);
+    set_util_external_trace_sink([](unsigned long, char*, unsigned) {});
+    TraceModuleName(nullptr);
+    crashSystem();
+    ucontext_t context;
+    getcontext(&context);
+    const platform::SystemException system = accessViolation(context);
+    const size_t before = platform::test::heapCallsOfThread();
+    DumpCallback({0xC0000005, "", platform::currentThreadId(), &system}, crashSystem());
+    EXPECT_EQ(platform::test::heapCallsOfThread(), before);
+
+    const auto files = std::filesystem::directory_iterator(mFolder.path());
+    EXPECT_EQ(std::distance(begin(files), end(files)), 2);
+    for (const auto& file : std::filesystem::directory_iterator(mFolder.path())) {
+        if (file.path().extension() == ".txt") {
+            EXPECT_THAT(platform::test::readFile(file.path().string()), HasSubstr("\ncrash_test+0x"));
+        }
+    }
 }
