@@ -137,7 +137,7 @@ Result getStackFromNowhere() {
     RtlCaptureContext(&context);
     context.Rip = reinterpret_cast<uint64_t>(page) + 16;
     context.Rsp = context.Rbp = reinterpret_cast<uint64_t>(&stack[512]);
-    const Result result = getOwnStack(context, reinterpret_cast<uint64_t>(&record));
+    Result result = getOwnStack(context, reinterpret_cast<uint64_t>(&record));
     VirtualFree(page, 0, MEM_RELEASE);
     return result;
 }
@@ -290,12 +290,17 @@ TEST(WindowsStackWalkerTest, FirstFrameHasStackAndFrameCrossed) {
     context.Rsp = 0x222;
     context.Rbp = 0x333;
     getStack(context);
-    STACKFRAME64 expected{};
-    expected.AddrPC = {0x111, 0, AddrModeFlat};
-    expected.AddrFrame = {0x222, 0, AddrModeFlat};
-    expected.AddrStack = {0x333, 0, AddrModeFlat};
-    EXPECT_EQ(std::memcmp(&system.firstFrame, &expected, sizeof expected), 0);
-    EXPECT_EQ(expected.AddrPC.Mode, 3);
+    const STACKFRAME64& frame = system.firstFrame;
+    EXPECT_EQ(frame.AddrPC.Offset, 0x111u);
+    EXPECT_EQ(frame.AddrFrame.Offset, 0x222u);
+    EXPECT_EQ(frame.AddrStack.Offset, 0x333u);
+    for (const ADDRESS64& address : {frame.AddrPC, frame.AddrFrame, frame.AddrStack}) {
+        EXPECT_EQ(address.Segment, 0);
+        EXPECT_EQ(address.Mode, 3);
+    }
+    EXPECT_EQ(frame.AddrReturn.Offset, 0u);
+    EXPECT_EQ(frame.AddrBStore.Offset, 0u);
+    EXPECT_EQ(frame.FuncTableEntry, nullptr);
 }
 
 TEST(WindowsStackWalkerTest, ContextOfTheFailureStaysAsItIs) {
