@@ -27,7 +27,7 @@ std::string readIfThere(const std::string& path) {
 
 platform::ProcessOptions withTemporaryFolder(const std::string& folder) {
     platform::ProcessOptions options;
-    options.environment = {{"TMPDIR", folder}, {"TMP", folder}, {"TEMP", folder}};
+    options.environment = {{"TMPDIR", folder}, {"TMP", folder}, {"TEMP", folder}, {"ZELHOST_CRASH_SECONDS", "300"}};
     return options;
 }
 

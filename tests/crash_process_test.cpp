@@ -30,8 +30,10 @@ class CrashProcessTest : public testing::Test {
         std::vector<std::string> arguments = {"PID=" + mPid, "MID=" + mMid};
         if (!kind.empty()) arguments.insert(arguments.begin(), kind);
         mHost = std::make_unique<zeltest::HostProcess>(
-            std::vector<std::pair<std::string, std::string>>{
-                {"TMPDIR", mFolder.path()}, {"TMP", mFolder.path()}, {"TEMP", mFolder.path()}},
+            std::vector<std::pair<std::string, std::string>>{{"TMPDIR", mFolder.path()},
+                                                             {"TMP", mFolder.path()},
+                                                             {"TEMP", mFolder.path()},
+                                                             {"ZELHOST_CRASH_SECONDS", "300"}},
             &arguments, mMid,
             kind.empty() ? zeltest::HostProcess::program() : platform::test::siblingProgram("host_crash_child"));
         if (!kind.empty()) mClient.frame(160, 90, std::vector<uint8_t>(160 * 90 * 3, 128), kFace);
