@@ -18,7 +18,8 @@ function(zel_line_tables target)
 endfunction()
 
 # zel_separate_debug(TARGET): for what users run. The line tables go into TARGET's file with ".debug" behind its name,
-# which debuggers find by the link or the build id in the file itself. addr2line is given the ".debug" file.
+# which debuggers find by the link or the build id in the file itself. addr2line is given the ".debug" file. Windows files
+# have no link: it is a thing of Linux debuggers, and Wine's dbghelp breaks its heap on it.
 function(zel_separate_debug target)
   if(NOT ZELHOST_SEPARATE_DEBUG)
     return()
@@ -26,9 +27,13 @@ function(zel_separate_debug target)
   zel_line_tables(${target})
   target_link_options(${target} PRIVATE -Wl,--build-id)
   set(debug $<TARGET_FILE:${target}>.debug)
+  set(link)
+  if(NOT WIN32)
+    set(link --add-gnu-debuglink=${debug})
+  endif()
   add_custom_command(TARGET ${target} POST_BUILD
     COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:${target}> ${debug}
-    COMMAND ${CMAKE_OBJCOPY} --strip-debug --add-gnu-debuglink=${debug} $<TARGET_FILE:${target}>
+    COMMAND ${CMAKE_OBJCOPY} --strip-debug ${link} $<TARGET_FILE:${target}>
     VERBATIM)
   set_property(TARGET ${target} APPEND PROPERTY ADDITIONAL_CLEAN_FILES ${debug})
 endfunction()

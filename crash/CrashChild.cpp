@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <map>
 #include <sstream>
 
 namespace crash_test {
@@ -52,12 +53,22 @@ Crash crash(const std::string& kind, const platform::test::TemporaryFolder& fold
     return crash;
 }
 
+const Crash& crashOnce(const std::string& kind) {
+    static const platform::test::TemporaryFolder folder;
+    static std::map<std::string, Crash> crashes;
+    const auto known = crashes.find(kind);
+    return known != crashes.end() ? known->second : crashes.emplace(kind, crash(kind, folder)).first->second;
+}
+
+// Wine names a module without its extension.
 std::vector<size_t> ownOffsets(const std::string& stack) {
-    const std::string module = platform::test::onWindows() ? "crash_test_child.exe+0x" : "crash_test_child+0x";
     std::vector<size_t> offsets;
     std::istringstream entries(stack);
     for (std::string entry; std::getline(entries, entry, ';');) {
-        if (entry.starts_with(module)) offsets.push_back(std::stoul(entry.substr(module.size()), nullptr, 16));
+        const size_t plus = entry.rfind("+0x");
+        const std::string module = entry.substr(0, plus);
+        const bool own = module == "crash_test_child" || module == "crash_test_child.exe";
+        if (own) offsets.push_back(std::stoul(entry.substr(plus + 3), nullptr, 16));
     }
     return offsets;
 }

@@ -27,7 +27,11 @@ struct Crash {
     std::string reportPath;
 };
 
-// The child's failure of that kind, with files in `folder`; `ids` are the client's in their names.
+// The child's failure of that kind, the first time that it is asked for; a dump takes Wine seconds. The files stay
+// until the program ends.
+const Crash& crashOnce(const std::string& kind);
+
+// The same anew, with files in `folder`; `ids` are the client's in their names.
 Crash crash(const std::string& kind, const platform::test::TemporaryFolder& folder, const std::string& ids = "12_7",
             const std::string& sink = "print");
 

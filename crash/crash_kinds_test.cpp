@@ -14,6 +14,7 @@ namespace {
 using crash_test::Announcement;
 using crash_test::Crash;
 using crash_test::crash;
+using crash_test::crashOnce;
 using crash_test::ownOffsets;
 using platform::test::onWindows;
 using platform::test::Outcome;
@@ -48,10 +49,7 @@ bool sanitizerKeeps(const std::string& kind) {
     return platform::test::underThreadSanitizer() && kind.starts_with("stack-overflow");
 }
 
-class CrashKindTest : public testing::TestWithParam<Kind> {
-  protected:
-    TemporaryFolder mFolder;
-};
+class CrashKindTest : public testing::TestWithParam<Kind> {};
 
 std::string nameOf(const testing::TestParamInfo<Kind>& info) {
     std::string name = info.param.name;
@@ -64,7 +62,7 @@ std::string nameOf(const testing::TestParamInfo<Kind>& info) {
 TEST_P(CrashKindTest, LeavesADumpAndAReportAndEndsByTheFailure) {
     const Kind& kind = GetParam();
     if (sanitizerKeeps(kind.name)) GTEST_SKIP() << "the sanitizer changes how it fails";
-    const Crash left = crash(kind.name, mFolder);
+    const Crash& left = crashOnce(kind.name);
 
     EXPECT_THAT(left.trace,
                 ElementsAre("0 zelhost crashed!!!", "0 Minidump::dumpcallback, Saved dump file to: " + left.dumpPath));
@@ -106,7 +104,7 @@ class CrashTest : public testing::Test {
 
 TEST_F(CrashTest, FaultIsTheFirstEntry) {
     for (const char* kind : {"null-write", "null-read", "illegal-instruction", "division-by-zero"}) {
-        const Crash left = crash(kind, mFolder);
+        const Crash& left = crashOnce(kind);
         ASSERT_EQ(left.report.size(), 4u) << kind;
         const std::vector<size_t> offsets = ownOffsets(left.report[3].substr(0, left.report[3].find(';')));
         ASSERT_EQ(offsets.size(), 1u) << left.report[3];
@@ -115,20 +113,20 @@ TEST_F(CrashTest, FaultIsTheFirstEntry) {
 }
 
 TEST_F(CrashTest, ReportBeginsWithTheProductsVersion) {
-    const Crash left = crash("null-write", mFolder);
+    const Crash& left = crashOnce("null-write");
     ASSERT_FALSE(left.report.empty());
     EXPECT_EQ(left.report[0], "Version: " TEST_PRODUCT_VERSION);
 }
 
 TEST_F(CrashTest, StackThatHasRunOutFillsTheReportWithAHundredEntries) {
     if (sanitizerKeeps("stack-overflow")) GTEST_SKIP() << "the sanitizer changes how it fails";
-    const Crash left = crash("stack-overflow", mFolder);
+    const Crash& left = crashOnce("stack-overflow");
     ASSERT_EQ(left.report.size(), 4u);
     EXPECT_EQ(std::count(left.report[3].begin(), left.report[3].end(), ';'), 100);
 }
 
 TEST_F(CrashTest, BreakpointWithoutARecordLeavesNoReport) {
-    const Crash left = crash("breakpoint-without-record", mFolder);
+    const Crash& left = crashOnce("breakpoint-without-record");
     EXPECT_THAT(left.dump, StartsWith("MDMP"));
     EXPECT_TRUE(left.report.empty());
     EXPECT_EQ(left.exitCode, platform::test::failureExit(5, 0x80000003));

@@ -16,7 +16,7 @@
 namespace {
 
 using crash_test::Crash;
-using crash_test::crash;
+using crash_test::crashOnce;
 using platform::test::DumpSummary;
 using testing::HasSubstr;
 
@@ -26,12 +26,18 @@ std::string fileNameOf(const std::string& path) {
     return name;
 }
 
+// Wine names a module without its extension.
+bool isNamed(const DumpSummary::Module& module, const std::string& name) {
+    const std::string whole = fileNameOf(module.path);
+    return whole == name || whole.substr(0, whole.rfind('.')) == name;
+}
+
 // The address that an entry "module+0xoffset" of the report means, by the dump's list of modules; 0 for none.
 uint64_t addressOf(const std::string& entry, const DumpSummary& dump) {
     const size_t plus = entry.rfind("+0x");
-    const auto module = std::find_if(
-        dump.modules.begin(), dump.modules.end(),
-        [&](const DumpSummary::Module& candidate) { return fileNameOf(candidate.path) == entry.substr(0, plus); });
+    const auto module =
+        std::find_if(dump.modules.begin(), dump.modules.end(),
+                     [&](const DumpSummary::Module& candidate) { return isNamed(candidate, entry.substr(0, plus)); });
     return module == dump.modules.end() ? 0 : module->base + std::stoull(entry.substr(plus + 3), nullptr, 16);
 }
 
@@ -44,7 +50,7 @@ class CrashReaderTest : public testing::TestWithParam<const char*> {
     void SetUp() override {
         const bool overflow = std::string(GetParam()) == "stack-overflow";
         if (overflow && platform::test::underThreadSanitizer()) GTEST_SKIP() << "the sanitizer changes how it fails";
-        mLeft = crash(GetParam(), mFolder);
+        mLeft = crashOnce(GetParam());
     }
 
     void expectAgreement(const DumpSummary& dump) {
@@ -52,7 +58,6 @@ class CrashReaderTest : public testing::TestWithParam<const char*> {
         EXPECT_EQ(dump.instructionPointer, addressOf(firstEntry(mLeft), dump)) << firstEntry(mLeft) << dump.text;
     }
 
-    const platform::test::TemporaryFolder mFolder;
     Crash mLeft;
 };
 
@@ -104,9 +109,8 @@ INSTANTIATE_TEST_SUITE_P(Kinds, CrashReaderTest,
 
 TEST(CrashLineTest, OffsetInTheReportIsTheFailingLine) {
     if (!platform::test::runsLinuxPrograms()) GTEST_SKIP() << "addr2line is a program of Linux";
-    const platform::test::TemporaryFolder folder;
     for (const char* kind : {"null-write", "null-read", "illegal-instruction", "division-by-zero"}) {
-        const Crash left = crash(kind, folder);
+        const Crash& left = crashOnce(kind);
         const std::vector<size_t> offsets = crash_test::ownOffsets(firstEntry(left));
         ASSERT_EQ(offsets.size(), 1u) << kind;
         EXPECT_THAT(lineAt(offsets[0]), HasSubstr("crash_test_child.cpp:" + std::to_string(left.announced.line)));
@@ -116,8 +120,7 @@ TEST(CrashLineTest, OffsetInTheReportIsTheFailingLine) {
 // An entry of a caller is the address behind its call.
 TEST(CrashLineTest, CallersOffsetLessOneIsTheLineOfItsCall) {
     if (!platform::test::runsLinuxPrograms()) GTEST_SKIP() << "addr2line is a program of Linux";
-    const platform::test::TemporaryFolder folder;
-    const Crash left = crash("abort", folder);
+    const Crash& left = crashOnce("abort");
     ASSERT_EQ(left.report.size(), 4u);
     std::string lines;
     for (const size_t offset : crash_test::ownOffsets(left.report[3])) lines += lineAt(offset - 1);

@@ -65,17 +65,13 @@ class CrashProcessTest : public testing::Test {
     std::string mReport;
 };
 
-std::string hostModule() {
-    return onWindows() ? "host_crash_child.exe+0x" : "host_crash_child+0x";
-}
-
 }  // namespace
 
 TEST_F(CrashProcessTest, ThreadsOfTheHostTellTheClient) {
     for (const char* thread : {"frame-thread", "dispatch-thread"}) {
         start(thread);
         expectEndByAWriteToNowhere();
-        EXPECT_THAT(mReport, HasSubstr(hostModule())) << thread;
+        EXPECT_THAT(mReport, HasSubstr("\nhost_crash_child")) << thread;
         const std::vector<std::string> lines = linesLeft();
         EXPECT_THAT(lines, Contains(HasSubstr("] zelhost crashed!!!"))) << thread;
         EXPECT_THAT(lines, Contains(HasSubstr("] Minidump::dumpcallback, Saved dump file to: " + mStem + ".dmp")))
@@ -109,7 +105,8 @@ TEST_F(CrashProcessTest, LibraryThatFailsIsNamed) {
     });
     mClient.command(ipc::CommandCode::SetModelType, kXnnCpu, 0);
     expectEndByAWriteToNowhere();
-    EXPECT_THAT(mReport, HasSubstr(onWindows() ? "\nxnn.dll+0x" : "\nlibxnn.so+0x"));
-    EXPECT_THAT(mReport, HasSubstr(onWindows() ? "zelhost.exe+0x" : "zelhost+0x"));
+    // Wine names a module without its extension.
+    EXPECT_THAT(mReport, HasSubstr(onWindows() ? "\nxnn" : "\nlibxnn.so+0x"));
+    EXPECT_THAT(mReport, HasSubstr(";zelhost"));
     EXPECT_THAT(linesLeft(), Contains(HasSubstr("] zelhost crashed!!!")));
 }
