@@ -99,6 +99,8 @@ TEST_P(CrashReaderTest, DebuggerAgreesWithTheReport) {
 
 TEST_P(CrashReaderTest, PackageAgreesWithTheReport) {
     if (!platform::test::runsLinuxPrograms()) GTEST_SKIP() << "the package is run by Python of Linux";
+    const bool waits = platform::test::onWindows() && std::string(GetParam()) == "stack-overflow";
+    if (waits) GTEST_SKIP() << "it shows the thread as it waits for the filter, which runs on another";
     expectAgreement(platform::test::readWithMinidumpReader(mLeft.dumpPath));
 }
 

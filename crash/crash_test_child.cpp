@@ -60,7 +60,7 @@ void announce(Function* function, int line) {
 }
 
 [[gnu::noinline]] int useUpStack(volatile int* depth) {
-    volatile char room[4096];
+    volatile char room[4096];  // less, and Wine would not have room to tell of it
     room[0] = static_cast<char>(*depth);
     *depth = *depth + 1;
     return *depth < 0 ? 0 : useUpStack(depth) + room[0];
@@ -92,11 +92,12 @@ void stackOverflowOnAThread() {
     static char* blocks[kBlocks];
     for (char*& block : blocks) block = static_cast<char*>(std::malloc(kSize));
     announce(heapCorruption, __LINE__);
-    for (char* const block : blocks) {
-        char* volatile first = block - 16;
-        std::memset(first, 0x41, 16 + kSize);
+    for (size_t i = 0; i < kBlocks; i += 2) {
+        std::free(blocks[i]);
+        char* volatile freed = blocks[i];
+        std::memset(freed, 0x41, kSize);
     }
-    for (char* const block : blocks) std::free(block);
+    for (size_t i = 1; i < kBlocks; i += 2) std::free(blocks[i]);
     for (size_t size = 16; size < 100000; size += 64) static_cast<volatile char*>(std::malloc(size))[0] = 1;
 }
 

@@ -43,7 +43,7 @@ void failOnTheDispatchThread() {
 
 // A line whose text cannot be read fails in the middle of the channel's slot.
 void failWhileALineIsWritten() {
-    char* volatile nowhere = nullptr;
+    char* volatile nowhere = reinterpret_cast<char*>(16);
     ZelMLHost::instance().sendLog(2, nowhere, 100);
 }
 
