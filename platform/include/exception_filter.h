@@ -17,11 +17,12 @@ struct UncaughtException {
 };
 
 // Installs `filter` for every thread; it runs on the thread that failed (on Windows on another one when the stack has
-// run out), at most once in a process, and afterwards the process ends without destructors. An uncaught C++ exception enters through a terminate handler guarded against
-// re-entry. A filter that fails itself, or has not returned after timeLimitMs, is cut short: the process ends all the
-// same, and threads that fail meanwhile wait for that. The exit code is the exception's code on Windows; on Linux the
-// process ends by the signal of the failure, SIGABRT for a C++ exception. A fault of the system without a Windows code
-// of its own has the signal's number as its code on Linux; abort() has 0x40000015 on Windows.
+// run out), at most once in a process, and afterwards the process ends without destructors. An uncaught C++ exception
+// enters through a terminate handler guarded against re-entry. A filter that fails itself, or has not returned after
+// timeLimitMs, is cut short: the process ends all the same, and threads that fail meanwhile wait for that. The exit
+// code is the exception's code on Windows; on Linux the process ends by the signal of the failure, SIGABRT for a C++
+// exception. A fault of the system without a Windows code of its own has the signal's number as its code on Linux;
+// abort() has 0x40000015 on Windows.
 using ExceptionFilter = void (*)(const UncaughtException& exception);
 inline constexpr uint32_t kFilterTimeLimitMs = 5000;
 void installExceptionFilter(ExceptionFilter filter, uint32_t timeLimitMs = kFilterTimeLimitMs);
@@ -34,8 +35,8 @@ void prepareThreadForFilter();
 // hold. Needs no lock.
 bool isThreadInFilter();
 
-// Runs one step of the filter, on the thread that runs it. False when the step failed itself (a fault, an abort): it has
-// been left where it stood, with whatever it held. An exception passes through. Steps may be steps of a step.
+// Runs one step of the filter, on the thread that runs it. False when the step failed itself (a fault, an abort): it
+// has been left where it stood, with whatever it held. An exception passes through. Steps may be steps of a step.
 using FilterStep = void (*)(void* argument);
 bool runFilterStep(FilterStep step, void* argument);
 

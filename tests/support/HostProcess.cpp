@@ -27,8 +27,7 @@ std::string HostProcess::program() {
 }
 
 HostProcess::HostProcess(const std::vector<std::pair<std::string, std::string>>& environment,
-                         const std::vector<std::string>* arguments, const std::string& mid,
-                         const std::string& path) {
+                         const std::vector<std::string>* arguments, const std::string& mid, const std::string& path) {
     const std::string pid = std::to_string(platform::currentProcessId());
     mBaseName = ipc::channelBaseName(pid, mid);
     mErrorFile = platform::folders().temporary() + mBaseName + "_stderr.txt";
