@@ -19,7 +19,6 @@ using crash_test::ownOffsets;
 using platform::test::onWindows;
 using platform::test::Outcome;
 using platform::test::TemporaryFolder;
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
 

@@ -80,7 +80,7 @@ class ToolTest : public testing::Test {
     std::string leave(const std::string& name, const std::string& content, int seconds = 0) const {
         using namespace std::chrono;
         fs::create_directories(folder / "temporary");
-        const std::string file = path("temporary/" + name);
+        std::string file = path("temporary/" + name);
         std::ofstream(file, std::ios::binary) << content;
         const auto at = sys_days(year(2026) / 1 / 1) + std::chrono::seconds(seconds);
         fs::last_write_time(file, file_clock::from_sys(at));
@@ -449,7 +449,7 @@ TEST_F(ToolTest, DoctorListsTheNewestFiveCrashes) {
 }
 
 TEST_F(ToolTest, DoctorTrustsNoReport) {
-    leave("zelhost_crash_1_2_1.txt", std::string("\x1b[31m\0\xff garbage", 16), 1);
+    leave("zelhost_crash_1_2_1.txt", std::string("\x1b[31m\0\xff garbage", 15), 1);
     leave("zelhost_crash_1_2_2.txt", "Version: \nException Type: a\x1b[31mb\xc3\xa4\r\nCrashed Thread: \n\x07+0x1;", 2);
     // What lies far behind the beginning is not read.
     leave("zelhost_crash_1_2_3.txt", std::string(5000, 'x') + "\nException Type: far\n" + std::string(64 << 20, 'x'),
