@@ -3,9 +3,9 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <sstream>
 
 #include "crash/CrashChild.h"
 #include "platform/dump_reader.h"
@@ -84,10 +84,11 @@ std::string lineAt(size_t offset) {
     const std::string program = platform::test::siblingProgram("crash_test_child");
     const std::string separate = program + ".debug";
     const std::string tool = platform::test::onWindows() ? "x86_64-w64-mingw32-addr2line" : "addr2line";
-    char address[32];
-    std::snprintf(address, sizeof address, "0x%llx", static_cast<unsigned long long>(imageBase(program) + offset));
+    std::ostringstream address;
+    address << "0x" << std::hex << imageBase(program) + offset;
     const std::string file = std::filesystem::exists(separate) ? separate : program;
-    return platform::test::runLinuxProgram("/usr/bin/" + tool, {"-e", platform::test::linuxPath(file), address}).output;
+    return platform::test::runLinuxProgram("/usr/bin/" + tool, {"-e", platform::test::linuxPath(file), address.str()})
+        .output;
 }
 
 }  // namespace
