@@ -48,8 +48,9 @@ std::ostream& operator<<(std::ostream& out, const Kind& kind) {
 }
 
 bool sanitizerKeeps(const std::string& kind) {
-    if (kind == "heap-corruption") return platform::test::underAddressSanitizer();
-    return platform::test::underThreadSanitizer() && kind.starts_with("stack-overflow");
+    const bool thread = platform::test::underThreadSanitizer();
+    if (kind == "heap-corruption") return thread || platform::test::underAddressSanitizer();
+    return thread && kind.starts_with("stack-overflow");
 }
 
 void expectStack(const Crash& left, Told told) {

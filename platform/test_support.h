@@ -64,7 +64,7 @@ inline bool underThreadSanitizer() {
 #endif
 }
 
-// Answers for a broken heap itself.
+// Like the other one, it has a heap of its own, and answers itself for one that is broken.
 inline bool underAddressSanitizer() {
 #if defined(__SANITIZE_ADDRESS__)
     return true;
