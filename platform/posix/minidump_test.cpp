@@ -193,7 +193,7 @@ std::string buildIdOfFile(const std::string& path) {
             std::memcpy(&note, file.data() + section.sh_offset + at, sizeof note);
             const size_t content = at + sizeof note + (note.n_namesz + 3) / 4 * 4;
             const std::string owner = file.substr(section.sh_offset + at + sizeof note, note.n_namesz);
-            if (note.n_type == NT_GNU_BUILD_ID && owner == std::string("GNU", 4)) {
+            if (note.n_type == NT_GNU_BUILD_ID && owner == std::string("GNU\0", 4)) {
                 return file.substr(section.sh_offset + content, note.n_descsz);
             }
             at = content + (note.n_descsz + 3) / 4 * 4;
