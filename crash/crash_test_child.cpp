@@ -85,20 +85,24 @@ void stackOverflowOnAThread() {
     for (;;) platform::sleepMilliseconds(1000);
 }
 
-// Writes over what the heap keeps beside and in its blocks, then has the heap use it.
+// Writes over what the heap keeps in a block that is free: giving back the block before it fails where free neighbours
+// become one. Then over what lies before a block in use: giving it back fails where that is checked. What is given back
+// in between leaves the filter's libraries a heap that still has good blocks.
 [[gnu::noinline]] void heapCorruption() {
     constexpr size_t kBlocks = 64;
     constexpr size_t kSize = 600;
     static char* blocks[kBlocks];
     for (char*& block : blocks) block = static_cast<char*>(std::malloc(kSize));
-    announce(heapCorruption, __LINE__);
-    for (size_t i = 0; i < kBlocks; i += 2) {
-        std::free(blocks[i]);
-        char* volatile freed = blocks[i];
-        std::memset(freed, 0x41, kSize);
-    }
-    for (size_t i = 1; i < kBlocks; i += 2) std::free(blocks[i]);
-    for (size_t size = 16; size < 100000; size += 64) static_cast<volatile char*>(std::malloc(size))[0] = 1;
+    char* volatile broken = blocks[1];
+    std::free(blocks[1]);
+    std::memset(broken, 0x41, kSize);
+    for (size_t i = 5; i < kBlocks; i += 2) std::free(blocks[i]);
+    announce(heapCorruption, __LINE__ + 1);
+    std::free(blocks[0]);
+    char* volatile beforeIt = blocks[2] - sizeof(size_t);
+    std::memset(beforeIt, 0x41, sizeof(size_t));
+    std::free(blocks[2]);
+    beforeIt = nullptr;  // so that this function is still on the stack in the call
 }
 
 // As whoever raises a breakpoint leaves it in the register rcx.
