@@ -60,6 +60,12 @@ const Crash& crashOnce(const std::string& kind) {
     return known != crashes.end() ? known->second : crashes.emplace(kind, crash(kind, folder)).first->second;
 }
 
+bool sanitizerKeeps(const std::string& kind) {
+    const bool thread = platform::test::underThreadSanitizer();
+    if (kind == "heap-corruption") return thread || platform::test::underAddressSanitizer();
+    return thread && kind.starts_with("stack-overflow");
+}
+
 // Wine names a module without its extension.
 std::vector<size_t> ownOffsets(const std::string& stack) {
     std::vector<size_t> offsets;

@@ -35,6 +35,9 @@ const Crash& crashOnce(const std::string& kind);
 Crash crash(const std::string& kind, const platform::test::TemporaryFolder& folder, const std::string& ids = "12_7",
             const std::string& sink = "print");
 
+// Whether a sanitizer keeps the child from failing in that way.
+bool sanitizerKeeps(const std::string& kind);
+
 // The offsets of a stack's entries in the child's own code.
 std::vector<size_t> ownOffsets(const std::string& stack);
 

@@ -16,6 +16,7 @@ using crash_test::Crash;
 using crash_test::crash;
 using crash_test::crashOnce;
 using crash_test::ownOffsets;
+using crash_test::sanitizerKeeps;
 using platform::test::onWindows;
 using platform::test::Outcome;
 using platform::test::TemporaryFolder;
@@ -45,12 +46,6 @@ struct Kind {
 
 std::ostream& operator<<(std::ostream& out, const Kind& kind) {
     return out << kind.name;
-}
-
-bool sanitizerKeeps(const std::string& kind) {
-    const bool thread = platform::test::underThreadSanitizer();
-    if (kind == "heap-corruption") return thread || platform::test::underAddressSanitizer();
-    return thread && kind.starts_with("stack-overflow");
 }
 
 void expectStack(const Crash& left, Told told) {
