@@ -4,9 +4,10 @@
 
 namespace InferenceEngine::details {
 
-// While it lives, this thread takes denormal numbers for zero and makes none; afterwards it does as before. The
-// runtime's own setting reaches its workers and the thread that loads a network, which would keep it and hand it on to
-// the threads that it starts. An inference also computes on the thread that asks for it.
+// While it lives, this thread makes no denormal numbers; afterwards it does as before. The runtime's own setting reaches
+// its workers and the thread that loads a network, which would keep it and hand it on to the threads that it starts. An
+// inference also computes on the thread that asks for it. Operands are left alone: on processors without AVX-512 the
+// runtime's kernels move whole numbers through instructions for floats, which would take small ones for zero.
 class FlushDenormals {
   public:
     FlushDenormals() : mBefore(_mm_getcsr()) { _mm_setcsr(mBefore | kToZero); }
@@ -15,7 +16,7 @@ class FlushDenormals {
     FlushDenormals& operator=(const FlushDenormals&) = delete;
 
   private:
-    static constexpr unsigned kToZero = 0x8040;  // of results, bit 15, and of operands, bit 6
+    static constexpr unsigned kToZero = 0x8000;  // of results, bit 15
 
     const unsigned mBefore;
 };

@@ -12,19 +12,19 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using TensorAt = ov_status_e (*)(const ov_infer_request_t*, size_t, ov_tensor_t**);
 
-// While it lives, this thread takes denormal numbers for zero and makes none. The runtime's own setting reaches the
-// thread that compiles, where it would stay, and workers, but an inference also computes on the thread that asks for
-// it.
-class DenormalsAreZero {
+// While it lives, this thread makes no denormal numbers. The runtime's own setting reaches the thread that compiles,
+// where it would stay, and workers, but an inference also computes on the thread that asks for it. Operands are left
+// alone: on processors without AVX-512 the runtime's kernels move whole numbers through instructions for floats, which
+// would take small ones for zero.
+class FlushDenormals {
   public:
-    DenormalsAreZero() : mBefore(_mm_getcsr()) { _mm_setcsr(mBefore | kFlushResults | kZeroOperands); }
-    ~DenormalsAreZero() { _mm_setcsr(mBefore); }
-    DenormalsAreZero(const DenormalsAreZero&) = delete;
-    DenormalsAreZero& operator=(const DenormalsAreZero&) = delete;
+    FlushDenormals() : mBefore(_mm_getcsr()) { _mm_setcsr(mBefore | kFlushResults); }
+    ~FlushDenormals() { _mm_setcsr(mBefore); }
+    FlushDenormals(const FlushDenormals&) = delete;
+    FlushDenormals& operator=(const FlushDenormals&) = delete;
 
   private:
     static constexpr unsigned kFlushResults = 0x8000;
-    static constexpr unsigned kZeroOperands = 0x0040;
 
     const unsigned mBefore;
 };
@@ -108,7 +108,7 @@ Network::Network(const Core& core, const NetworkRequest& request, LogThread& log
 void Network::compile(const Core& core, const Model& model, const CompilePlan& plan) {
     std::vector<ov_property_t> properties;
     for (const auto& [key, value] : plan.settings) properties.push_back({key.c_str(), value.c_str()});
-    const DenormalsAreZero denormals;  // puts back what the runtime leaves changed on this thread
+    const FlushDenormals flush;  // puts back what the runtime leaves changed on this thread
     mCompiled = create<ov_compiled_model_t>("the runtime cannot compile it", ov_core_compile_model_props, core.get(),
                                             model.get(), plan.device.c_str(), properties.size(), properties.data());
     mRequest = create<ov_infer_request_t>("the runtime cannot prepare an inference",
@@ -139,7 +139,7 @@ void Network::setData(const Layer& layer, const float* data, const uint64_t* dim
 }
 
 void Network::infer() const {
-    const DenormalsAreZero denormals;
+    const FlushDenormals flush;
     check(ov_infer_request_infer(mRequest.get()), "the inference failed");
 }
 
