@@ -77,7 +77,8 @@ void BareNetwork::compile(Settings settings) {
             : ov_core_compile_model(mCore, mModel, "CPU", 4, &mCompiled, "INFERENCE_PRECISION_HINT", "f32",
                                     "CPU_DENORMALS_OPTIMIZATION", "YES");
     check(status, "ov_core_compile_model");
-    // As in the host: the runtime leaves this thread with operands zeroed too, to which its kernels may lose whole numbers.
+    // As in the host: the runtime leaves this thread with operands zeroed too, to which its kernels may lose whole
+    // numbers.
     _MM_SET_DENORMALS_ZERO_MODE(_MM_DENORMALS_ZERO_OFF);
 }
 
