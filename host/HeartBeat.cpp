@@ -2,6 +2,7 @@
 
 #include "host/LogWaitBound.h"
 #include "host/ZelMLHost.h"
+#include "platform/include/exception_filter.h"
 #include "util/include/CmTrace.h"
 
 namespace {
@@ -29,6 +30,8 @@ void ZelMLHost::stopHeartBeat() {
 
 void ZelMLHost::OnTimer(CCmAsyncTimer* timer) {
     if (timer != mTimer.get()) return;
+    // The failed thread answers nobody, and what the filter writes must not be cut off.
+    if (platform::isFilterRunning()) return;
     const LogWaitBound boundedLogs;
     reportBrokenChannels();
     if (mHeartBeatMisses < kMissLimit) {

@@ -39,6 +39,10 @@ void runFilter(const UncaughtException& exception) {
     if (const ExceptionFilter filter = gFilter) filter(exception);
 }
 
+bool isFilterRunning() {
+    return gFilterThread != 0;
+}
+
 bool isThreadInFilter() {
     return gFilterThread == currentThreadId();
 }

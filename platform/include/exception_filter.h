@@ -35,6 +35,9 @@ void prepareThreadForFilter();
 // hold. Needs no lock.
 bool isThreadInFilter();
 
+// Whether any thread runs the filter: this process is about to end, by the filter alone. Needs no lock.
+bool isFilterRunning();
+
 // Runs one step of the filter, on the thread that runs it. False when the step failed itself (a fault, an abort): it
 // has been left where it stood, with whatever it held. An exception passes through. Steps may be steps of a step.
 using FilterStep = void (*)(void* argument);
