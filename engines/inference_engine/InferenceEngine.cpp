@@ -9,6 +9,7 @@
 #include "engines/inference_engine/Network.h"
 #include "engines/inference_engine/Runtime.h"
 #include "platform/include/clock.h"
+#include "platform/include/exception_filter.h"
 #include "util/include/CmMutex.h"
 
 namespace InferenceEngine {
@@ -140,6 +141,7 @@ class ExecutableImpl {
         check(ov_core_compile_model_props(mCore->core(), use.model(), device.c_str(), properties.size(),
                                           properties.data(), out(mCompiled)),
               [&] { return describe("LoadNetwork"); });
+        platform::prepareThreadForFilter();  // the runtime leaves a small stack for handlers behind
     }
 
     std::shared_ptr<CoreImpl> mCore;

@@ -270,6 +270,7 @@ ZelLadonXnnHelper::Built ZelLadonXnnHelper::buildEngine(const std::string& devic
     const uint32_t created = platform::tickCount();
     built.engine->createNetwork(kEngineName, "ladon_" + device, order.device, {textOf(description), textOf(weights)},
                                 order.properties);
+    platform::prepareThreadForFilter();  // a runtime may leave a small stack for handlers behind
     const uint32_t elapsed = platform::tickCount() - created;
     if (device == deviceType()) mLoadMs.store(static_cast<int32_t>(elapsed), std::memory_order_relaxed);
     QOR_INFO(kEngineLine << address << kCreateLine << order.device << named("modelLoadTime", std::to_string(elapsed)));

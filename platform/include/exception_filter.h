@@ -28,7 +28,8 @@ inline constexpr uint32_t kFilterTimeLimitMs = 5000;
 void installExceptionFilter(ExceptionFilter filter, uint32_t timeLimitMs = kFilterTimeLimitMs);
 
 // Gives the calling thread what the filter needs when its stack has run out: a stack for handlers on Linux, a part of
-// its stack kept back on Windows. Every thread of ours calls it first; installExceptionFilter does for its own.
+// its stack kept back on Windows. Every thread of ours calls it first; installExceptionFilter does for its own. It is
+// called again behind libraries that put a smaller stack for handlers in its place.
 void prepareThreadForFilter();
 
 // Whether the calling thread is the one that runs the filter. It must then wait for nothing that the failed thread may

@@ -102,8 +102,6 @@ class AlternateStack {
         : memory_(mmap(nullptr, kAlternateStack, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)) {
         if (memory_ == MAP_FAILED) return;
         mprotect(memory_, kPage, PROT_NONE);
-        const stack_t stack = {static_cast<char*>(memory_) + kPage, 0, kAlternateStack - kPage};
-        sigaltstack(&stack, nullptr);
     }
     ~AlternateStack() {
         if (memory_ == MAP_FAILED) return;
@@ -113,6 +111,13 @@ class AlternateStack {
     }
     AlternateStack(const AlternateStack&) = delete;
     AlternateStack& operator=(const AlternateStack&) = delete;
+
+    // In place of any other that the thread has.
+    void use() const {
+        if (memory_ == MAP_FAILED) return;
+        const stack_t stack = {static_cast<char*>(memory_) + kPage, 0, kAlternateStack - kPage};
+        sigaltstack(&stack, nullptr);
+    }
 
   private:
     static constexpr size_t kPage = 4096;
@@ -130,7 +135,7 @@ void installExceptionFilter(ExceptionFilter filter, uint32_t timeLimitMs) {
 
 void prepareThreadForFilter() {
     thread_local const AlternateStack stack;
-    static_cast<void>(stack);
+    stack.use();
 }
 
 bool runFilterStep(FilterStep step, void* argument) {
@@ -152,7 +157,9 @@ bool runFilterStep(FilterStep step, void* argument) {
 }
 
 void leaveFilterStep() {
-    if (gStepReturn) siglongjmp(*gStepReturn, 1);
+    sigjmp_buf* const step = gStepReturn;
+    gStepReturn = nullptr;  // what fails on the way back ends the process
+    if (step) siglongjmp(*step, 1);
 }
 
 void callFilter(const UncaughtException& exception) {

@@ -109,7 +109,9 @@ bool runFilterStep(FilterStep step, void* argument) {
 }
 
 void leaveFilterStep() {
-    if (gStepReturn) __builtin_longjmp(*gStepReturn, 1);
+    StepReturn* const step = gStepReturn;
+    gStepReturn = nullptr;  // what fails on the way back ends the process
+    if (step) __builtin_longjmp(*step, 1);
 }
 
 void callFilter(const UncaughtException& exception) {
