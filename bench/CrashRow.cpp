@@ -31,7 +31,7 @@ bool hasReport(const fs::path& folder) {
 // From a fault of a serving host, all networks of its model loaded, to its files.
 double filesMs(const FrameSeries& series) {
     const platform::test::TemporaryFolder folder;
-    ServedHost host(kSegmentation, 0, {{{"TMPDIR", folder.path()}}, {}});
+    ServedHost host(kSegmentation, 0, {platform::test::temporaryFolderIn(folder.path()), {}});
     std::vector<uint8_t> mask;
     for (uint64_t number = 0; number < kFramesBefore; ++number) host.exchangeMask(modelPicture(series, number), mask);
     const uint64_t start = platform::monotonicMicroseconds();

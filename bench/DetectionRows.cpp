@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cstdio>
 #include <memory>
 #include <stdexcept>
 
@@ -22,13 +21,6 @@ void require(bool holds, const char* what) {
     if (!holds) throw std::runtime_error(what);
 }
 
-void addRow(Report& report, const std::string& what, const Comparison& figures) {
-    char goal[32], note[64];
-    std::snprintf(goal, sizeof goal, "<= %.2fx", kGoal);
-    std::snprintf(note, sizeof note, "%+.0f us a frame", figures.difference);
-    report.add({what, "the bare inference", "us", figures, goal, figures.ratio <= kGoal, note});
-}
-
 // As for the segmentation networks: every frame is inferred on both sides, and the bare network infers what the host
 // does.
 void measureLadon(const Settings& settings, Report& report) {
@@ -41,7 +33,7 @@ void measureLadon(const Settings& settings, Report& report) {
     const Comparison figures = compare(
         settings.blocks.ofLongOperations(), [&] { host.exchangeLadon(modelPicture(series, hostCount++), *result); },
         [&] { network.inferKept(bareCount++); });
-    addRow(report, "Ladon frame to record, 256x144", figures);
+    report.addInference("Ladon frame to record, 256x144", figures, kGoal);
 
     // One frame in eighteen is inferred all the same; the median is a skipped one.
     const Comparison skipped = compare(
@@ -85,7 +77,7 @@ void measureFaces(const Settings& settings, Report& report) {
     uint64_t hostCount = 0, bareCount = 0;
     const Comparison figures = compare(
         settings.blocks, [&] { host.exchangeFaces(picture(hostCount++)); }, [&] { network.inferKept(bareCount++); });
-    addRow(report, "frame to faces, 160x90", figures);
+    report.addInference("frame to faces, 160x90", figures, kGoal);
 }
 
 // Grey screens of 512x512 on which one region plays.
@@ -132,7 +124,7 @@ void measureContent(const Settings& settings, Report& report) {
     network.infer();
     require(exchange() == bareContentText(network), "the host's regions differ from the bare network's");
     const Comparison figures = compare(settings.blocks.ofLongOperations(), exchange, [&] { network.inferKept(0); });
-    addRow(report, "three screen frames to regions", figures);
+    report.addInference("three screen frames to regions", figures, kGoal);
 }
 
 }  // namespace

@@ -1,4 +1,3 @@
-#include <cstdio>
 #include <memory>
 
 #include "bench/BareLadon.h"
@@ -26,11 +25,7 @@ void measureLibrary(const Settings& settings, Report& report) {
     const Comparison figures = compare(
         settings.blocks.ofLongOperations(), [&] { host.exchangeLadon(modelPicture(series, hostCount++), *result); },
         [&] { network.inferKept(bareCount++); });
-    char goal[32], note[64];
-    std::snprintf(goal, sizeof goal, "<= %.2fx", kGoal);
-    std::snprintf(note, sizeof note, "%+.0f us a frame", figures.difference);
-    report.add(
-        {"Ladon frame by the loaded library", "the bare inference", "us", figures, goal, figures.ratio <= kGoal, note});
+    report.addInference("Ladon frame by the loaded library", figures, kGoal);
 }
 
 }  // namespace zelbench

@@ -61,6 +61,13 @@ void Report::add(Row row) {
     mRows.push_back(std::move(row));
 }
 
+void Report::addInference(const std::string& what, const Comparison& figures, double goal) {
+    char goalText[32], note[64];
+    std::snprintf(goalText, sizeof goalText, "<= %.2fx", goal);
+    std::snprintf(note, sizeof note, "%+.0f us a frame", figures.difference);
+    add({what, "the bare inference", "us", figures, goalText, figures.ratio <= goal, note});
+}
+
 bool Report::tellMissed() const {
     size_t goals = 0, reached = 0;
     std::string missed;

@@ -22,6 +22,8 @@ class Report {
   public:
     // Prints the row at once, 120 columns wide; the heading comes with the first.
     void add(Row row);
+    // A frame's way through a host against the bare inference, both in microseconds; reached up to that ratio.
+    void addInference(const std::string& what, const Comparison& figures, double goal);
     // Prints how many rows reached their goal and which did not. True when one did not.
     bool tellMissed() const;
     void writeJson(const std::string& file) const;

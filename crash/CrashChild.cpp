@@ -28,7 +28,8 @@ std::string readIfThere(const std::string& path) {
 
 platform::ProcessOptions withTemporaryFolder(const std::string& folder) {
     platform::ProcessOptions options;
-    options.environment = {{"TMPDIR", folder}, {"TMP", folder}, {"TEMP", folder}, {"ZELHOST_CRASH_SECONDS", "300"}};
+    options.environment = platform::test::temporaryFolderIn(folder);
+    options.environment.emplace_back("ZELHOST_CRASH_SECONDS", "300");
     return options;
 }
 

@@ -20,6 +20,7 @@ using crash_test::Crash;
 using crash_test::crashOnce;
 using platform::test::DumpSummary;
 using testing::HasSubstr;
+using testing::IsEmpty;
 
 std::string fileNameOf(const std::string& path) {
     std::string name = path.substr(path.find_last_of("/\\") + 1);
@@ -40,6 +41,16 @@ uint64_t addressOf(const std::string& entry, const DumpSummary& dump) {
         std::find_if(dump.modules.begin(), dump.modules.end(),
                      [&](const DumpSummary::Module& candidate) { return isNamed(candidate, entry.substr(0, plus)); });
     return module == dump.modules.end() ? 0 : module->base + std::stoull(entry.substr(plus + 3), nullptr, 16);
+}
+
+// The modules of a report's stack that the dump's list does not have.
+std::vector<std::string> unknownModules(const Crash& left, const DumpSummary& dump) {
+    std::vector<std::string> unknown;
+    std::istringstream entries(left.report.size() == 4 ? left.report[3] : "none+0x0");
+    for (std::string entry; std::getline(entries, entry, ';');) {
+        if (addressOf(entry, dump) == 0) unknown.push_back(entry);
+    }
+    return unknown;
 }
 
 std::string firstEntry(const Crash& left) {
@@ -66,6 +77,7 @@ class CrashReaderTest : public testing::TestWithParam<Readable> {
 
     void expectAgreement(const DumpSummary& dump) {
         EXPECT_EQ(std::to_string(dump.thread), mLeft.announced.thread) << dump.text;
+        EXPECT_THAT(unknownModules(mLeft, dump), IsEmpty()) << dump.text;
         EXPECT_EQ(dump.instructionPointer, addressOf(firstEntry(mLeft), dump)) << firstEntry(mLeft) << dump.text;
     }
 

@@ -18,8 +18,8 @@ constexpr uint32_t kCppException = 0xE06D7363;
 Outcome fail(const std::string& failure, const std::string& sink = "print", const std::string& seconds = "1") {
     const platform::test::TemporaryFolder folder;
     platform::ProcessOptions options;
-    options.environment = {
-        {"TMPDIR", folder.path()}, {"TMP", folder.path()}, {"TEMP", folder.path()}, {"ZELHOST_CRASH_SECONDS", seconds}};
+    options.environment = platform::test::temporaryFolderIn(folder.path());
+    options.environment.emplace_back("ZELHOST_CRASH_SECONDS", seconds);
     return platform::test::runToEnd(platform::test::siblingProgram("crash_test_child"), {failure, sink}, options);
 }
 

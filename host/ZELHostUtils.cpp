@@ -5,6 +5,7 @@
 #include "host/CommandLine.h"
 #include "host/ZelMLHost.h"
 #include "ipc/channel_names.h"
+#include "platform/include/exception_filter.h"
 #include "platform/include/kernel_objects.h"
 #include "platform/include/module.h"
 #include "platform/include/process.h"
@@ -29,12 +30,16 @@ std::string resolveDevice(const std::string& asked) {
 
 void runHost(const std::string& commandLine, const std::string& ipc_id) {
     ZelMLHost& host = ZelMLHost::instance();
-    host.setLastResort([] { platform::endProcess(0); });
+    host.setLastResort([] {
+        platform::yieldToFilter();
+        platform::endProcess(0);
+    });
     if (!host.init(ipc_id)) return;
     set_util_external_trace_sink(forwardToHost);
     QOR_INFO("zelipc>>ZELHostUtils::ZELHostInit: cmdLine = " << commandLine);
     host.listenOnFrame();
     host.run();
+    platform::yieldToFilter();
     host.teardown();
     set_util_external_trace_sink(nullptr);
 }

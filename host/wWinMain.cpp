@@ -1,6 +1,7 @@
 #include "crash/ExceptionFilter.h"
 #include "host/ZELHostUtils.h"
 #include "platform/include/entry.h"
+#include "platform/include/exception_filter.h"
 #include "platform/include/resource.h"
 #include "platform/include/text.h"
 #include "util/include/CmSystem.h"
@@ -28,5 +29,6 @@ int wWinMain(void* instance, void*, wchar_t* commandLine, int) {
     platform::loadString(kWindowClassId, gWindowClass, kStringCharacters);
     ZELHostUtils::ZELHostInit(line);
     QOR_INFO("zelipc>>_tWinMain, exit...");
+    platform::yieldToFilter();
     return 0;
 }

@@ -16,7 +16,9 @@ bool isDigit(char letter) {
 std::optional<int> processIdIn(std::string_view text) {
     int id = 0;
     const bool digits = !text.empty() && std::all_of(text.begin(), text.end(), isDigit);
-    if (!digits || std::from_chars(text.data(), text.data() + text.size(), id).ec != std::errc()) return std::nullopt;
+    const bool padded = text.size() > 1 && text.front() == '0';
+    if (!digits || padded || std::from_chars(text.data(), text.data() + text.size(), id).ec != std::errc())
+        return std::nullopt;
     return id;
 }
 

@@ -94,6 +94,12 @@ TEST(ExceptionFilterTest, SecondThreadThatFailsDoesNotRunTheFilterAgain) {
     EXPECT_EQ(outcome.exitCode, failureExit(SIGABRT, kCppException));
 }
 
+TEST(ExceptionFilterTest, ThreadThatEndsTheProcessWaitsForTheFilter) {
+    const Outcome outcome = fail("words-while-main-ends");
+    EXPECT_EQ(outcome.output, lineOf(kCppException, "the words"));
+    EXPECT_EQ(outcome.exitCode, failureExit(SIGABRT, kCppException));
+}
+
 TEST(ExceptionFilterTest, FilterThatFailsItselfEndsTheProcessByTheFirstFailure) {
     if (underThreadSanitizer()) GTEST_SKIP() << kSanitizerReason;
     for (const char* filter : {"throw", "access"}) {

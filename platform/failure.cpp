@@ -14,6 +14,18 @@ std::atomic<uint32_t> gTimeLimitMs{kFilterTimeLimitMs};
 std::atomic<unsigned long> gFilterThread{0};
 std::atomic<Ending> gEnding{0};
 
+// A jump back without unwinding. The library's own would unwind on Windows, through the system's frames of a nested
+// exception.
+using StepReturn = void* [5];
+StepReturn* gStepReturn = nullptr;  // of the innermost step; the filter's thread alone touches it
+
+// Returns only if no step is under way.
+void leaveFilterStep() {
+    StepReturn* const step = gStepReturn;
+    gStepReturn = nullptr;  // what fails on the way back ends the process
+    if (step) __builtin_longjmp(*step, 1);
+}
+
 void onTerminate() {
     const std::exception_ptr current = std::current_exception();
     if (!current) failHere(codeOfAbort(), "", endingOfAbort());
@@ -45,6 +57,28 @@ bool isFilterRunning() {
 
 bool isThreadInFilter() {
     return gFilterThread == currentThreadId();
+}
+
+void yieldToFilter() {
+    if (isFilterRunning() && !isThreadInFilter()) waitForTheEnd();
+}
+
+bool runFilterStep(FilterStep step, void* argument) {
+    StepReturn* const outer = gStepReturn;
+    StepReturn here;
+    if (__builtin_setjmp(here)) {
+        gStepReturn = outer;
+        return false;
+    }
+    gStepReturn = &here;
+    try {
+        step(argument);
+    } catch (...) {
+        gStepReturn = outer;
+        throw;
+    }
+    gStepReturn = outer;
+    return true;
 }
 
 void failProcess(const UncaughtException& exception, Ending ending) noexcept {

@@ -22,9 +22,8 @@ void setFilter(ExceptionFilter filter, uint32_t timeLimitMs);
 // Runs the filter on the calling thread.
 void runFilter(const UncaughtException& exception);
 
-// Each system's own. The first four are called in signal handlers.
+// Each system's own. The first three are called in signal handlers.
 void callFilter(const UncaughtException& exception);       // has runFilter run on a thread with a stack
-void leaveFilterStep();                                    // returns only if no step is under way
 void startTimeLimit(uint32_t timeLimitMs, Ending ending);  // ends the process after that time
 [[noreturn]] void endFailedProcess(Ending ending);
 [[noreturn]] void waitForTheEnd();

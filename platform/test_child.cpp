@@ -158,6 +158,17 @@ void failOnTwoThreads() {
     second.join();
 }
 
+// A thread fails and the main thread comes to its end before the filter does.
+void failWhileTheMainThreadEnds() {
+    platform::installExceptionFilter([](const platform::UncaughtException& exception) {
+        platform::sleepMilliseconds(300);
+        report(exception);
+    });
+    std::thread(throwWords).detach();
+    while (!platform::isFilterRunning()) std::this_thread::yield();
+    platform::yieldToFilter();
+}
+
 __attribute__((noinline)) int useUpStack(volatile int* depth) {
     volatile char room[4096];
     room[0] = static_cast<char>(*depth);
@@ -201,6 +212,7 @@ const std::map<std::string, void (*)()> kFailures = {
     {"terminate", [] { std::terminate(); }},
     {"words", throwWords},
     {"words-on-two-threads", failOnTwoThreads},
+    {"words-while-main-ends", failWhileTheMainThreadEnds},
     {"access-on-thread", [] { std::thread(failByAccess).join(); }},
     {"words-on-thread", [] { std::thread(throwWords).join(); }},
 #ifndef _WIN32

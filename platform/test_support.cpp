@@ -57,6 +57,10 @@ std::string TemporaryFolder::write(const std::string& name, const std::string& c
     return path(name);
 }
 
+std::vector<std::pair<std::string, std::string>> temporaryFolderIn(const std::string& folder) {
+    return {{"TMPDIR", folder}, {"TMP", folder}, {"TEMP", folder}};
+}
+
 std::string readFile(const std::string& path) {
     std::ifstream file(pathOf(path), std::ios::binary);
     std::ostringstream content;

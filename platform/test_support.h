@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/include/process.h"
@@ -25,6 +26,9 @@ class TemporaryFolder {
   private:
     std::filesystem::path root_;
 };
+
+// The variables that make `folder` a child's temporary folder, on both systems.
+std::vector<std::pair<std::string, std::string>> temporaryFolderIn(const std::string& folder);
 
 std::string readFile(const std::string& path);
 

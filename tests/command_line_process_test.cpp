@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/include/thread.h"
+#include "platform/test_support.h"
 #include "tests/support/HostProcess.h"
 
 namespace {
@@ -51,7 +52,8 @@ TEST(CommandLineProcessTest, UnreadableLogEndsTheProcessInItsOwnWords) {
     for (const Case& given :
          {Case{"LOG=abc", "invalid stoi argument"}, {"LOG=99999999999", "stoi argument out of range"}}) {
         const std::vector<std::string> arguments = {"PID=1", "MID=" + id(), given.log};
-        HostProcess host({}, &arguments);
+        const platform::test::TemporaryFolder folder;  // for what a failed host leaves
+        HostProcess host(platform::test::temporaryFolderIn(folder.path()), &arguments);
         EXPECT_NE(host.exitCode(), 0) << given.log;
         EXPECT_NE(host.errorText().find(given.words), std::string::npos) << host.errorText();
     }

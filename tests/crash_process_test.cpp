@@ -3,10 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
+#include <cstdio>
 #include <filesystem>
 #include <memory>
 
+#include "platform/include/clock.h"
 #include "platform/include/module.h"
 #include "platform/include/process.h"
 #include "platform/test_support.h"
@@ -22,6 +25,7 @@ using testing::StartsWith;
 
 constexpr uint32_t kXnnCpu = 9;
 constexpr int32_t kFace = 0;
+constexpr int32_t kContent = 2;
 
 class CrashProcessTest : public testing::Test {
   protected:
@@ -29,14 +33,36 @@ class CrashProcessTest : public testing::Test {
     void start(const std::string& kind = "") {
         std::vector<std::string> arguments = {"PID=" + mPid, "MID=" + mMid};
         if (!kind.empty()) arguments.insert(arguments.begin(), kind);
+        auto environment = platform::test::temporaryFolderIn(mFolder.path());
+        environment.emplace_back("ZELHOST_CRASH_SECONDS", "300");
+        mHost.reset();  // it takes the file of its stderr with it
         mHost = std::make_unique<zeltest::HostProcess>(
-            std::vector<std::pair<std::string, std::string>>{{"TMPDIR", mFolder.path()},
-                                                             {"TMP", mFolder.path()},
-                                                             {"TEMP", mFolder.path()},
-                                                             {"ZELHOST_CRASH_SECONDS", "300"}},
-            &arguments, mMid,
+            environment, &arguments, mMid,
             kind.empty() ? zeltest::HostProcess::program() : platform::test::siblingProgram("host_crash_child"));
         if (!kind.empty()) mClient.frame(160, 90, std::vector<uint8_t>(160 * 90 * 3, 128), kFace);
+    }
+
+    // The ids that the child has announced; zeros before.
+    struct Threads {
+        unsigned long main = 0, dispatch = 0, failing = 0;
+    };
+    Threads announced() {
+        Threads threads;
+        const std::string text = mHost->errorText();
+        const size_t line = std::min(text.find("main "), text.size());
+        std::sscanf(text.c_str() + line, "main %lu, dispatch %lu, failing %lu\n", &threads.main, &threads.dispatch,
+                    &threads.failing);
+        return threads;
+    }
+
+    // The thread that has failed is in the report, and it is the one of the host's heart beat or neither that nor the
+    // main one.
+    void expectFailedThread(bool dispatch) {
+        const Threads threads = announced();
+        ASSERT_NE(threads.failing, 0u) << mHost->errorText();
+        EXPECT_THAT(mReport, HasSubstr("\nCrashed Thread: " + std::to_string(threads.failing) + "\n"));
+        EXPECT_NE(threads.failing, threads.main);
+        EXPECT_EQ(threads.failing == threads.dispatch, dispatch);
     }
 
     void expectEndByAWriteToNowhere() {
@@ -68,9 +94,10 @@ class CrashProcessTest : public testing::Test {
 }  // namespace
 
 TEST_F(CrashProcessTest, ThreadsOfTheHostTellTheClient) {
-    for (const char* thread : {"frame-thread", "dispatch-thread"}) {
+    for (const std::string thread : {"frame-thread", "dispatch-thread"}) {
         start(thread);
         expectEndByAWriteToNowhere();
+        expectFailedThread(thread == "dispatch-thread");
         EXPECT_THAT(mReport, HasSubstr("\nhost_crash_child")) << thread;
         const std::vector<std::string> lines = linesLeft();
         EXPECT_THAT(lines, Contains(HasSubstr("] zelhost crashed!!!"))) << thread;
@@ -92,6 +119,25 @@ TEST_F(CrashProcessTest, LineForAFullLogGoesToStderr) {
     expectEndByAWriteToNowhere();
     EXPECT_THAT(mHost->errorText(), HasSubstr("zelhost crashed!!!"));
     EXPECT_THAT(linesLeft(), Not(Contains(HasSubstr("crashed"))));
+}
+
+// A runtime puts a small stack for handlers in the place of the filter's on the thread that loads a network.
+TEST_F(CrashProcessTest, ThreadThatHasLoadedANetworkTellsTheClient) {
+    start("content-frame");
+    ASSERT_TRUE(mClient.rois->read([](const auto&) {}, zeltest::kDeadlineMs));
+    mClient.frame(512, 512, std::vector<uint8_t>(512 * 512, 128), kContent);
+    expectEndByAWriteToNowhere();
+    expectFailedThread(false);
+    EXPECT_THAT(linesLeft(), Contains(HasSubstr("] zelhost crashed!!!")));
+}
+
+// The client's word to end reaches a host that is in its filter, which takes longer than such a host has.
+TEST_F(CrashProcessTest, HostThatIsToldToEndWritesItsFilesFirst) {
+    start("slowly");
+    while (announced().failing == 0) platform::sleepMilliseconds(5);
+    mClient.command(ipc::CommandCode::Terminate);
+    expectEndByAWriteToNowhere();
+    expectFailedThread(false);
 }
 
 // In the real program, with its networks at hand.

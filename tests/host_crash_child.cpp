@@ -1,4 +1,5 @@
 #include <cstdint>
+#include <cstdio>
 #include <map>
 #include <string>
 
@@ -8,6 +9,8 @@
 #include "host/ZelMLHost.h"
 #include "platform/include/clock.h"
 #include "platform/include/resource.h"
+#include "platform/include/terminal.h"
+#include "platform/include/thread.h"
 #include "util/include/CmThread.h"
 
 // Started by the tests: host_crash_child KIND ARGUMENTS, a host that fails in a way that the real one should not.
@@ -18,13 +21,48 @@ void writeToNowhere() {
     asm volatile("movl $1, (%0)" : : "r"(nullptr) : "memory");
 }
 
-// The first frame of faces looks for its network, on the thread that takes frames.
+ACmThread& dispatchThread() {
+    ACmThread* thread = nullptr;
+    ACmThreadSingletonFactory::Instance().GetSingletonThread("zelml-disp", thread);
+    return *thread;
+}
+
+// "main MAIN, dispatch DISPATCH, failing FAILING": the threads' ids.
+unsigned long gMainThread = 0;
+void announce(unsigned long failing) {
+    char line[128];
+    const int length = std::snprintf(line, sizeof line, "main %lu, dispatch %lu, failing %lu\n", gMainThread,
+                                     dispatchThread().GetThreadId(), failing);
+    platform::writeToStandardError(line, static_cast<size_t>(length));
+}
+
+void failOnThisThread() {
+    announce(platform::currentThreadId());
+    writeToNowhere();
+}
+
+// The first frame of a kind looks for its network, on the thread that takes frames.
+constexpr int kContentStructure = 200;
+constexpr int kContentWeights = 210;
+
 template <void (*fail)()>
 void failAtTheFirstFrame() {
     platform::replaceResources([](int) {
         fail();
         return platform::Resource{};
     });
+}
+
+// Every network but the one for content is loaded as ever.
+platform::Resource failForContent(int id) {
+    if (id == kContentStructure || id == kContentWeights) failOnThisThread();
+    platform::replaceResources(nullptr);
+    const platform::Resource own = platform::findResource(id);
+    platform::replaceResources(failForContent);
+    return own;
+}
+void failAtTheFirstContentFrame() {
+    platform::replaceResources(failForContent);
 }
 
 class Failure : public ICmEvent {
@@ -35,9 +73,8 @@ class Failure : public ICmEvent {
 
 // The thread of the heart beat.
 void failOnTheDispatchThread() {
-    ACmThread* thread = nullptr;
-    ACmThreadSingletonFactory::Instance().GetSingletonThread("zelml-disp", thread);
-    thread->GetEventQueue()->PostEvent(new Failure, 128, 0);
+    announce(dispatchThread().GetThreadId());
+    dispatchThread().GetEventQueue()->PostEvent(new Failure, CM_EVENT_PRIORITY_NORMAL, 0);
     for (;;) platform::sleepMilliseconds(1000);
 }
 
@@ -56,11 +93,22 @@ void failWhenTheLogIsFull() {
     writeToNowhere();
 }
 
+// The filter takes longer than a host that is told to end has for it.
+void failSlowly() {
+    set_util_external_trace_sink([](unsigned long level, char* text, unsigned length) {
+        platform::sleepMilliseconds(3000);
+        ZelMLHost::instance().sendLog(static_cast<uint32_t>(level), text, length);
+    });
+    failOnThisThread();
+}
+
 const std::map<std::string, void (*)()> kKinds = {
+    {"content-frame", failAtTheFirstContentFrame},
     {"dispatch-thread", failAtTheFirstFrame<failOnTheDispatchThread>},
-    {"frame-thread", failAtTheFirstFrame<writeToNowhere>},
+    {"frame-thread", failAtTheFirstFrame<failOnThisThread>},
     {"full-log", failAtTheFirstFrame<failWhenTheLogIsFull>},
     {"log-lock", failAtTheFirstFrame<failWhileALineIsWritten>},
+    {"slowly", failAtTheFirstFrame<failSlowly>},
 };
 
 }  // namespace
@@ -68,6 +116,7 @@ const std::map<std::string, void (*)()> kKinds = {
 int main(int count, char** arguments) {
     const auto kind = count > 1 ? kKinds.find(arguments[1]) : kKinds.end();
     if (kind == kKinds.end()) return 98;
+    gMainThread = platform::currentThreadId();
     std::string line;
     for (int i = 2; i < count; ++i) line += std::string(i > 2 ? " " : "") + arguments[i];
     installCrashFilter();

@@ -39,6 +39,10 @@ bool isThreadInFilter();
 // Whether any thread runs the filter: this process is about to end, by the filter alone. Needs no lock.
 bool isFilterRunning();
 
+// Comes back at once unless another thread runs the filter, and then never: the filter ends the process. A thread that
+// is about to end the process calls it first, so that what the filter writes is whole.
+void yieldToFilter();
+
 // Runs one step of the filter, on the thread that runs it. False when the step failed itself (a fault, an abort): it
 // has been left where it stood, with whatever it held. An exception passes through. Steps may be steps of a step.
 using FilterStep = void (*)(void* argument);

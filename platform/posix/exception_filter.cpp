@@ -1,6 +1,5 @@
 #include "platform/include/exception_filter.h"
 
-#include <setjmp.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/time.h>
@@ -22,7 +21,6 @@ constexpr size_t kAlternateStack = 256 * 1024;  // bytes; the filter formats and
 constexpr uint32_t kStackOverflow = 0xC00000FD;
 
 std::atomic<int> gLimitedSignal{SIGABRT};
-sigjmp_buf* gStepReturn = nullptr;  // of the innermost step; the filter's thread alone touches it
 
 void setAction(int signal, void (*handler)(int, siginfo_t*, void*), int flags) {
     struct sigaction action = {};
@@ -136,30 +134,6 @@ void installExceptionFilter(ExceptionFilter filter, uint32_t timeLimitMs) {
 void prepareThreadForFilter() {
     thread_local const AlternateStack stack;
     stack.use();
-}
-
-bool runFilterStep(FilterStep step, void* argument) {
-    sigjmp_buf* const outer = gStepReturn;
-    sigjmp_buf here;
-    if (sigsetjmp(here, 0) != 0) {
-        gStepReturn = outer;
-        return false;
-    }
-    gStepReturn = &here;
-    try {
-        step(argument);
-    } catch (...) {
-        gStepReturn = outer;
-        throw;
-    }
-    gStepReturn = outer;
-    return true;
-}
-
-void leaveFilterStep() {
-    sigjmp_buf* const step = gStepReturn;
-    gStepReturn = nullptr;  // what fails on the way back ends the process
-    if (step) siglongjmp(*step, 1);
 }
 
 void callFilter(const UncaughtException& exception) {

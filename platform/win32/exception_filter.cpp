@@ -18,10 +18,6 @@ constexpr DWORD kGccException = 0x20474343;  // how the compiler's runtime raise
 constexpr uint32_t kAbort = 0x40000015;      // STATUS_FATAL_APP_EXIT
 constexpr ULONG kStackForFilter = 64 * 1024;
 
-// A jump back without unwinding; the library's own unwinds through the system's frames of a nested exception.
-using StepReturn = void* [5];
-StepReturn* gStepReturn = nullptr;  // of the innermost step; the filter's thread alone touches it
-
 HANDLE gOverflown = nullptr;
 std::atomic<const UncaughtException*> gOverflow{nullptr};
 
@@ -88,30 +84,6 @@ void installExceptionFilter(ExceptionFilter filter, uint32_t timeLimitMs) {
 void prepareThreadForFilter() {
     ULONG guarantee = kStackForFilter;
     SetThreadStackGuarantee(&guarantee);
-}
-
-bool runFilterStep(FilterStep step, void* argument) {
-    StepReturn* const outer = gStepReturn;
-    StepReturn here;
-    if (__builtin_setjmp(here)) {
-        gStepReturn = outer;
-        return false;
-    }
-    gStepReturn = &here;
-    try {
-        step(argument);
-    } catch (...) {
-        gStepReturn = outer;
-        throw;
-    }
-    gStepReturn = outer;
-    return true;
-}
-
-void leaveFilterStep() {
-    StepReturn* const step = gStepReturn;
-    gStepReturn = nullptr;  // what fails on the way back ends the process
-    if (step) __builtin_longjmp(*step, 1);
 }
 
 void callFilter(const UncaughtException& exception) {
