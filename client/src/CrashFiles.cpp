@@ -1,5 +1,7 @@
 #include "client/src/CrashFiles.h"
 
+#include <optional>
+
 #include "ipc/crash_file_names.h"
 #include "platform/include/folders.h"
 #include "platform/include/module.h"
@@ -14,8 +16,17 @@ std::string folderOf(const std::string& program) {
     return cut == std::string::npos ? "" : program.substr(0, cut + 1);
 }
 
-std::string ifThere(const std::string& path) {
-    return platform::ownFileTime(path) ? path : "";
+// The clock of a file system may lag behind.
+constexpr int64_t kClockGap = 2;  // seconds
+
+std::string ifThere(const std::string& path, int64_t since) {
+    const std::optional<int64_t> at = platform::ownFileTime(path);
+    return at && *at + kClockGap >= since ? path : "";
+}
+
+CrashFiles filesOf(const std::string& stem, int64_t since) {
+    return {ifThere(stem + std::string(ipc::kCrashReportExtension), since),
+            ifThere(stem + std::string(ipc::kCrashDumpExtension), since)};
 }
 
 }  // namespace
@@ -28,16 +39,16 @@ std::vector<std::string> crashFolders(const std::string& hostProgram) {
     return folders;
 }
 
-CrashFiles findCrashFiles(const std::vector<std::string>& folders, const std::string& pid, const std::string& mid,
-                          int processId) {
-    const std::string stem(ipc::crashFileStem(pid, mid, processId));
-    CrashFiles files;
-    for (const std::string& folder : folders) {
-        files.report = ifThere(folder + stem + std::string(ipc::kCrashReportExtension));
-        files.dump = ifThere(folder + stem + std::string(ipc::kCrashDumpExtension));
-        if (files.any()) break;
+CrashFiles findCrashFiles(const std::vector<std::string>& folders, const HostIdentity& host) {
+    const std::string stems[] = {std::string(ipc::crashFileStem(host.pid, host.mid, host.processId)),
+                                 std::string(ipc::crashFileStem("", "", host.processId))};
+    for (const std::string& stem : stems) {
+        for (const std::string& folder : folders) {
+            CrashFiles files = filesOf(folder + stem, host.startedAt);
+            if (files.any()) return files;
+        }
     }
-    return files;
+    return {};
 }
 
 std::string crashFilesText(const CrashFiles& files) {

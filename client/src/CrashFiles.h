@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -17,10 +18,18 @@ struct CrashFiles {
 // own for a host that had none.
 std::vector<std::string> crashFolders(const std::string& hostProgram);
 
-// The files of the host of that process id, which was started with the other two; from the first folder that has any.
-// Whole when that process has ended. Only regular files of this user count.
-CrashFiles findCrashFiles(const std::vector<std::string>& folders, const std::string& pid, const std::string& mid,
-                          int processId);
+// A host: its process id, what it was started with, and when, in seconds since 1970 UTC.
+struct HostIdentity {
+    std::string pid;
+    std::string mid;
+    int processId;
+    int64_t startedAt;
+};
+
+// The files of that host, from the first folder that has any; one that died before it knew the client's ids has left
+// them without. Whole when its process has ended. Only regular files of this user count, and none that is older than
+// the host.
+CrashFiles findCrashFiles(const std::vector<std::string>& folders, const HostIdentity& host);
 
 // "; it left the report PATH and the dump PATH", or the one that is there, or "".
 std::string crashFilesText(const CrashFiles& files);

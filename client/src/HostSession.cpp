@@ -1,5 +1,6 @@
 #include "client/src/HostSession.h"
 
+#include <chrono>
 #include <cstring>
 #include <exception>
 #include <system_error>
@@ -75,6 +76,8 @@ std::unique_ptr<HostSession> HostSession::start(const HostSettings& settings, Se
 
 bool HostSession::startProcess(const HostSettings& settings, std::string* error) {
     mCrashFolders = crashFolders(settings.program);
+    mStartedAt =
+        std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch()).count();
     platform::ProcessOptions options;
     options.environment = settings.environment;
     options.standardOutput = settings.standardOutput;
@@ -124,7 +127,7 @@ HostSession::~HostSession() {
 }
 
 CrashFiles HostSession::crashFiles() const {
-    return findCrashFiles(mCrashFolders, mPid, mMid, processId());
+    return findCrashFiles(mCrashFolders, {mPid, mMid, processId(), mStartedAt});
 }
 
 void HostSession::close() {

@@ -109,6 +109,7 @@ class HostSession {
     const std::string mPid;
     const std::string mMid;
     std::vector<std::string> mCrashFolders;
+    int64_t mStartedAt = 0;  // seconds since 1970 UTC
     HostChannels mChannels;
     HostRecords mRecords;
     std::unique_ptr<platform::Process> mProcess;
