@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "ipc/channel_list.h"
+#include "platform/include/exception_filter.h"
 #include "platform/include/kernel_objects.h"
 #include "platform/include/thread.h"
 
@@ -199,6 +200,7 @@ class ChannelListener {
         mChannel = std::move(channel);
         if (!mChannel) return;
         mThread = std::thread([this, own = std::move(consume), timeoutMs] {
+            platform::prepareThreadForFilter();
             platform::setThreadName("scn-ipc");
             while (!mStop) mChannel->read(own, timeoutMs);
         });

@@ -10,6 +10,7 @@
 
 #include "ipc/channel_plain_lists.h"
 #include "ipc/channel_test_support.h"
+#include "platform/filter_stack.h"
 
 namespace ipc {
 namespace {
@@ -403,6 +404,14 @@ TEST_F(ChannelListenerTest, DeliversOnItsOwnThread) {
     std::unique_lock lock(mutex);
     arrived.wait(lock, [&] { return numbers.size() == 10; });
     EXPECT_THAT(numbers, ElementsAre(0, 1, 2, 3, 4, 5, 6, 7, 8, 9));
+}
+
+TEST_F(ChannelListenerTest, ThreadCanTellOfAStackThatHasRunOut) {
+    std::promise<size_t> room;
+    ChannelListener<TestChannel> listener;
+    listener.start(reader, [&](const TestRecord&) { room.set_value(platform::test::stackForFilter()); });
+    EXPECT_TRUE(send(1));
+    EXPECT_GE(room.get_future().get(), 24u * 1024);
 }
 
 TEST_F(ChannelListenerTest, StopLetsTheChannelGo) {

@@ -8,7 +8,9 @@
 
 #include "engines/inference_engine/DeviceAlias.h"
 #include "engines/inference_engine/TestNetworks.h"
+#include "platform/filter_stack.h"
 #include "platform/include/clock.h"
+#include "platform/include/exception_filter.h"
 
 using namespace InferenceEngine;
 using details::InferenceEngineException;
@@ -339,6 +341,18 @@ TEST_F(InferenceEngineTest, SettingsMayChangeDuringALoad) {
 }
 
 #ifdef ZELHOST_TEST_HOOKS
+// The runtime puts a small stack for handlers in the place of the thread's own.
+TEST_F(InferenceEngineTest, LoadLeavesTheThreadItsStackForTheExceptionFilter) {
+    const auto load = [this] {
+        platform::prepareThreadForFilter();
+        const size_t before = platform::test::stackForFilter();
+        EXPECT_GE(before, 24u * 1024);
+        core.LoadNetwork(read(sum), "CPU");
+        EXPECT_EQ(platform::test::stackForFilter(), before);
+    };
+    for (int thread = 0; thread < 2; ++thread) std::thread(load).join();
+}
+
 TEST_F(InferenceEngineTest, LoadFailsWhenTold) {
     variables["ZELHOST_DEVICE_FAIL"] = "CPU";
     const std::string text = failureOf([&] { requestOn("CPU"); }).what();
