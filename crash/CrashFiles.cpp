@@ -5,8 +5,9 @@
 
 namespace {
 
-std::string gClientProcessId;
-std::string gClientInstanceId;
+// Never destroyed: static objects may fail as they go.
+std::string& gClientProcessId = *new std::string;
+std::string& gClientInstanceId = *new std::string;
 
 CrashPath folderOfCrashFiles(CrashSystem& system) {
     CrashPath folder = system.temporaryFolder();

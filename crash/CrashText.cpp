@@ -4,10 +4,11 @@
 #include <charconv>
 #include <cstddef>
 #include <iterator>
+#include <new>
 
 namespace {
 
-constexpr size_t kMemory = 1024 * 1024;  // bytes; the longest report takes about a third
+constexpr size_t kMemory = 4 * 1024 * 1024;  // bytes; a host with two hundred modules takes less than a tenth
 alignas(std::max_align_t) std::byte gMemory[kMemory];
 
 void appendNumber(CrashText& text, uint64_t value, int base) {
@@ -19,8 +20,11 @@ void appendNumber(CrashText& text, uint64_t value, int base) {
 }  // namespace
 
 std::pmr::memory_resource* crashMemory() {
-    static std::pmr::monotonic_buffer_resource memory(gMemory, sizeof gMemory, std::pmr::null_memory_resource());
-    return &memory;
+    using Memory = std::pmr::monotonic_buffer_resource;
+    alignas(Memory) static std::byte place[sizeof(Memory)];
+    // Never destroyed: static objects may fail as they go.
+    static Memory* const memory = new (place) Memory(gMemory, sizeof gMemory, std::pmr::null_memory_resource());
+    return memory;
 }
 
 void appendDecimal(CrashText& text, uint64_t value) {
@@ -32,6 +36,7 @@ void appendHexadecimal(CrashText& text, uint64_t value) {
 }
 
 void appendNarrow(CrashText& text, std::string_view narrow) {
+    text.reserve(text.size() + narrow.size());
     std::transform(narrow.begin(), narrow.end(), std::back_inserter(text),
                    [](char c) { return static_cast<unsigned char>(c) < 0x80 ? static_cast<wchar_t>(c) : L'?'; });
 }

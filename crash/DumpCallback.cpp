@@ -1,5 +1,6 @@
 #include "crash/DumpCallback.h"
 
+#include <new>
 #include <optional>
 
 #include "crash/CrashFiles.h"
@@ -9,9 +10,12 @@
 
 namespace {
 
+// False for a step that has failed itself, or has used up its memory.
 template <class Step>
-bool tryStep(Step&& step) {
+bool tryStep(Step&& step) try {
     return platform::runFilterStep([](void* own) { (*static_cast<Step*>(own))(); }, &step);
+} catch (const std::bad_alloc&) {
+    return false;
 }
 
 }  // namespace

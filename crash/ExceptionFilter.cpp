@@ -44,7 +44,9 @@ uint32_t timeLimitMs() {
 }  // namespace
 
 void installCrashFilter() {
-    TraceModuleName(nullptr);  // found now: the search takes memory of the heap
+    // Found and made now: it takes memory of the heap.
+    TraceModuleName(nullptr);
+    crashMemory();
     crashSystem();
     platform::installExceptionFilter(onUncaughtException, timeLimitMs());
 }

@@ -88,19 +88,20 @@ TEST_P(CrashKindTest, LeavesADumpAndAReportAndEndsByTheFailure) {
 
 INSTANTIATE_TEST_SUITE_P(
     Kinds, CrashKindTest,
-    testing::Values(Kind{"null-write", "EXCEPTION_ACCESS_VIOLATION", nullptr, SIGSEGV, 0xC0000005},
-                    Kind{"null-read", "EXCEPTION_ACCESS_VIOLATION", nullptr, SIGSEGV, 0xC0000005},
-                    Kind{"wild-jump", "EXCEPTION_ACCESS_VIOLATION", nullptr, SIGSEGV, 0xC0000005, Told::kNothing},
-                    Kind{"illegal-instruction", "EXCEPTION_ILLEGAL_INSTRUCTION", nullptr, SIGILL, 0xC000001D},
-                    Kind{"division-by-zero", "EXCEPTION_INT_DIVIDE_BY_ZERO", nullptr, SIGFPE, 0xC0000094},
-                    Kind{"abort", "UNKNOWN EXCEPTION(6)", "UNKNOWN EXCEPTION(1073741845)", SIGABRT, kWindowsAbort},
-                    Kind{"uncaught-exception", "UNKNOWN EXCEPTION(3765269347)", nullptr, SIGABRT, kCppException},
-                    // It happens in a function of the compiler's without unwind information.
-                    Kind{"stack-overflow", "EXCEPTION_STACK_OVERFLOW", nullptr, SIGSEGV, 0xC00000FD, Told::kModule},
-                    Kind{"stack-overflow-on-a-thread", "EXCEPTION_STACK_OVERFLOW", nullptr, SIGSEGV, 0xC00000FD,
-                         Told::kModule},
-                    Kind{"heap-corruption", "UNKNOWN EXCEPTION(6)", "EXCEPTION_ACCESS_VIOLATION", SIGABRT, 0xC0000005},
-                    Kind{"breakpoint-with-record", "EXCEPTION_BREAKPOINT", nullptr, 5, 0x80000003}),
+    testing::Values(
+        Kind{"null-write", "EXCEPTION_ACCESS_VIOLATION", nullptr, SIGSEGV, 0xC0000005},
+        Kind{"null-read", "EXCEPTION_ACCESS_VIOLATION", nullptr, SIGSEGV, 0xC0000005},
+        Kind{"wild-jump", "EXCEPTION_ACCESS_VIOLATION", nullptr, SIGSEGV, 0xC0000005, Told::kNothing},
+        Kind{"jump-onto-the-stack", "EXCEPTION_ACCESS_VIOLATION", nullptr, SIGSEGV, 0xC0000005, Told::kNothing},
+        Kind{"illegal-instruction", "EXCEPTION_ILLEGAL_INSTRUCTION", nullptr, SIGILL, 0xC000001D},
+        Kind{"division-by-zero", "EXCEPTION_INT_DIVIDE_BY_ZERO", nullptr, SIGFPE, 0xC0000094},
+        Kind{"abort", "UNKNOWN EXCEPTION(6)", "UNKNOWN EXCEPTION(1073741845)", SIGABRT, kWindowsAbort},
+        Kind{"uncaught-exception", "UNKNOWN EXCEPTION(3765269347)", nullptr, SIGABRT, kCppException},
+        // It happens in a function of the compiler's without unwind information.
+        Kind{"stack-overflow", "EXCEPTION_STACK_OVERFLOW", nullptr, SIGSEGV, 0xC00000FD, Told::kModule},
+        Kind{"stack-overflow-on-a-thread", "EXCEPTION_STACK_OVERFLOW", nullptr, SIGSEGV, 0xC00000FD, Told::kModule},
+        Kind{"heap-corruption", "UNKNOWN EXCEPTION(6)", "EXCEPTION_ACCESS_VIOLATION", SIGABRT, 0xC0000005},
+        Kind{"breakpoint-with-record", "EXCEPTION_BREAKPOINT", nullptr, 5, 0x80000003}),
     nameOf);
 
 class CrashTest : public testing::Test {
@@ -143,6 +144,15 @@ TEST_F(CrashTest, FailureBeforeTheCommandLineIsReadLeavesTheIdsEmpty) {
     const Crash left = crash("before-the-command-line", mFolder, "_");
     EXPECT_THAT(left.dump, StartsWith("MDMP"));
     EXPECT_EQ(left.report.size(), 4u);
+}
+
+TEST_F(CrashTest, StandardErrorThatNobodyReadsCostsNothing) {
+    for (const char* kind : {"full-stderr", "closed-stderr"}) {
+        const Crash left = crash(kind, mFolder);
+        EXPECT_EQ(left.exitCode, platform::test::failureExit(SIGABRT, kCppException)) << kind;
+        EXPECT_THAT(left.dump, StartsWith("MDMP")) << kind;
+        EXPECT_EQ(left.report.size(), 4u) << kind;
+    }
 }
 
 TEST_F(CrashTest, NothingElseIsLeftInTheFolder) {

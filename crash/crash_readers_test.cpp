@@ -102,6 +102,12 @@ uint64_t imageBase(const std::string& program) {
     return base;
 }
 
+// Whether addr2line has named that line of the child: nothing or more words follow the number.
+bool namesLine(const std::string& text, int line) {
+    const std::string place = "crash_test_child.cpp:" + std::to_string(line);
+    return text.find(place + "\n") != std::string::npos || text.find(place + " ") != std::string::npos;
+}
+
 // "file:line" of an offset in the child, by its debug information.
 std::string lineAt(size_t offset) {
     const std::string program = platform::test::siblingProgram("crash_test_child");
@@ -150,7 +156,8 @@ TEST(CrashLineTest, OffsetInTheReportIsTheFailingLine) {
         const Crash& left = crashOnce(kind);
         const std::vector<size_t> offsets = crash_test::ownOffsets(firstEntry(left));
         ASSERT_EQ(offsets.size(), 1u) << kind;
-        EXPECT_THAT(lineAt(offsets[0]), HasSubstr("crash_test_child.cpp:" + std::to_string(left.announced.line)));
+        const std::string line = lineAt(offsets[0]);
+        EXPECT_TRUE(namesLine(line, left.announced.line)) << line << left.announced.line;
     }
 }
 
@@ -161,5 +168,5 @@ TEST(CrashLineTest, CallersOffsetLessOneIsTheLineOfItsCall) {
     ASSERT_EQ(left.report.size(), 4u);
     std::string lines;
     for (const size_t offset : crash_test::ownOffsets(left.report[3])) lines += lineAt(offset - 1);
-    EXPECT_THAT(lines, HasSubstr("crash_test_child.cpp:" + std::to_string(left.announced.line)));
+    EXPECT_TRUE(namesLine(lines, left.announced.line)) << lines << left.announced.line;
 }

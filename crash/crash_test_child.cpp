@@ -8,6 +8,7 @@
 #include "crash/CrashFiles.h"
 #include "crash/DumpCallback.h"
 #include "crash/ExceptionFilter.h"
+#include "platform/broken_stderr.h"
 #include "platform/include/clock.h"
 #include "util/include/CmThread.h"
 #include "util/include/CmTrace.h"
@@ -59,6 +60,12 @@ void announce(Function* function, int line) {
     throw std::invalid_argument("invalid stoi argument");
 }
 
+// Its words go to standard error, where nobody takes them.
+void failBehind(void (*breakStandardError)()) {
+    breakStandardError();
+    uncaughtException();
+}
+
 [[gnu::noinline]] int useUpStack(volatile int* depth) {
     volatile char room[4096];  // less, and Wine would not have room to tell of it
     room[0] = static_cast<char>(*depth);
@@ -83,6 +90,13 @@ void stackOverflowOnAThread() {
     ACmThreadSingletonFactory::Instance().GetSingletonThread("overflows", thread);
     thread->GetEventQueue()->PostEvent(new Overflow, 128, 0);
     for (;;) platform::sleepMilliseconds(1000);
+}
+
+// As by a return address that has been written over.
+[[gnu::noinline]] void jumpOntoTheStack() {
+    volatile unsigned char undefined[2] = {0x0f, 0x0b};
+    announce(jumpOntoTheStack, __LINE__ + 1);
+    asm volatile("call *%0" : : "r"(undefined) : "memory");
 }
 
 // Writes over what the heap keeps in a block that is free: giving back the block before it fails where free neighbours
@@ -165,6 +179,7 @@ const std::map<std::string, void (*)()> kKinds = {
     {"null-write", nullWrite},
     {"null-read", nullRead},
     {"wild-jump", wildJump},
+    {"jump-onto-the-stack", jumpOntoTheStack},
     {"illegal-instruction", illegalInstruction},
     {"division-by-zero", divisionByZero},
     {"abort", abortion},
@@ -176,6 +191,8 @@ const std::map<std::string, void (*)()> kKinds = {
     {"breakpoint-without-record", breakpointWithoutRecord},
     {"before-the-command-line", nullWrite},
     {"failing-steps", failingSteps},
+    {"full-stderr", [] { failBehind(platform::test::fillStandardError); }},
+    {"closed-stderr", [] { failBehind(platform::test::closeReaderOfStandardError); }},
     {"long-words", [] { throw std::runtime_error(std::string(5000, 'w')); }},
     {"number", [] { throw 7; }},
 };

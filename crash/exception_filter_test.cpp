@@ -5,6 +5,8 @@
 
 #include <csignal>
 
+#include "platform/include/clock.h"
+#include "platform/include/exception_filter.h"
 #include "platform/test_support.h"
 
 namespace {
@@ -59,7 +61,11 @@ TEST(CrashFilterTest, NegativeMaskSilencesTheTraceOnly) {
 }
 
 TEST(CrashFilterTest, TraceThatCannotGetThroughDoesNotKeepTheProcess) {
+    const uint64_t begin = platform::monotonicMicroseconds();
     const Outcome outcome = fail("uncaught-exception", "hang", "");
+    const uint64_t tookMs = (platform::monotonicMicroseconds() - begin) / 1000;
+    EXPECT_GE(tookMs, platform::kFilterTimeLimitMs * 9 / 10);
+    EXPECT_LT(tookMs, platform::kFilterTimeLimitMs + 20000);  // the program's own start as well
     EXPECT_THAT(outcome.output, HasSubstr("0 zelhost crashed!!!\n"));
     EXPECT_EQ(outcome.error, "zelhost: uncaught exception: invalid stoi argument\n");
     EXPECT_EQ(outcome.exitCode, platform::test::failureExit(SIGABRT, kCppException));

@@ -11,9 +11,13 @@
 // heart beat, the shutdown) can pass by one that is. Not recursive. Any thread may call it.
 class BoundedMutex {
   public:
-    // Locks; false when it could not be had within timeoutMs.
+    // Locks; false when it could not be had within timeoutMs. With 0 it waits for nothing at all.
     bool lockWithin(uint32_t timeoutMs) {
-        std::unique_lock<std::mutex> guard(mGuard);
+        std::unique_lock<std::mutex> guard(mGuard, std::defer_lock);
+        if (timeoutMs != 0)
+            guard.lock();
+        else if (!guard.try_lock())
+            return false;
         if (timeoutMs == platform::kInfinite)
             mFree.wait(guard, [this] { return !mHeld; });
         else if (!mFree.wait_for(guard, std::chrono::milliseconds(timeoutMs), [this] { return !mHeld; }))

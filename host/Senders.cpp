@@ -69,7 +69,7 @@ bool ZelMLHost::sendLogLine(uint32_t level, const char* text, uint32_t length) {
     const auto prefixBytes = static_cast<uint32_t>(
         std::snprintf(prefix, sizeof prefix, "[%d:%d] ", ZELHostUtils::storedProcessId(), CmGetThreadID()));
     uint32_t rest = prefixBytes + length;
-    const auto channel = copyOf(mLogChannel);
+    const auto channel = platform::isThreadInFilter() ? tryCopyOf(mLogChannel) : copyOf(mLogChannel);
     if (!channel) return false;
     const BoundedLock lock(mLogMutex, logWaitMs());
     if (!lock) return false;

@@ -39,7 +39,6 @@ void runHost(const std::string& commandLine, const std::string& ipc_id) {
     QOR_INFO("zelipc>>ZELHostUtils::ZELHostInit: cmdLine = " << commandLine);
     host.listenOnFrame();
     host.run();
-    platform::yieldToFilter();
     host.teardown();
     set_util_external_trace_sink(nullptr);
 }

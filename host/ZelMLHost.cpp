@@ -108,6 +108,7 @@ void ZelMLHost::run() {
 }
 
 void ZelMLHost::teardown() {
+    platform::yieldToFilter();  // its lines need the channels
     const std::lock_guard<std::mutex> lock(mTeardownMutex);
     if (mTornDown) return;
     mTornDown = true;

@@ -148,6 +148,13 @@ class ZelMLHost : public CCmAsyncTimerSink {
         return channel;
     }
 
+    // For the crash filter, whose thread may have failed while it held the lock: null then.
+    template <class Channel>
+    std::shared_ptr<Channel> tryCopyOf(const std::shared_ptr<Channel>& channel) const {
+        const std::unique_lock<std::mutex> lock(mChannelMutex, std::try_to_lock);
+        return lock ? channel : nullptr;
+    }
+
     std::shared_ptr<ipc::CommandChannel> mCommandChannel;
     std::shared_ptr<ipc::EventChannel> mEventChannel;
     std::shared_ptr<ipc::FrameChannel> mFrameChannel;

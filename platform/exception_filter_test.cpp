@@ -4,6 +4,7 @@
 
 #include <csignal>
 
+#include "platform/include/clock.h"
 #include "platform/test_support.h"
 
 namespace platform::test {
@@ -36,6 +37,13 @@ std::string lineOf(uint32_t code, const std::string& message) {
     char text[64];
     std::snprintf(text, sizeof text, "code=%08x message=", static_cast<unsigned>(code));
     return text + message + "\n";
+}
+
+// A wide margin: what is looked for is a limit of another size.
+void expectAfter(uint64_t begin, uint64_t limitMs) {
+    const uint64_t tookMs = (monotonicMicroseconds() - begin) / 1000;
+    EXPECT_GE(tookMs, limitMs * 9 / 10);
+    EXPECT_LT(tookMs, limitMs + 20000);
 }
 
 }  // namespace
@@ -89,9 +97,19 @@ TEST(ExceptionFilterTest, EndWithoutAnExceptionIsAnAbort) {
 }
 
 TEST(ExceptionFilterTest, SecondThreadThatFailsDoesNotRunTheFilterAgain) {
-    const Outcome outcome = fail("words-on-two-threads");
-    EXPECT_EQ(outcome.output, lineOf(kCppException, "the words"));
-    EXPECT_EQ(outcome.exitCode, failureExit(SIGABRT, kCppException));
+    const Outcome words = fail("words-on-two-threads");
+    EXPECT_EQ(words.output, lineOf(kCppException, "the words"));
+    EXPECT_EQ(words.exitCode, failureExit(SIGABRT, kCppException));
+    const Outcome aborts = fail("aborts-on-two-threads");
+    EXPECT_EQ(aborts.output, lineOf(onWindows() ? kWindowsAbort : SIGABRT, ""));
+    EXPECT_EQ(aborts.exitCode, failureExit(SIGABRT, kWindowsAbort));
+}
+
+TEST(ExceptionFilterTest, StepThatFailsIsLeftAndTheNextRuns) {
+    if (underThreadSanitizer()) GTEST_SKIP() << kSanitizerReason;
+    const Outcome outcome = fail("abort", "steps");
+    EXPECT_EQ(outcome.output, lineOf(onWindows() ? kWindowsAbort : SIGABRT, ""));
+    EXPECT_EQ(outcome.exitCode, failureExit(SIGABRT, kWindowsAbort));
 }
 
 TEST(ExceptionFilterTest, ThreadThatEndsTheProcessWaitsForTheFilter) {
@@ -102,7 +120,7 @@ TEST(ExceptionFilterTest, ThreadThatEndsTheProcessWaitsForTheFilter) {
 
 TEST(ExceptionFilterTest, FilterThatFailsItselfEndsTheProcessByTheFirstFailure) {
     if (underThreadSanitizer()) GTEST_SKIP() << kSanitizerReason;
-    for (const char* filter : {"throw", "access"}) {
+    for (const char* filter : {"throw", "access", "abort", "overflow"}) {
         const Outcome afterWords = fail("words", filter);
         EXPECT_EQ(afterWords.output, lineOf(kCppException, "the words")) << filter;
         EXPECT_EQ(afterWords.exitCode, failureExit(SIGABRT, kCppException)) << filter;
@@ -112,8 +130,17 @@ TEST(ExceptionFilterTest, FilterThatFailsItselfEndsTheProcessByTheFirstFailure) 
     }
 }
 
+TEST(ExceptionFilterTest, FilterThatHangsIsCutShortAfterFiveSeconds) {
+    const uint64_t begin = monotonicMicroseconds();
+    const Outcome outcome = fail("words", "hang");
+    expectAfter(begin, 5000);
+    EXPECT_EQ(outcome.exitCode, failureExit(SIGABRT, kCppException));
+}
+
 TEST(ExceptionFilterTest, FilterThatHangsIsCutShort) {
+    const uint64_t begin = monotonicMicroseconds();
     const Outcome afterWords = fail("words", "hang", "1000");
+    expectAfter(begin, 1000);
     EXPECT_EQ(afterWords.output, lineOf(kCppException, "the words"));
     EXPECT_EQ(afterWords.exitCode, failureExit(SIGABRT, kCppException));
     const Outcome afterFault = fail("access", "hang", "1000");

@@ -88,7 +88,8 @@ void failProcess(const UncaughtException& exception, Ending ending) noexcept {
         startTimeLimit(gTimeLimitMs, ending);
         callFilter(exception);
     } else if (inFilter == currentThreadId()) {
-        leaveFilterStep();
+        // Behind an overflow of the filter's own stack nothing on it can be trusted.
+        if (exception.code != kStackOverflow) leaveFilterStep();
     } else {
         waitForTheEnd();
     }

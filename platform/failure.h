@@ -8,6 +8,7 @@
 namespace platform {
 
 inline constexpr uint32_t kCppException = 0xE06D7363;
+inline constexpr uint32_t kStackOverflow = 0xC00000FD;
 
 // How the process ends: a signal on Linux, an exit code on Windows.
 using Ending = uint32_t;
@@ -16,7 +17,7 @@ using Ending = uint32_t;
 void setFilter(ExceptionFilter filter, uint32_t timeLimitMs);
 
 // Runs the filter unless it has been run, and ends the process. Within a step of the filter it leaves that step
-// instead. May be called in a signal handler.
+// instead, unless the stack has run out. May be called in a signal handler.
 [[noreturn]] void failProcess(const UncaughtException& exception, Ending ending) noexcept;
 
 // Runs the filter on the calling thread.

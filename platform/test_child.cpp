@@ -134,6 +134,10 @@ void throwWords() {
     throw std::runtime_error("the words");
 }
 
+void failByAbort() {
+    std::abort();
+}
+
 std::atomic<bool> gFilterRuns{false};
 std::atomic<bool> gFilterRanTwice{false};
 
@@ -147,12 +151,13 @@ void reportWhileAnotherFails(const platform::UncaughtException& exception) {
     for (int i = 0; i < 50 && !gFilterRanTwice; ++i) platform::sleepMilliseconds(10);
 }
 
+template <void (*failure)()>
 void failOnTwoThreads() {
     platform::installExceptionFilter(reportWhileAnotherFails);
-    std::thread first(throwWords);
+    std::thread first(failure);
     std::thread second([] {
         while (!gFilterRuns) std::this_thread::yield();
-        throwWords();
+        failure();
     });
     first.join();
     second.join();
@@ -201,7 +206,7 @@ void failByFloatDivision() {
 }
 
 const std::map<std::string, void (*)()> kFailures = {
-    {"abort", [] { std::abort(); }},
+    {"abort", failByAbort},
     {"access", failByAccess},
     {"breakpoint", failByBreakpoint},
     {"division", failByDivision},
@@ -211,7 +216,8 @@ const std::map<std::string, void (*)()> kFailures = {
     {"stack", failByStackOverflow},
     {"terminate", [] { std::terminate(); }},
     {"words", throwWords},
-    {"words-on-two-threads", failOnTwoThreads},
+    {"aborts-on-two-threads", failOnTwoThreads<failByAbort>},
+    {"words-on-two-threads", failOnTwoThreads<throwWords>},
     {"words-while-main-ends", failWhileTheMainThreadEnds},
     {"access-on-thread", [] { std::thread(failByAccess).join(); }},
     {"words-on-thread", [] { std::thread(throwWords).join(); }},
@@ -232,6 +238,26 @@ const std::map<std::string, platform::ExceptionFilter> kFilters = {
      [](const platform::UncaughtException& exception) {
          report(exception);
          failByAccess();
+     }},
+    {"abort",
+     [](const platform::UncaughtException& exception) {
+         report(exception);
+         failByAbort();
+     }},
+    {"steps",
+     [](const platform::UncaughtException& exception) {
+         for (void (*const step)() : {failByAbort, failByAccess, failByAbort}) {
+             const bool done = platform::runFilterStep([](void* own) { (*static_cast<void (**)()>(own))(); },
+                                                       const_cast<void (**)()>(&step));
+             if (done) return;
+         }
+         report(exception);
+     }},
+    {"overflow",
+     [](const platform::UncaughtException& exception) {
+         report(exception);
+         platform::runFilterStep([](void*) { failByStackOverflow(); }, nullptr);
+         report(exception);
      }},
     {"hang",
      [](const platform::UncaughtException& exception) {

@@ -2,12 +2,14 @@
 #include <cstdio>
 #include <map>
 #include <string>
+#include <thread>
 
 #include "crash/ExceptionFilter.h"
 #include "host/LogWaitBound.h"
 #include "host/ZELHostUtils.h"
 #include "host/ZelMLHost.h"
 #include "platform/include/clock.h"
+#include "platform/include/exception_filter.h"
 #include "platform/include/resource.h"
 #include "platform/include/terminal.h"
 #include "platform/include/thread.h"
@@ -53,9 +55,22 @@ void failAtTheFirstFrame() {
     });
 }
 
+[[gnu::noinline]] int useUpStack(volatile int* depth) {
+    volatile char room[4096];
+    room[0] = static_cast<char>(*depth);
+    *depth = *depth + 1;
+    return *depth < 0 ? 0 : useUpStack(depth) + room[0];
+}
+
+void runOutOfStackOnThisThread() {
+    announce(platform::currentThreadId());
+    volatile int depth = 0;
+    useUpStack(&depth);
+}
+
 // Every network but the one for content is loaded as ever.
 platform::Resource failForContent(int id) {
-    if (id == kContentStructure || id == kContentWeights) failOnThisThread();
+    if (id == kContentStructure || id == kContentWeights) runOutOfStackOnThisThread();
     platform::replaceResources(nullptr);
     const platform::Resource own = platform::findResource(id);
     platform::replaceResources(failForContent);
@@ -93,13 +108,16 @@ void failWhenTheLogIsFull() {
     writeToNowhere();
 }
 
-// The filter takes longer than a host that is told to end has for it.
+// On a thread that no shutdown waits for, as libraries have them. The filter takes its time for each line.
 void failSlowly() {
     set_util_external_trace_sink([](unsigned long level, char* text, unsigned length) {
-        platform::sleepMilliseconds(3000);
+        if (platform::isThreadInFilter()) {
+            announce(platform::currentThreadId());
+            platform::sleepMilliseconds(1000);
+        }
         ZelMLHost::instance().sendLog(static_cast<uint32_t>(level), text, length);
     });
-    failOnThisThread();
+    std::thread(writeToNowhere).detach();
 }
 
 const std::map<std::string, void (*)()> kKinds = {

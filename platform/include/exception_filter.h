@@ -44,7 +44,8 @@ bool isFilterRunning();
 void yieldToFilter();
 
 // Runs one step of the filter, on the thread that runs it. False when the step failed itself (a fault, an abort): it
-// has been left where it stood, with whatever it held. An exception passes through. Steps may be steps of a step.
+// has been left where it stood, with whatever it held. A step that runs out of stack ends the process. An exception
+// passes through. Steps may be steps of a step.
 using FilterStep = void (*)(void* argument);
 bool runFilterStep(FilterStep step, void* argument);
 

@@ -1,4 +1,3 @@
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -10,6 +9,7 @@
 #include "platform/include/resource.h"
 #include "platform/posix/loaded_modules.h"
 #include "platform/posix/minidump_writer.h"
+#include "platform/posix/output_file.h"
 #include "platform/posix/process_memory.h"
 #include "platform/posix/stack_walker.h"
 #include "platform/posix/system_exception.h"
@@ -89,8 +89,10 @@ class LinuxCrashSystem : public CrashSystem {
 };
 
 CrashPath LinuxCrashSystem::temporaryFolder() {
-    const char* const told = std::getenv("TMPDIR");
-    CrashPath folder(told && *told ? told : "/tmp", crashMemory());
+    const char* told = std::getenv("TMPDIR");
+    if (!told || !*told) told = "/tmp";
+    if (strnlen(told, kLongestFolder + 1) > kLongestFolder) return CrashPath(crashMemory());
+    CrashPath folder(told, crashMemory());
     if (folder.back() != '/') folder += '/';
     if (folder.size() > kLongestFolder) folder.clear();
     return folder;
@@ -142,7 +144,7 @@ CrashStack LinuxCrashSystem::readStack(const UncaughtException& exception, bool 
 }
 
 void LinuxCrashSystem::writeReport(const CrashPath& path, const CrashText& report) {
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    const int file = platform::createFile(path.c_str());
     if (file < 0) return;
     CrashPath bytes(crashMemory());
     bytes.reserve(report.size());

@@ -1,8 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <ucontext.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -96,15 +98,31 @@ TEST_F(LinuxCrashSystemTest, ReportIsForTheOwnerOnly) {
     EXPECT_EQ(state.st_mode & 0777u, 0600u);
 }
 
-TEST_F(LinuxCrashSystemTest, ReportDoesNotFollowALink) {
-    const std::string target = mFolder.write("target", "untouched");
-    std::filesystem::create_symlink(target, mFolder.path("report.txt"));
-    crashSystem().writeReport(CrashPath(mFolder.path("report.txt")), CrashText(L"text"));
-    EXPECT_EQ(platform::test::readFile(target), "untouched");
+TEST_F(LinuxCrashSystemTest, ReportHasNotTheRightsOfTheFileThatItReplaces) {
+    const std::string path = mFolder.write("report.txt", "old");
+    ASSERT_EQ(chmod(path.c_str(), 0666), 0);
+    crashSystem().writeReport(CrashPath(path), CrashText(L"text"));
+    struct stat state = {};
+    ASSERT_EQ(stat(path.c_str(), &state), 0);
+    EXPECT_EQ(state.st_mode & 0777u, 0600u);
 }
 
-TEST_F(LinuxCrashSystemTest, ReportForAFullDiskOrAMissingFolderIsNoFailure) {
+TEST_F(LinuxCrashSystemTest, ReportReplacesALinkOrAPipe) {
+    const std::string target = mFolder.write("target", "untouched");
+    const std::string path = mFolder.path("report.txt");
+    std::filesystem::create_symlink(target, path);
+    crashSystem().writeReport(CrashPath(path), CrashText(L"text"));
+    EXPECT_EQ(platform::test::readFile(target), "untouched");
+    EXPECT_EQ(platform::test::readFile(path), "text");
+    std::filesystem::remove(path);
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    crashSystem().writeReport(CrashPath(path), CrashText(L"text"));
+    EXPECT_EQ(platform::test::readFile(path), "text");
+}
+
+TEST_F(LinuxCrashSystemTest, ReportForADeviceOrAMissingFolderIsNoFailure) {
     crashSystem().writeReport(CrashPath("/dev/full"), CrashText(L"text"));
+    EXPECT_TRUE(std::filesystem::is_character_file("/dev/full"));
     crashSystem().writeReport(CrashPath(mFolder.path("missing/report.txt")), CrashText(L"text"));
     EXPECT_FALSE(std::filesystem::exists(mFolder.path("missing")));
 }
@@ -138,6 +156,57 @@ TEST_F(LinuxCrashSystemTest, FilesLieBesideTheProgramWhenTheTemporaryPathIsTooLo
     EXPECT_TRUE(std::filesystem::remove(stem + ".dmp"));
     EXPECT_TRUE(std::filesystem::remove(stem + ".txt"));
     EXPECT_EQ(outcome.exitCode, platform::test::failureExit(SIGSEGV, 0xC0000005));
+}
+
+// Room for a report, not for a dump.
+TEST_F(LinuxCrashSystemTest, DumpThatFindsNoRoomLeavesNothingButItsLineAndTheReport) {
+    rlimit before;
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit small = {2048, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &small);
+    const crash_test::Crash left = crash_test::crash("null-write", mFolder);
+    setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_THAT(left.trace,
+                ElementsAre("0 zelhost crashed!!!", "0 Minidump::dumpcallback, Failed to save dump file, error=27"));
+    EXPECT_EQ(left.report.size(), 4u);
+    const auto files = std::filesystem::directory_iterator(mFolder.path());
+    EXPECT_EQ(std::distance(begin(files), end(files)), 1);
+    EXPECT_EQ(left.exitCode, platform::test::failureExit(SIGSEGV, 0xC0000005));
+}
+
+TEST_F(LinuxCrashSystemTest, VersionOfAFailureInAnotherModuleIsEmpty) {
+    const crash_test::Crash& left = crash_test::crashOnce("abort");
+    ASSERT_EQ(left.report.size(), 4u);
+    EXPECT_EQ(left.report[0], "Version: ");
+    EXPECT_THAT(left.report[3], StartsWith("libc.so.6+0x"));
+}
+
+TEST_F(LinuxCrashSystemTest, StackInNoModuleIsToldSo) {
+    ucontext_t context = {};
+    const platform::SystemException system = accessViolation(context);
+    const CrashStack stack = crashSystem().readStack({0xC0000005, "", platform::currentThreadId(), &system}, false);
+    EXPECT_EQ(stack.stackText, kNoStackText);
+    EXPECT_EQ(stack.version, L"");
+}
+
+TEST_F(LinuxCrashSystemTest, BreakpointBringsTheFramesOfItsRecord) {
+    const auto here = reinterpret_cast<uint64_t>(&crashSystem);
+    const uint64_t frames[] = {here + 1, 16, here + 2};
+    const uint64_t record[] = {0,
+                               0,
+                               0,
+                               here,
+                               reinterpret_cast<uint64_t>(frames),
+                               reinterpret_cast<uint64_t>(frames + 3),
+                               reinterpret_cast<uint64_t>(frames + 3)};
+    ucontext_t context = {};
+    getcontext(&context);
+    context.uc_mcontext.gregs[REG_RCX] = static_cast<greg_t>(reinterpret_cast<uint64_t>(record));
+    const platform::SystemException system = accessViolation(context);
+    const CrashStack stack = crashSystem().readStack({0x80000003, "", platform::currentThreadId(), &system}, true);
+    EXPECT_EQ(std::count(stack.extraText.begin(), stack.extraText.end(), L';'), 3);
+    EXPECT_TRUE(stack.extraText.starts_with(L"crash_test+0x"));
+    EXPECT_EQ(crashSystem().readStack({0x80000003, "", platform::currentThreadId(), &system}, false).extraText, L"");
 }
 
 // The heap of a failed process may be locked by the failed thread itself.

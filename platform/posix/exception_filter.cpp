@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <csignal>
 
 #include "platform/failure.h"
 #include "platform/include/thread.h"
@@ -18,7 +19,6 @@ namespace {
 
 constexpr int kFatalSignals[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGTRAP, SIGABRT};
 constexpr size_t kAlternateStack = 256 * 1024;  // bytes; the filter formats and traces on it
-constexpr uint32_t kStackOverflow = 0xC00000FD;
 
 std::atomic<int> gLimitedSignal{SIGABRT};
 
@@ -58,9 +58,11 @@ uint32_t codeOfArithmetic(int detail) {
     }
 }
 
-// A fault close to the stack pointer: what is mapped there never faults, so the stack has no room left.
+// Data that cannot be reached close to the stack pointer: the stack has no room left.
 bool isStackOverflow(const siginfo_t& info, const ucontext_t& context) {
     constexpr uintptr_t kReach = 64 * 1024;
+    constexpr greg_t kInstructionFetch = 0x10;
+    if (context.uc_mcontext.gregs[REG_ERR] & kInstructionFetch) return false;
     const auto stack = static_cast<uintptr_t>(context.uc_mcontext.gregs[REG_RSP]);
     const auto address = reinterpret_cast<uintptr_t>(info.si_addr);
     return info.si_code > 0 && info.si_code != SI_KERNEL && address + kReach >= stack && address < stack + kReach;
@@ -93,7 +95,7 @@ void onTimeLimit(int, siginfo_t*, void*) {
 }
 
 // A thread that has used up its stack cannot run a handler on it. The lowest page stays closed: a handler that needs
-// more ends the process.
+// more fails there, by an overflow of its own.
 class AlternateStack {
   public:
     AlternateStack()
@@ -137,11 +139,13 @@ void prepareThreadForFilter() {
 }
 
 void callFilter(const UncaughtException& exception) {
+    // What cannot be written, for want of a reader or of room, is an error and no end.
+    for (const int signal : {SIGPIPE, SIGXFSZ}) std::signal(signal, SIG_IGN);
     runFilter(exception);
 }
 
 void failHere(uint32_t code, const char* message, Ending ending) noexcept {
-    ucontext_t context;
+    ucontext_t context = {};  // getcontext leaves out what a call need not keep
     getcontext(&context);
     SystemException system = {{}, &context};
     system.info.si_signo = static_cast<int>(ending);

@@ -597,10 +597,9 @@ TEST_F(MinidumpTest, PathIsTooLongFromTheSuffixOn) {
 TEST_F(MinidumpTest, LinkInThePlaceOfThePartIsNotFollowed) {
     const std::string victim = folder_.write("victim", "mine");
     std::filesystem::create_symlink(victim, capture_.path + ".part");
-    const MinidumpResult result = dump();
-    EXPECT_EQ(result.state, MinidumpResult::State::kNotCreated);
-    EXPECT_EQ(result.error, ELOOP);
+    dumped();
     EXPECT_EQ(readFile(victim), "mine");
+    EXPECT_FALSE(exists(capture_.path + ".part"));
 }
 
 TEST_F(MinidumpTest, LinkInThePlaceOfTheDumpIsReplaced) {
@@ -613,9 +612,15 @@ TEST_F(MinidumpTest, LinkInThePlaceOfTheDumpIsReplaced) {
 
 TEST_F(MinidumpTest, PipeInThePlaceOfThePartHoldsNobodyUp) {
     ASSERT_EQ(mkfifo((capture_.path + ".part").c_str(), 0600), 0);
-    const MinidumpResult result = dump();
-    EXPECT_EQ(result.state, MinidumpResult::State::kNotCreated);
-    EXPECT_EQ(result.error, ENXIO);
+    dumped();
+}
+
+TEST_F(MinidumpTest, FileInThePlaceOfThePartDoesNotLendItsRights) {
+    const std::string part = folder_.write("part", "old");
+    std::filesystem::rename(part, capture_.path + ".part");
+    ASSERT_EQ(chmod((capture_.path + ".part").c_str(), 0666), 0);
+    dumped();
+    EXPECT_EQ(std::filesystem::status(capture_.path).permissions(), std::filesystem::perms(0600));
 }
 
 TEST_F(MinidumpTest, FolderInThePlaceOfTheDumpIsAFailureToSave) {

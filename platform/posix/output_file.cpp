@@ -3,11 +3,20 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstring>
 
 namespace platform {
+
+int createFile(const char* path) {
+    struct stat there;
+    const bool replaced =
+        lstat(path, &there) == 0 && (S_ISREG(there.st_mode) || S_ISLNK(there.st_mode) || S_ISFIFO(there.st_mode));
+    if (replaced) unlink(path);
+    return ::open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+}
 
 int OutputFile::open(const char* path) {
     constexpr char kSuffix[] = ".part";
@@ -19,8 +28,7 @@ int OutputFile::open(const char* path) {
     pendingSize_ = 0;
     written_ = 0;
     error_ = 0;
-    // Without O_NONBLOCK a named pipe would hold us up.
-    file_ = ::open(part_, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, 0600);
+    file_ = createFile(part_);
     return file_ < 0 ? errno : 0;
 }
 

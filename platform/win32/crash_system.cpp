@@ -111,6 +111,6 @@ void WindowsCrashSystem::writeReport(const CrashPath& path, const CrashText& rep
 }
 
 CrashSystem& crashSystem() {
-    static WindowsCrashSystem system;
+    static WindowsCrashSystem& system = *new WindowsCrashSystem;  // never destroyed: static objects may fail as they go
     return system;
 }

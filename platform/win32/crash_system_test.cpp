@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "crash/DumpCallback.h"
 #include "platform/test_support.h"
 #include "platform/win32/fake_debug_system.h"
 #include "platform/win32/system_exception.h"
@@ -85,6 +86,21 @@ TEST(WindowsCrashDumpTest, TellsOfThePointersAndTheFailedThread) {
     EXPECT_EQ(system.dumped.ThreadId, 4711u);
     EXPECT_EQ(system.dumped.ExceptionPointers, &failure.pointers);
     EXPECT_FALSE(system.dumped.ClientPointers);
+}
+
+// The whole filter: no dump, and a report that says what it can without that library.
+TEST(WindowsCrashDumpTest, MissingDbgHelpLeavesAReportWithoutStackAndVersion) {
+    FakeDebugSystem system;
+    system.failing = {"LoadLibrary"};
+    const zeltest::TraceCapture trace;
+    Failure failure;
+    failure.exception.thread = 4711;
+    DumpCallback(failure.exception, crashSystem());
+    EXPECT_THAT(trace.lines(),
+                ElementsAre(Line{0, "zelhost crashed!!!"}, Line{0, "Minidump::dumpcallback, DBGHELP.DLL not found."}));
+    EXPECT_EQ(system.written,
+              "Version: \r\nException Type: EXCEPTION_ACCESS_VIOLATION\r\nCrashed Thread: 4711\r\n"
+              "[Could not determine stacktrace]");
 }
 
 TEST(WindowsCrashDumpTest, MissingDbgHelpIsTraced) {

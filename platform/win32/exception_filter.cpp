@@ -36,6 +36,7 @@ LONG WINAPI onUnhandledException(EXCEPTION_POINTERS* pointers) {
 }
 
 void onAbort(int) {
+    std::signal(SIGABRT, onAbort);  // the runtime takes it back at each call
     failHere(kAbort, "", kAbort);
 }
 
@@ -87,7 +88,7 @@ void prepareThreadForFilter() {
 }
 
 void callFilter(const UncaughtException& exception) {
-    if (exception.code != static_cast<uint32_t>(EXCEPTION_STACK_OVERFLOW)) return runFilter(exception);
+    if (exception.code != kStackOverflow) return runFilter(exception);
     gOverflow = &exception;
     SetEvent(gOverflown);
     waitForTheEnd();
