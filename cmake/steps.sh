@@ -319,7 +319,7 @@ do_run_checks() {
 }
 
 do_lint() {
-    cmake/tidy "$PWD/build/asan" platform ipc util engines crash detect host client plugins tests
+    cmake/tidy "$PWD/build/asan" platform ipc util engines crash detect host client plugins tests vp
     cmake/tidy "$PWD/build/fuzz" fuzz
 }
 

@@ -5,11 +5,13 @@
 
 namespace platform {
 
-// For tests: memory whose last byte lies right before a page that cannot be touched, so that the first byte read or
-// written beyond it ends the process. Zeroed. Throws std::bad_alloc.
+// For tests: memory whose last byte lies right before a page that cannot be touched, or whose first byte lies right
+// behind one, so that the first byte read or written beyond it ends the process. Zeroed. Throws std::bad_alloc.
 class GuardedMemory {
   public:
-    explicit GuardedMemory(size_t bytes);
+    enum class Guard { kBehind, kBefore };
+
+    explicit GuardedMemory(size_t bytes, Guard guard = Guard::kBehind);
     ~GuardedMemory();
     GuardedMemory(const GuardedMemory&) = delete;
     GuardedMemory& operator=(const GuardedMemory&) = delete;

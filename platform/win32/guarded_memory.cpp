@@ -6,7 +6,7 @@
 
 namespace platform {
 
-GuardedMemory::GuardedMemory(size_t bytes) : mSize(bytes) {
+GuardedMemory::GuardedMemory(size_t bytes, Guard guard) : mSize(bytes) {
     SYSTEM_INFO system;
     GetSystemInfo(&system);
     const size_t page = system.dwPageSize;
@@ -14,10 +14,11 @@ GuardedMemory::GuardedMemory(size_t bytes) : mSize(bytes) {
     mReserved = usable + page;
     mPages = VirtualAlloc(nullptr, mReserved, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
     if (!mPages) throw std::bad_alloc();
-    uint8_t* const guard = static_cast<uint8_t*>(mPages) + usable;
+    uint8_t* const pages = static_cast<uint8_t*>(mPages);
+    const bool behind = guard == Guard::kBehind;
     DWORD before = 0;
-    if (!VirtualProtect(guard, page, PAGE_NOACCESS, &before)) throw std::bad_alloc();
-    mData = guard - bytes;
+    if (!VirtualProtect(behind ? pages + usable : pages, page, PAGE_NOACCESS, &before)) throw std::bad_alloc();
+    mData = behind ? pages + usable - bytes : pages + page;
 }
 
 GuardedMemory::~GuardedMemory() {

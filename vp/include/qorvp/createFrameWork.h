@@ -1,0 +1,12 @@
+#pragma once
+
+#include <memory>
+
+#include "qorvp/CVpFrameWork.h"
+
+namespace qorvp {
+
+// A front object with the strategies of Parameters.h under their numbers.
+std::unique_ptr<CVpFrameWork> createFrameWork();
+
+}  // namespace qorvp

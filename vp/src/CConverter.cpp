@@ -1,0 +1,181 @@
+#include "vp/src/CConverter.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "qorvp/Format.h"
+#include "vp/src/ChromaMoves.h"
+#include "vp/src/Planes.h"
+#include "vp/src/Turn.h"
+#include "vp/src/YuvToRgb.h"
+
+namespace qorvp {
+
+namespace {
+
+std::optional<ChromaLayout> chromaOf(uint32_t format) {
+    switch (format) {
+        case kFormatI420:
+        case kFormatYv12:
+            return ChromaLayout::kPlanar;
+        case kFormatNv12:
+            return ChromaLayout::kUv;
+        case kFormatNv21:
+            return ChromaLayout::kVu;
+        default:
+            return std::nullopt;
+    }
+}
+
+std::optional<PixelLayout> pixelsOf(uint32_t format) {
+    switch (format) {
+        case kFormatRgb565:
+            return PixelLayout::kRgb565;
+        case kFormatBgr:
+            return PixelLayout::kBgr;
+        case kFormatBgra:
+            return PixelLayout::kBgra;
+        case kFormatRgba:
+            return PixelLayout::kRgba;
+        case kFormatArgb:
+            return PixelLayout::kArgb;
+        case kFormatAbgr:
+            return PixelLayout::kAbgr;
+        default:
+            return std::nullopt;
+    }
+}
+
+// The same rows in the opposite order.
+Plane flipped(Plane plane) {
+    plane.data = plane.row(plane.height - 1);
+    plane.stride = -plane.stride;
+    return plane;
+}
+
+// Writes each row of `to` with `write(y)`, then turns it round if it is to be mirrored.
+template <class Write>
+void writeRows(const Plane& to, int width, int height, bool mirrored, Write write) {
+    for (int y = 0; y < height; ++y) {
+        write(y);
+        if (mirrored) mirrorRow(to.row(y), width, to.bytes);
+    }
+}
+
+// From video whose planes are U before V to a destination of the same order.
+class Conversion {
+  public:
+    Conversion(const Planes& from, ChromaLayout chroma, const Planes& to, bool mirrored)
+        : m_from(from), m_to(to), m_chroma(chroma), m_mirrored(mirrored) {}
+
+    void toPixels(PixelLayout layout) const {
+        const YuvRow convert = yuvRow(m_chroma, layout);
+        const Plane &luma = m_from.plane[0], &u = m_from.plane[1], &v = m_from.plane[2];
+        const bool planar = m_chroma == ChromaLayout::kPlanar;
+        writeRows(m_to.plane[0], luma.width, luma.height, m_mirrored, [&](int y) {
+            convert(luma.row(y), u.row(y / 2), planar ? v.row(y / 2) : nullptr, m_to.plane[0].row(y), luma.width);
+        });
+    }
+
+    void toVideo(ChromaLayout layout) const {
+        copy(0);
+        if (layout == m_chroma)
+            copyChroma();
+        else if (m_chroma == ChromaLayout::kPlanar)
+            interleave(layout);
+        else if (layout == ChromaLayout::kPlanar)
+            separate();
+        else
+            exchange();
+    }
+
+  private:
+    void copy(int index) const {
+        const Plane &from = m_from.plane[index], &to = m_to.plane[index];
+        const auto bytes = static_cast<size_t>(from.width) * static_cast<size_t>(from.bytes);
+        writeRows(to, from.width, from.height, m_mirrored, [&](int y) { std::memcpy(to.row(y), from.row(y), bytes); });
+    }
+    void copyChroma() const {
+        for (int index = 1; index < m_from.count; ++index) copy(index);
+    }
+    void interleave(ChromaLayout layout) const {
+        const Plane *first = &m_from.plane[1], *second = &m_from.plane[2];
+        if (layout == ChromaLayout::kVu) std::swap(first, second);
+        writeRows(m_to.plane[1], first->width, first->height, m_mirrored,
+                  [&](int y) { interleaveRow(first->row(y), second->row(y), m_to.plane[1].row(y), first->width); });
+    }
+    void separate() const {
+        const Plane *first = &m_to.plane[1], *second = &m_to.plane[2];
+        if (m_chroma == ChromaLayout::kVu) std::swap(first, second);
+        const Plane& pairs = m_from.plane[1];
+        for (int y = 0; y < pairs.height; ++y) {
+            separateRow(pairs.row(y), first->row(y), second->row(y), pairs.width);
+            if (!m_mirrored) continue;
+            mirrorRow(first->row(y), pairs.width, 1);
+            mirrorRow(second->row(y), pairs.width, 1);
+        }
+    }
+    void exchange() const {
+        const Plane& from = m_from.plane[1];
+        writeRows(m_to.plane[1], from.width, from.height, m_mirrored,
+                  [&](int y) { exchangeRow(from.row(y), m_to.plane[1].row(y), from.width); });
+    }
+
+    const Planes& m_from;
+    const Planes& m_to;
+    const ChromaLayout m_chroma;
+    const bool m_mirrored;
+};
+
+// The planes of the first width x height pixels, rows as they lie in memory, U before V.
+std::optional<Planes> uprightPlanes(VpImage image, int32_t width, int32_t height) {
+    image.format = formatOf(image.format);
+    image.width = width;
+    image.height = height;
+    if (image.format == kFormatYv12) std::swap(image.planes[1], image.planes[2]);
+    return planesOf(image);
+}
+
+}  // namespace
+
+int32_t CConverter::Process(uint32_t, VpImage* source, VpImage* destination) {
+    if (!source || !destination) return kErrorArgument;
+    for (VpImage* image : {source, destination}) {
+        image->width &= ~1;
+        image->height &= ~1;
+    }
+    const uint32_t target = formatOf(destination->format);
+    const std::optional<ChromaLayout> chroma = chromaOf(formatOf(source->format));
+    const std::optional<ChromaLayout> video = chromaOf(target);
+    const std::optional<PixelLayout> pixels = pixelsOf(target);
+    if (!chroma || (!video && !pixels) || (m_degrees != 0 && m_degrees != 180)) return kErrorUnsupported;
+    if (destination->width < source->width || destination->height < source->height) return kErrorArgument;
+    std::optional<Planes> from = uprightPlanes(*source, source->width, source->height);
+    const std::optional<Planes> to = uprightPlanes(*destination, source->width, source->height);
+    if (!from || !to || shareBytes(*from, *to)) return kErrorArgument;
+
+    const bool turned = m_degrees == 180;
+    const bool flip = ((source->format ^ destination->format) & kBottomUp) != 0;
+    if (flip != turned) std::transform(from->plane, from->plane + from->count, from->plane, flipped);
+    const Conversion conversion(*from, *chroma, *to, turned);
+    if (video)
+        conversion.toVideo(*video);
+    else
+        conversion.toPixels(*pixels);
+    return kOk;
+}
+
+int32_t CConverter::SetParam(uint32_t, const void* value) {
+    if (!value) return kErrorArgument;
+    m_degrees = *static_cast<const int32_t*>(value);
+    return kOk;
+}
+
+int32_t CConverter::GetParam(uint32_t, void* value) {
+    if (!value) return kErrorArgument;
+    *static_cast<int32_t*>(value) = m_degrees;
+    return kOk;
+}
+
+}  // namespace qorvp

@@ -1,0 +1,105 @@
+#include "qorvp/CGaussBlur.h"
+
+#include <mutex>
+#include <optional>
+
+#include "qorvp/Format.h"
+#include "vp/src/AlignedFloats.h"
+#include "vp/src/Blur.h"
+
+namespace qorvp {
+
+namespace {
+
+// Of all blurs together.
+class SharedCoefficients {
+  public:
+    void set(float sigma) {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        m_coefficients = blurCoefficients(sigma);
+    }
+    BlurCoefficients get() {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        return m_coefficients;
+    }
+
+  private:
+    std::mutex m_lock;
+    BlurCoefficients m_coefficients = blurCoefficients(0);  // under m_lock
+};
+
+SharedCoefficients& sharedCoefficients() {
+    static SharedCoefficients shared;
+    return shared;
+}
+
+// Channels of the formats that are blurred; 0 for any other.
+int channelsOf(uint32_t format) {
+    switch (formatOf(format)) {
+        case kFormatBgra:
+        case kFormatRgba:
+        case kFormatArgb:
+        case kFormatAbgr:
+            return 4;
+        case kFormatI420:
+        case kFormatYv12:
+        case kFormatGrey:
+            return 1;
+        default:
+            return 0;
+    }
+}
+
+}  // namespace
+
+struct CGaussBlur::Work {
+    AlignedFloats line;
+    AlignedFloats transposed;
+};
+
+CGaussBlur::CGaussBlur() : m_work(std::make_unique<Work>()) {}
+
+CGaussBlur::~CGaussBlur() = default;
+
+int32_t CGaussBlur::Uninit(uint32_t) {
+    m_work->line.release();
+    m_work->transposed.release();
+    return kOk;
+}
+
+int32_t CGaussBlur::Process(uint32_t, VpImage* source, VpImage* destination) {
+    if (!source || !destination) return kErrorArgument;
+    const int channels = channelsOf(source->format);
+    if (channels == 0) return kErrorUnsupported;
+    const bool alike = source->format == destination->format && source->width == destination->width &&
+                       source->height == destination->height;
+    const std::optional<Planes> from = planesOf(*source);
+    const std::optional<Planes> to = planesOf(*destination);
+    if (!alike || !from || !to || overlapBadly(*from, *to)) return kErrorArgument;
+
+    const BlurCoefficients coefficients = sharedCoefficients().get();
+    for (int index = 0; index < from->count; ++index) {
+        const Plane& plane = from->plane[index];
+        if (plane.width == 0 || plane.height == 0) continue;  // the chroma of a single row or column
+        const BlurWork work = blurWork(channels, plane.width, plane.height);
+        m_work->line.reserve(work.line);
+        m_work->transposed.reserve(work.transposed);
+        blurPlane(plane, to->plane[index], channels, coefficients, m_work->line.data(), m_work->transposed.data());
+    }
+    return kOk;
+}
+
+int32_t CGaussBlur::SetParam(uint32_t, const void* value) {
+    if (!value) return kErrorArgument;
+    m_sigma = *static_cast<const float*>(value);
+    sharedCoefficients().set(m_sigma);
+    return kOk;
+}
+
+int32_t CGaussBlur::GetParam(uint32_t, void* value) {
+    if (!value) return kErrorArgument;
+    *static_cast<float*>(value) = m_sigma;
+    return kOk;
+}
+
+}  // namespace qorvp

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "qorvp/VpImage.h"
+
+namespace qorvp {
+
+// One plane of an image, top row first: for rows that lie bottom-up the data begin with the last row and the stride is
+// negative.
+struct Plane {
+    uint8_t* data;
+    ptrdiff_t stride;  // bytes
+    int width;         // samples, each of `bytes`
+    int height;
+    int bytes;  // of a sample: 1, 2 for a pair of chroma values, 2 to 4 for a pixel
+
+    uint8_t* row(int y) const { return data + y * stride; }
+};
+
+struct Planes {
+    Plane plane[3];
+    int count;
+};
+
+// The planes of an image by its format, at its whole size. Nothing for a format that has no planes here, a plane that
+// is missing, a size below 1, or a row that is longer than its stride.
+std::optional<Planes> planesOf(const VpImage& image);
+
+// Whether the number, bottom-up or not, is a format of Format.h.
+bool isFormat(uint32_t format);
+
+// Whether planes of the two have bytes in common.
+bool shareBytes(const Planes& from, const Planes& to);
+
+// Whether writing to one set of planes changes another in a way that working in place does not: planes that share
+// bytes, but for one with itself.
+bool overlapBadly(const Planes& from, const Planes& to);
+
+}  // namespace qorvp

@@ -1,0 +1,102 @@
+#include "vp/src/YuvToRgb.h"
+
+#include <algorithm>
+
+#include "vp/src/YuvTables.h"
+
+namespace qorvp {
+
+namespace {
+
+struct Colour {
+    uint8_t red, green, blue;
+};
+
+// What the chroma of four pixels adds.
+struct ChromaTerms {
+    int32_t blue, green, red;
+
+    ChromaTerms(uint8_t u, uint8_t v)
+        : blue(kBlueFromU[u]), green(kGreenFromU[u] + kGreenFromV[v]), red(kRedFromV[v]) {}
+
+    static uint8_t byteOf(int32_t value) { return static_cast<uint8_t>(std::clamp(value >> 6, 0, 255)); }
+    Colour with(uint8_t y) const {
+        const int32_t luma = kLuma[y];
+        return {byteOf(luma + red), byteOf(luma - green), byteOf(luma + blue)};
+    }
+};
+
+template <ChromaLayout layout>
+ChromaTerms chromaAt(const uint8_t* u, const uint8_t* v, int pair) {
+    if constexpr (layout == ChromaLayout::kUv) return {u[pair * 2], u[pair * 2 + 1]};
+    if constexpr (layout == ChromaLayout::kVu) return {u[pair * 2 + 1], u[pair * 2]};
+    return {u[pair], v[pair]};
+}
+
+template <PixelLayout layout>
+uint8_t* put(uint8_t* pixel, const Colour& colour) {
+    const auto bytes = [pixel](auto... values) {
+        uint8_t* place = pixel;
+        ((*place++ = static_cast<uint8_t>(values)), ...);
+        return place;
+    };
+    const auto [red, green, blue] = colour;
+    switch (layout) {
+        case PixelLayout::kRgb565: {
+            const int word = red >> 3 << 11 | green >> 2 << 5 | blue >> 3;
+            return bytes(word & 0xFF, word >> 8);
+        }
+        case PixelLayout::kBgr:
+            return bytes(blue, green, red);
+        case PixelLayout::kBgra:
+            return bytes(blue, green, red, 255);
+        case PixelLayout::kRgba:
+            return bytes(red, green, blue, 255);
+        case PixelLayout::kArgb:
+            return bytes(255, red, green, blue);
+        case PixelLayout::kAbgr:
+            return bytes(255, blue, green, red);
+    }
+}
+
+template <ChromaLayout chroma, PixelLayout pixel>
+void convertRow(const uint8_t* luma, const uint8_t* u, const uint8_t* v, uint8_t* pixels, int width) {
+    for (int pair = 0; pair < width / 2; ++pair) {
+        const ChromaTerms terms = chromaAt<chroma>(u, v, pair);
+        pixels = put<pixel>(pixels, terms.with(luma[pair * 2]));
+        pixels = put<pixel>(pixels, terms.with(luma[pair * 2 + 1]));
+    }
+}
+
+template <ChromaLayout chroma>
+YuvRow rowOf(PixelLayout pixels) {
+    switch (pixels) {
+        case PixelLayout::kRgb565:
+            return convertRow<chroma, PixelLayout::kRgb565>;
+        case PixelLayout::kBgr:
+            return convertRow<chroma, PixelLayout::kBgr>;
+        case PixelLayout::kBgra:
+            return convertRow<chroma, PixelLayout::kBgra>;
+        case PixelLayout::kRgba:
+            return convertRow<chroma, PixelLayout::kRgba>;
+        case PixelLayout::kArgb:
+            return convertRow<chroma, PixelLayout::kArgb>;
+        default:
+            return convertRow<chroma, PixelLayout::kAbgr>;
+    }
+}
+
+}  // namespace
+
+YuvRow yuvRow(ChromaLayout chroma, PixelLayout pixels) {
+    switch (chroma) {
+        case ChromaLayout::kUv:
+            return rowOf<ChromaLayout::kUv>(pixels);
+        case ChromaLayout::kVu:
+            return rowOf<ChromaLayout::kVu>(pixels);
+        default:
+            return rowOf<ChromaLayout::kPlanar>(pixels);
+    }
+}
+
+}  // namespace qorvp

@@ -1,0 +1,147 @@
+#include "vp/src/Blur.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numeric>
+
+#include "vp/src/TestImage.h"
+
+namespace {
+
+using qorvp::BlurCoefficients;
+using qorvp::blurCoefficients;
+using qorvp::Plane;
+using qorvp::test::Guard;
+using qorvp::test::TestImage;
+
+// The filter once more, in double precision and in the terms that it is made of.
+struct Filter {
+    double a0, a1, a2, a3, b1, b2, cp, cn;
+
+    explicit Filter(double sigma) {
+        const double alpha = std::exp(0.527076) / std::max(sigma, 0.5);
+        const double a = std::exp(-alpha);
+        b2 = std::exp(-2 * alpha);
+        const double k = (1 - a) * (1 - a) / (1 + 2 * alpha * a - b2);
+        a0 = k;
+        a1 = k * (alpha - 1) * a;
+        a2 = k * (alpha + 1) * a;
+        a3 = -k * b2;
+        b1 = -2 * a;
+        cp = (a0 + a1) / (1 + b1 + b2);
+        cn = (a2 + a3) / (1 + b1 + b2);
+    }
+
+    std::vector<double> run(const std::vector<double>& x) const {
+        std::vector<double> result(x.size());
+        double y = cp * x.front();
+        for (size_t i = 0; i < x.size(); ++i) result[i] = y = (a0 + a1) * x[i] - (b1 + b2) * y;
+        double z = cn * x.back();
+        for (size_t i = x.size(); i-- > 0;) result[i] += z = (a2 + a3) * x[i] - (b1 + b2) * z;
+        return result;
+    }
+};
+
+// One channel of a plane, blurred: rows, then columns.
+std::vector<double> blurred(const Plane& plane, int channels, int channel, double sigma) {
+    const Filter filter(sigma);
+    const auto width = static_cast<size_t>(plane.width), height = static_cast<size_t>(plane.height);
+    std::vector<double> image(width * height);
+    for (size_t y = 0; y < height; ++y) {
+        std::vector<double> row(width);
+        for (size_t x = 0; x < width; ++x)
+            row[x] = plane.row(static_cast<int>(y))[x * static_cast<size_t>(channels) + static_cast<size_t>(channel)];
+        row = filter.run(row);
+        std::copy(row.begin(), row.end(), image.begin() + static_cast<ptrdiff_t>(y * width));
+    }
+    for (size_t x = 0; x < width; ++x) {
+        std::vector<double> column(height);
+        for (size_t y = 0; y < height; ++y) column[y] = image[y * width + x];
+        column = filter.run(column);
+        for (size_t y = 0; y < height; ++y) image[y * width + x] = column[y];
+    }
+    return image;
+}
+
+void blur(const Plane& from, const Plane& to, int channels, float sigma) {
+    const qorvp::BlurWork work = qorvp::blurWork(channels, from.width, from.height);
+    std::vector<float> line(work.line), transposed(work.transposed);
+    qorvp::blurPlane(from, to, channels, blurCoefficients(sigma), line.data(), transposed.data());
+}
+
+void expectClose(const Plane& from, const Plane& to, int channels, float sigma) {
+    for (int channel = 0; channel < channels; ++channel) {
+        const std::vector<double> expected = blurred(from, channels, channel, sigma);
+        for (int y = 0; y < from.height; ++y)
+            for (int x = 0; x < from.width; ++x)
+                ASSERT_NEAR(to.row(y)[x * channels + channel],
+                            std::clamp(expected[static_cast<size_t>(y * from.width + x)], 0.0, 255.0), 0.51)
+                    << sigma << " at " << x << ", " << y << ", channel " << channel << " of " << from.width << "x"
+                    << from.height;
+    }
+}
+
+}  // namespace
+
+TEST(BlurTest, SigmaBelowAHalfIsAHalf) {
+    const BlurCoefficients half = blurCoefficients(0.5f);
+    for (const float sigma : {0.49f, 0.0f, -3.0f, std::nanf("")}) {
+        const BlurCoefficients other = blurCoefficients(sigma);
+        EXPECT_EQ(other.inForward, half.inForward) << sigma;
+        EXPECT_EQ(other.feedback, half.feedback) << sigma;
+    }
+    EXPECT_NE(blurCoefficients(0.51f).feedback, half.feedback);
+}
+
+TEST(BlurTest, CoefficientsAreThoseOfTheFilter) {
+    for (const float sigma : {0.5f, 1.0f, 3.0f, 10.0f, 30.0f, 300.0f}) {
+        const Filter filter(sigma);
+        const BlurCoefficients k = blurCoefficients(sigma);
+        EXPECT_FLOAT_EQ(k.inForward, static_cast<float>(filter.a0 + filter.a1)) << sigma;
+        EXPECT_FLOAT_EQ(k.inBackward, static_cast<float>(filter.a2 + filter.a3)) << sigma;
+        EXPECT_FLOAT_EQ(k.feedback, static_cast<float>(filter.b1 + filter.b2)) << sigma;
+        EXPECT_NEAR(k.startForward, filter.cp, 1e-5) << sigma;
+        EXPECT_NEAR(k.startForward + k.startBackward, 1, 1e-6) << sigma;
+    }
+}
+
+TEST(BlurTest, PlanesAreTheFiltersForAllSizesAndStrides) {
+    std::mt19937 random(1);
+    for (const auto& [format, channels] : {std::pair{qorvp::kFormatGrey, 1}, {qorvp::kFormatBgra, 4}}) {
+        for (const auto& [width, height] : {std::pair{1, 1}, {1, 40}, {40, 1}, {2, 3}, {17, 9}, {31, 33}, {130, 64}}) {
+            for (const Guard guard : {Guard::kBehind, Guard::kBefore}) {
+                TestImage from(format, width, height, 3, guard), to(format, width, height, 5, guard);
+                from.fillRandom(random);
+                for (const float sigma : {0.5f, 2.0f, 25.0f}) {
+                    blur(from.planes().plane[0], to.planes().plane[0], channels, sigma);
+                    expectClose(from.planes().plane[0], to.planes().plane[0], channels, sigma);
+                }
+            }
+        }
+    }
+}
+
+TEST(BlurTest, EvenAreaStaysAsItIs) {
+    for (const int value : {0, 1, 127, 254, 255}) {
+        TestImage image(qorvp::kFormatGrey, 300, 200);
+        image.fill(static_cast<uint8_t>(value));
+        blur(image.planes().plane[0], image.planes().plane[0], 1, 30);
+        const std::vector<uint8_t> samples = image.samples();
+        EXPECT_EQ(std::count(samples.begin(), samples.end(), value), 300 * 200) << value;
+    }
+}
+
+TEST(BlurTest, HugeSigmaStaysWithinBytes) {
+    std::mt19937 random(1);
+    TestImage image(qorvp::kFormatGrey, 50, 50);
+    for (const float sigma : {1e4f, 1e9f, std::numeric_limits<float>::infinity()}) {
+        image.fillRandom(random);
+        blur(image.planes().plane[0], image.planes().plane[0], 1, sigma);
+        const std::vector<uint8_t> samples = image.samples();
+        const double mean = std::accumulate(samples.begin(), samples.end(), 0.0) / static_cast<double>(samples.size());
+        EXPECT_GT(mean, 1) << sigma;
+    }
+}

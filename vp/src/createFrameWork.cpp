@@ -1,0 +1,20 @@
+#include "qorvp/createFrameWork.h"
+
+#include "qorvp/CGaussBlur.h"
+#include "qorvp/Parameters.h"
+#include "vp/src/CBlend.h"
+#include "vp/src/CConverter.h"
+#include "vp/src/CRotation.h"
+
+namespace qorvp {
+
+std::unique_ptr<CVpFrameWork> createFrameWork() {
+    auto frameWork = std::make_unique<CVpFrameWork>();
+    frameWork->setStrategy(kConverter, std::make_unique<CConverter>());
+    frameWork->setStrategy(kBlur, std::make_unique<CGaussBlur>());
+    frameWork->setStrategy(kRotation, std::make_unique<CRotation>());
+    frameWork->setStrategy(kBlend, std::make_unique<CBlend>());
+    return frameWork;
+}
+
+}  // namespace qorvp
