@@ -57,11 +57,15 @@ std::string firstEntry(const Crash& left) {
     return left.report.size() == 4 ? left.report[3].substr(0, left.report[3].find(';')) : "none+0x0";
 }
 
+// Whether the report's first entry is the innermost frame: not of a jump to where no module is, nor without a report.
+enum class Top { kFirstEntry, kElsewhere };
+
 struct Readable {
     const char* kind;
     const char* signal;      // Linux, as the debugger names it
     const char* signalCode;  // its number in hexadecimal
     const char* code;        // Windows, in hexadecimal
+    Top top = Top::kFirstEntry;
 };
 
 std::ostream& operator<<(std::ostream& out, const Readable& readable) {
@@ -77,8 +81,12 @@ class CrashReaderTest : public testing::TestWithParam<Readable> {
 
     void expectAgreement(const DumpSummary& dump) {
         EXPECT_EQ(std::to_string(dump.thread), mLeft.announced.thread) << dump.text;
-        EXPECT_THAT(unknownModules(mLeft, dump), IsEmpty()) << dump.text;
-        EXPECT_EQ(dump.instructionPointer, addressOf(firstEntry(mLeft), dump)) << firstEntry(mLeft) << dump.text;
+        if (!mLeft.report.empty() && mLeft.report.back() != "[Could not determine stacktrace]") {
+            EXPECT_THAT(unknownModules(mLeft, dump), IsEmpty()) << dump.text;
+        }
+        if (GetParam().top == Top::kFirstEntry) {
+            EXPECT_EQ(dump.instructionPointer, addressOf(firstEntry(mLeft), dump)) << firstEntry(mLeft) << dump.text;
+        }
     }
 
     Crash mLeft;
@@ -131,24 +139,29 @@ TEST_P(CrashReaderTest, DebuggerAgreesWithTheReport) {
 
 TEST_P(CrashReaderTest, PackageAgreesWithTheReport) {
     if (!platform::test::runsLinuxPrograms()) GTEST_SKIP() << "the package is run by Python of Linux";
-    const bool waits = platform::test::onWindows() && std::string(GetParam().kind) == "stack-overflow";
+    const bool waits = platform::test::onWindows() && std::string(GetParam().kind).starts_with("stack-overflow");
     if (waits) GTEST_SKIP() << "it shows the thread as it waits for the filter, which runs on another";
     const DumpSummary dump = platform::test::readWithMinidumpReader(mLeft.dumpPath);
     expectAgreement(dump);
     EXPECT_EQ(dump.stop, platform::test::onWindows() ? GetParam().code : GetParam().signalCode);
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, CrashReaderTest,
-                         testing::Values(Readable{"null-write", "signal SIGSEGV", "b", "c0000005"},
-                                         Readable{"null-read", "signal SIGSEGV", "b", "c0000005"},
-                                         Readable{"illegal-instruction", "signal SIGILL", "4", "c000001d"},
-                                         Readable{"division-by-zero", "signal SIGFPE", "8", "c0000094"},
-                                         Readable{"abort", "signal SIGABRT", "6", "40000015"},
-                                         Readable{"uncaught-exception", "signal SIGABRT", "6", "e06d7363"},
-                                         Readable{"stack-overflow", "signal SIGSEGV", "b", "c00000fd"},
-                                         Readable{"heap-corruption", "signal SIGABRT", "6", "c0000005"},
-                                         Readable{"breakpoint-with-record", "signal SIGTRAP", "5", "80000003"}),
-                         nameOf);
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, CrashReaderTest,
+    testing::Values(Readable{"null-write", "signal SIGSEGV", "b", "c0000005"},
+                    Readable{"null-read", "signal SIGSEGV", "b", "c0000005"},
+                    Readable{"illegal-instruction", "signal SIGILL", "4", "c000001d"},
+                    Readable{"division-by-zero", "signal SIGFPE", "8", "c0000094"},
+                    Readable{"abort", "signal SIGABRT", "6", "40000015"},
+                    Readable{"uncaught-exception", "signal SIGABRT", "6", "e06d7363"},
+                    Readable{"stack-overflow", "signal SIGSEGV", "b", "c00000fd"},
+                    Readable{"heap-corruption", "signal SIGABRT", "6", "c0000005"},
+                    Readable{"breakpoint-with-record", "signal SIGTRAP", "5", "80000003"},
+                    Readable{"breakpoint-without-record", "signal SIGTRAP", "5", "80000003", Top::kElsewhere},
+                    Readable{"wild-jump", "signal SIGSEGV", "b", "c0000005", Top::kElsewhere},
+                    Readable{"jump-onto-the-stack", "signal SIGSEGV", "b", "c0000005", Top::kElsewhere},
+                    Readable{"stack-overflow-on-a-thread", "signal SIGSEGV", "b", "c00000fd"}),
+    nameOf);
 
 TEST(CrashLineTest, OffsetInTheReportIsTheFailingLine) {
     if (!platform::test::runsLinuxPrograms()) GTEST_SKIP() << "addr2line is a program of Linux";
