@@ -4,13 +4,16 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <charconv>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
 
+#include "platform/dump_reader.h"
 #include "platform/include/module.h"
 #include "platform/include/process.h"
+#include "platform/linux_program.h"
 #include "platform/test_support.h"
 #include "tests/support/HostProcess.h"
 
@@ -25,6 +28,11 @@ using testing::StartsWith;
 constexpr uint32_t kXnnCpu = 9;
 constexpr int32_t kFace = 0;
 constexpr int32_t kContent = 2;
+
+std::string hexadecimal(uint32_t code) {
+    char digits[16];
+    return {digits, std::to_chars(digits, digits + sizeof digits, code, 16).ptr};
+}
 
 class CrashProcessTest : public testing::Test {
   protected:
@@ -76,6 +84,14 @@ class CrashProcessTest : public testing::Test {
         ASSERT_TRUE(std::filesystem::exists(mStem + ".txt"));
         mReport = platform::test::readFile(mStem + ".txt");
         EXPECT_THAT(mReport, HasSubstr("Exception Type: " + exception));
+        if (platform::test::runsLinuxPrograms())
+            expectDebuggerToAgree(onWindows() ? hexadecimal(code) : "signal SIGSEGV");
+    }
+
+    void expectDebuggerToAgree(const std::string& stop) {
+        const platform::test::DumpSummary dump = platform::test::readWithLldb(mStem + ".dmp");
+        EXPECT_THAT(dump.stop, HasSubstr(stop)) << dump.text;
+        EXPECT_THAT(mReport, HasSubstr("\nCrashed Thread: " + std::to_string(dump.thread))) << dump.text;
     }
 
     // The lines that the host has left in the channel.
