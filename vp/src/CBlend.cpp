@@ -50,16 +50,4 @@ int32_t CBlend::Process(uint32_t, VpImage* source, VpImage* destination) {
     return kOk;
 }
 
-int32_t CBlend::SetParam(uint32_t, const void* value) {
-    if (!value) return kErrorArgument;
-    m_parameter = *static_cast<const BlendParameter*>(value);
-    return kOk;
-}
-
-int32_t CBlend::GetParam(uint32_t, void* value) {
-    if (!value) return kErrorArgument;
-    *static_cast<BlendParameter*>(value) = m_parameter;
-    return kOk;
-}
-
 }  // namespace qorvp

@@ -1,22 +1,17 @@
 #pragma once
 
-#include "qorvp/IQorVP.h"
 #include "qorvp/Parameters.h"
+#include "vp/src/ParameterStrategy.h"
 
 namespace qorvp {
 
 // Lays the source as foreground over the destination, in place, by the parameter's mask. All three have one size. One
 // plane of bytes: formats 2, 5, 6, 7, 8 and 31, every channel alike; kErrorUnsupported for any other. kErrorArgument
 // without a mask, for planes that are missing, rows longer than their stride, sizes that differ or planes that overlap.
-class CBlend : public IStrategy {
+class CBlend : public ParameterStrategy<BlendParameter> {
   public:
     int32_t Uninit(uint32_t number) override;
     int32_t Process(uint32_t number, VpImage* source, VpImage* destination) override;
-    int32_t SetParam(uint32_t number, const void* value) override;
-    int32_t GetParam(uint32_t number, void* value) override;
-
-  private:
-    BlendParameter m_parameter{};
 };
 
 }  // namespace qorvp

@@ -145,17 +145,18 @@ int32_t CConverter::Process(uint32_t, VpImage* source, VpImage* destination) {
         image->width &= ~1;
         image->height &= ~1;
     }
+    const int32_t degrees = m_parameter;
     const uint32_t target = formatOf(destination->format);
     const std::optional<ChromaLayout> chroma = chromaOf(formatOf(source->format));
     const std::optional<ChromaLayout> video = chromaOf(target);
     const std::optional<PixelLayout> pixels = pixelsOf(target);
-    if (!chroma || (!video && !pixels) || (m_degrees != 0 && m_degrees != 180)) return kErrorUnsupported;
+    if (!chroma || (!video && !pixels) || (degrees != 0 && degrees != 180)) return kErrorUnsupported;
     if (destination->width < source->width || destination->height < source->height) return kErrorArgument;
     std::optional<Planes> from = uprightPlanes(*source, source->width, source->height);
     const std::optional<Planes> to = uprightPlanes(*destination, source->width, source->height);
     if (!from || !to || shareBytes(*from, *to)) return kErrorArgument;
 
-    const bool turned = m_degrees == 180;
+    const bool turned = degrees == 180;
     const bool flip = ((source->format ^ destination->format) & kBottomUp) != 0;
     if (flip != turned) std::transform(from->plane, from->plane + from->count, from->plane, flipped);
     const Conversion conversion(*from, *chroma, *to, turned);
@@ -163,18 +164,6 @@ int32_t CConverter::Process(uint32_t, VpImage* source, VpImage* destination) {
         conversion.toVideo(*video);
     else
         conversion.toPixels(*pixels);
-    return kOk;
-}
-
-int32_t CConverter::SetParam(uint32_t, const void* value) {
-    if (!value) return kErrorArgument;
-    m_degrees = *static_cast<const int32_t*>(value);
-    return kOk;
-}
-
-int32_t CConverter::GetParam(uint32_t, void* value) {
-    if (!value) return kErrorArgument;
-    *static_cast<int32_t*>(value) = m_degrees;
     return kOk;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qorvp/IQorVP.h"
+#include "vp/src/ParameterStrategy.h"
 
 namespace qorvp {
 
@@ -13,14 +13,9 @@ namespace qorvp {
 //
 // kErrorUnsupported for any other pair of formats or angle; kErrorArgument for planes that are missing, rows longer
 // than their stride, a size below 2 or a destination that is too small or overlaps.
-class CConverter : public IStrategy {
+class CConverter : public ParameterStrategy<int32_t> {
   public:
     int32_t Process(uint32_t number, VpImage* source, VpImage* destination) override;
-    int32_t SetParam(uint32_t number, const void* value) override;
-    int32_t GetParam(uint32_t number, void* value) override;
-
-  private:
-    int32_t m_degrees = 0;
 };
 
 }  // namespace qorvp

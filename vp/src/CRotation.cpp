@@ -27,10 +27,11 @@ PlaneTurn turnOf(int32_t degrees) {
 
 int32_t CRotation::Process(uint32_t, VpImage* source, VpImage* destination) {
     if (!source || !destination) return kErrorArgument;
-    const PlaneTurn turn = turnOf(m_degrees);
+    const int32_t degrees = m_parameter;
+    const PlaneTurn turn = turnOf(degrees);
     const bool turned = isFormat(source->format) && formatOf(source->format) != kFormatGrey;
     if (!turn || !turned) return kErrorUnsupported;
-    const bool across = m_degrees != 180;
+    const bool across = degrees != 180;
     const int32_t width = across ? source->height : source->width;
     const int32_t height = across ? source->width : source->height;
     const bool fits =
@@ -39,18 +40,6 @@ int32_t CRotation::Process(uint32_t, VpImage* source, VpImage* destination) {
     const std::optional<Planes> to = planesOf(*destination);
     if (!fits || !from || !to || shareBytes(*from, *to)) return kErrorArgument;
     for (int index = 0; index < from->count; ++index) turn(from->plane[index], to->plane[index]);
-    return kOk;
-}
-
-int32_t CRotation::SetParam(uint32_t, const void* value) {
-    if (!value) return kErrorArgument;
-    m_degrees = *static_cast<const int32_t*>(value);
-    return kOk;
-}
-
-int32_t CRotation::GetParam(uint32_t, void* value) {
-    if (!value) return kErrorArgument;
-    *static_cast<int32_t*>(value) = m_degrees;
     return kOk;
 }
 

@@ -1,20 +1,15 @@
 #pragma once
 
-#include "qorvp/IQorVP.h"
+#include "vp/src/ParameterStrategy.h"
 
 namespace qorvp {
 
 // Turns an image clockwise by its parameter, 90, 180 or 270 degrees, into a destination of exactly the turned size that
 // shares no byte with it. kErrorUnsupported for any other angle and for format 31 or one that is none; kErrorArgument
 // for planes that are missing, rows longer than their stride or a destination of another size.
-class CRotation : public IStrategy {
+class CRotation : public ParameterStrategy<int32_t> {
   public:
     int32_t Process(uint32_t number, VpImage* source, VpImage* destination) override;
-    int32_t SetParam(uint32_t number, const void* value) override;
-    int32_t GetParam(uint32_t number, void* value) override;
-
-  private:
-    int32_t m_degrees = 0;
 };
 
 }  // namespace qorvp
