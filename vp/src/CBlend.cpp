@@ -1,7 +1,6 @@
 #include "vp/src/CBlend.h"
 
 #include "qorvp/Format.h"
-#include "vp/src/BlendRow.h"
 #include "vp/src/Planes.h"
 
 namespace qorvp {
@@ -28,6 +27,8 @@ bool haveOneSize(const VpImage& a, const VpImage& b) {
 
 }  // namespace
 
+CBlend::CBlend(uint32_t features) : m_blendRow(blendRowFor(features)) {}
+
 int32_t CBlend::Uninit(uint32_t) {
     m_parameter = {};
     return kOk;
@@ -46,7 +47,7 @@ int32_t CBlend::Process(uint32_t, VpImage* source, VpImage* destination) {
     if (overlapBadly(*foreground, *background) || shareBytes(*weights, *background)) return kErrorArgument;
     const Plane& to = background->plane[0];
     for (int y = 0; y < to.height; ++y)
-        blendRow(foreground->plane[0].row(y), weights->plane[0].row(y), to.row(y), to.width, to.bytes);
+        m_blendRow(foreground->plane[0].row(y), weights->plane[0].row(y), to.row(y), to.width, to.bytes);
     return kOk;
 }
 

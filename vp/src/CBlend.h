@@ -1,6 +1,8 @@
 #pragma once
 
 #include "qorvp/Parameters.h"
+#include "vp/src/BlendRow.h"
+#include "vp/src/Features.h"
 #include "vp/src/ParameterStrategy.h"
 
 namespace qorvp {
@@ -10,8 +12,13 @@ namespace qorvp {
 // without a mask, for planes that are missing, rows longer than their stride, sizes that differ or planes that overlap.
 class CBlend : public ParameterStrategy<BlendParameter> {
   public:
+    explicit CBlend(uint32_t features = processorFeatures());
+
     int32_t Uninit(uint32_t number) override;
     int32_t Process(uint32_t number, VpImage* source, VpImage* destination) override;
+
+  private:
+    const BlendRow m_blendRow;
 };
 
 }  // namespace qorvp

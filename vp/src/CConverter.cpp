@@ -5,10 +5,8 @@
 #include <utility>
 
 #include "qorvp/Format.h"
-#include "vp/src/ChromaMoves.h"
 #include "vp/src/Planes.h"
 #include "vp/src/Turn.h"
-#include "vp/src/YuvToRgb.h"
 
 namespace qorvp {
 
@@ -69,8 +67,8 @@ class Conversion {
     Conversion(const Planes& from, ChromaLayout chroma, const Planes& to, bool mirrored)
         : m_from(from), m_to(to), m_chroma(chroma), m_mirrored(mirrored) {}
 
-    void toPixels(PixelLayout layout) const {
-        const YuvRow convert = yuvRow(m_chroma, layout);
+    void toPixels(PixelLayout layout, YuvRows rows) const {
+        const YuvRow convert = rows(m_chroma, layout);
         const Plane &luma = m_from.plane[0], &u = m_from.plane[1], &v = m_from.plane[2];
         const bool planar = m_chroma == ChromaLayout::kPlanar;
         writeRows(m_to.plane[0], luma.width, luma.height, m_mirrored, [&](int y) {
@@ -78,16 +76,16 @@ class Conversion {
         });
     }
 
-    void toVideo(ChromaLayout layout) const {
+    void toVideo(ChromaLayout layout, const ChromaKernels& kernels) const {
         copy(0);
         if (layout == m_chroma)
             copyChroma();
         else if (m_chroma == ChromaLayout::kPlanar)
-            interleave(layout);
+            interleave(layout, kernels);
         else if (layout == ChromaLayout::kPlanar)
-            separate();
+            separate(kernels);
         else
-            exchange();
+            exchange(kernels);
     }
 
   private:
@@ -99,27 +97,28 @@ class Conversion {
     void copyChroma() const {
         for (int index = 1; index < m_from.count; ++index) copy(index);
     }
-    void interleave(ChromaLayout layout) const {
+    void interleave(ChromaLayout layout, const ChromaKernels& kernels) const {
         const Plane *first = &m_from.plane[1], *second = &m_from.plane[2];
         if (layout == ChromaLayout::kVu) std::swap(first, second);
-        writeRows(m_to.plane[1], first->width, first->height, m_mirrored,
-                  [&](int y) { interleaveRow(first->row(y), second->row(y), m_to.plane[1].row(y), first->width); });
+        writeRows(m_to.plane[1], first->width, first->height, m_mirrored, [&](int y) {
+            kernels.interleaveRow(first->row(y), second->row(y), m_to.plane[1].row(y), first->width);
+        });
     }
-    void separate() const {
+    void separate(const ChromaKernels& kernels) const {
         const Plane *first = &m_to.plane[1], *second = &m_to.plane[2];
         if (m_chroma == ChromaLayout::kVu) std::swap(first, second);
         const Plane& pairs = m_from.plane[1];
         for (int y = 0; y < pairs.height; ++y) {
-            separateRow(pairs.row(y), first->row(y), second->row(y), pairs.width);
+            kernels.separateRow(pairs.row(y), first->row(y), second->row(y), pairs.width);
             if (!m_mirrored) continue;
             mirrorRow(first->row(y), pairs.width, 1);
             mirrorRow(second->row(y), pairs.width, 1);
         }
     }
-    void exchange() const {
+    void exchange(const ChromaKernels& kernels) const {
         const Plane& from = m_from.plane[1];
         writeRows(m_to.plane[1], from.width, from.height, m_mirrored,
-                  [&](int y) { exchangeRow(from.row(y), m_to.plane[1].row(y), from.width); });
+                  [&](int y) { kernels.exchangeRow(from.row(y), m_to.plane[1].row(y), from.width); });
     }
 
     const Planes& m_from;
@@ -138,6 +137,8 @@ std::optional<Planes> uprightPlanes(VpImage image, int32_t width, int32_t height
 }
 
 }  // namespace
+
+CConverter::CConverter(uint32_t features) : m_yuvRows(yuvRows(features)), m_chroma(chromaKernels(features)) {}
 
 int32_t CConverter::Process(uint32_t, VpImage* source, VpImage* destination) {
     if (!source || !destination) return kErrorArgument;
@@ -161,9 +162,9 @@ int32_t CConverter::Process(uint32_t, VpImage* source, VpImage* destination) {
     if (flip != turned) std::transform(from->plane, from->plane + from->count, from->plane, flipped);
     const Conversion conversion(*from, *chroma, *to, turned);
     if (video)
-        conversion.toVideo(*video);
+        conversion.toVideo(*video, m_chroma);
     else
-        conversion.toPixels(*pixels);
+        conversion.toPixels(*pixels, m_yuvRows);
     return kOk;
 }
 

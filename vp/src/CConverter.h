@@ -1,6 +1,9 @@
 #pragma once
 
+#include "vp/src/ChromaMoves.h"
+#include "vp/src/Features.h"
 #include "vp/src/ParameterStrategy.h"
+#include "vp/src/YuvToRgb.h"
 
 namespace qorvp {
 
@@ -15,7 +18,13 @@ namespace qorvp {
 // than their stride, a size below 2 or a destination that is too small or overlaps.
 class CConverter : public ParameterStrategy<int32_t> {
   public:
+    explicit CConverter(uint32_t features = processorFeatures());
+
     int32_t Process(uint32_t number, VpImage* source, VpImage* destination) override;
+
+  private:
+    const YuvRows m_yuvRows;
+    const ChromaKernels m_chroma;
 };
 
 }  // namespace qorvp

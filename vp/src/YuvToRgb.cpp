@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "vp/src/YuvRowPick.h"
 #include "vp/src/YuvTables.h"
 
 namespace qorvp {
@@ -68,35 +69,10 @@ void convertRow(const uint8_t* luma, const uint8_t* u, const uint8_t* v, uint8_t
     }
 }
 
-template <ChromaLayout chroma>
-YuvRow rowOf(PixelLayout pixels) {
-    switch (pixels) {
-        case PixelLayout::kRgb565:
-            return convertRow<chroma, PixelLayout::kRgb565>;
-        case PixelLayout::kBgr:
-            return convertRow<chroma, PixelLayout::kBgr>;
-        case PixelLayout::kBgra:
-            return convertRow<chroma, PixelLayout::kBgra>;
-        case PixelLayout::kRgba:
-            return convertRow<chroma, PixelLayout::kRgba>;
-        case PixelLayout::kArgb:
-            return convertRow<chroma, PixelLayout::kArgb>;
-        default:
-            return convertRow<chroma, PixelLayout::kAbgr>;
-    }
-}
-
 }  // namespace
 
 YuvRow yuvRow(ChromaLayout chroma, PixelLayout pixels) {
-    switch (chroma) {
-        case ChromaLayout::kUv:
-            return rowOf<ChromaLayout::kUv>(pixels);
-        case ChromaLayout::kVu:
-            return rowOf<ChromaLayout::kVu>(pixels);
-        default:
-            return rowOf<ChromaLayout::kPlanar>(pixels);
-    }
+    return pickYuvRow(chroma, pixels, [](auto from, auto to) -> YuvRow { return convertRow<from, to>; });
 }
 
 }  // namespace qorvp

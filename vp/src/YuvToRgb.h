@@ -22,4 +22,8 @@ using YuvRow = void (*)(const uint8_t* luma, const uint8_t* u, const uint8_t* v,
 // The plain forms, which say what the others do.
 YuvRow yuvRow(ChromaLayout chroma, PixelLayout pixels);
 
+// What picks a row by its layouts: yuvRow or its like with the vector forms for a feature word.
+using YuvRows = YuvRow (*)(ChromaLayout chroma, PixelLayout pixels);
+YuvRows yuvRows(uint32_t features);
+
 }  // namespace qorvp

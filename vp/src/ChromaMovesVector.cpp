@@ -1,0 +1,78 @@
+#include "vp/src/ChromaMoves.h"
+#include "vp/src/Features.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "vp/src/ChromaMovesVector.cpp"
+#include "hwy/foreach_target.h"  // keep before highway.h
+#include "hwy/highway.h"
+#include "vp/src/RowVectors-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace qorvp {
+namespace HWY_NAMESPACE {
+
+#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
+
+ChromaKernels vectorChroma() {
+    return kPlainChromaKernels;
+}
+
+#else
+
+using Bytes = hn::ScalableTag<uint8_t>;
+using Words = hn::RepartitionToWide<Bytes>;
+
+void interleave(const uint8_t* first, const uint8_t* second, uint8_t* pairs, int count) {
+    const Bytes d;
+    const bool done = forEachVector(count, hn::Lanes(d), [=](int i) HWY_ATTR {
+        hn::StoreInterleaved2(hn::LoadU(d, first + i), hn::LoadU(d, second + i), d, pairs + i * 2);
+    });
+    if (!done) interleaveRow(first, second, pairs, count);
+}
+
+void separate(const uint8_t* pairs, uint8_t* first, uint8_t* second, int count) {
+    const Bytes d;
+    const bool done = forEachVector(count, hn::Lanes(d), [=](int i) HWY_ATTR {
+        hn::Vec<Bytes> a, b;
+        hn::LoadInterleaved2(d, pairs + i * 2, a, b);
+        hn::StoreU(a, d, first + i);
+        hn::StoreU(b, d, second + i);
+    });
+    if (!done) separateRow(pairs, first, second, count);
+}
+
+void exchange(const uint8_t* from, uint8_t* to, int count) {
+    const Bytes d;
+    const Words words;
+    const bool done = forEachVector(count, hn::Lanes(words), [=](int i) HWY_ATTR {
+        const auto pairs = hn::BitCast(words, hn::LoadU(d, from + i * 2));
+        const auto exchanged = hn::Or(hn::ShiftLeft<8>(pairs), hn::ShiftRight<8>(pairs));
+        hn::StoreU(hn::BitCast(d, exchanged), d, to + i * 2);
+    });
+    if (!done) exchangeRow(from, to, count);
+}
+
+ChromaKernels vectorChroma() {
+    return {interleave, separate, exchange};
+}
+
+#endif
+
+}  // namespace HWY_NAMESPACE
+}  // namespace qorvp
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+
+namespace qorvp {
+
+HWY_EXPORT(vectorChroma);
+
+ChromaKernels chromaKernels(uint32_t features) {
+    const auto form = vectorForm(features);
+    return form ? HWY_DISPATCH_TABLE(vectorChroma)[*form]() : kPlainChromaKernels;
+}
+
+}  // namespace qorvp
+
+#endif  // HWY_ONCE
