@@ -5,7 +5,7 @@
 #define HWY_TARGET_INCLUDE "vp/src/BlendRowVector.cpp"
 #include "hwy/foreach_target.h"  // keep before highway.h
 #include "hwy/highway.h"
-#include "vp/src/RowVectors-inl.h"
+#include "vp/src/BytePairs-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace qorvp {
@@ -19,35 +19,44 @@ BlendRow vectorBlend() {
 
 #else
 
-// Even and odd bytes as 16-bit values: ((256 - m) b + m f) mod 2^16 is (b << 8) + (f - b) m, and fits.
-template <class D>
-HWY_INLINE hn::Vec<D> blended(D d, hn::Vec<D> foreground, hn::Vec<D> mask, hn::Vec<D> background) {
-    const hn::RepartitionToWide<D> wide;
-    const auto low = hn::Set(wide, uint16_t{0x00FF});
-    const auto f = hn::BitCast(wide, foreground), m = hn::BitCast(wide, mask), b = hn::BitCast(wide, background);
-    const auto evenOfB = hn::And(b, low), oddOfB = hn::ShiftRight<8>(b);
-    const auto even = hn::Add(hn::ShiftLeft<8>(b), hn::Mul(hn::Sub(hn::And(f, low), evenOfB), hn::And(m, low)));
-    const auto odd = hn::Add(hn::AndNot(low, b), hn::Mul(hn::Sub(hn::ShiftRight<8>(f), oddOfB), hn::ShiftRight<8>(m)));
-    return hn::Or(hn::BitCast(d, hn::ShiftRight<8>(even)), hn::BitCast(d, hn::AndNot(low, odd)));
+using Bytes = hn::CappedTag<uint8_t, 32>;
+using SignedBytes = hn::RebindToSigned<Bytes>;
+using Vector = hn::Vec<Bytes>;
+
+// The pixels less 128 are weighted, so that pairs of products fit 16 bits. A mask value of 0 has a weight of 256, which
+// does not fit a byte: there the background stays.
+HWY_INLINE Vector blended(Vector foreground, Vector mask, Vector background) {
+    const Bytes d;
+    const SignedBytes signedBytes;
+    const auto middle = hn::Set(d, uint8_t{0x80});
+    const Vector rest = hn::Sub(hn::Zero(d), mask), f = hn::Xor(foreground, middle), b = hn::Xor(background, middle);
+    const auto lower =
+        addedProducts(hn::InterleaveLower(d, rest, mask), hn::BitCast(signedBytes, hn::InterleaveLower(d, b, f)));
+    const auto upper =
+        addedProducts(hn::InterleaveUpper(d, rest, mask), hn::BitCast(signedBytes, hn::InterleaveUpper(d, b, f)));
+    const auto mixed = packed(hn::ShiftRight<8>(lower), hn::ShiftRight<8>(upper));
+    return hn::IfThenElse(hn::Eq(mask, hn::Zero(d)), background, hn::Xor(hn::BitCast(d, mixed), middle));
 }
 
-// What is blended of a row before its rest, a whole number of vectors: blending twice is not blending.
+// Blends a vector at `at`.
+HWY_INLINE void blendAt(const uint8_t* foreground, Vector mask, uint8_t* background, int at) {
+    const Bytes d;
+    hn::StoreU(blended(hn::LoadU(d, foreground + at), mask, hn::LoadU(d, background + at)), d, background + at);
+}
+
+// The following blend whole vectors only, and return how many pixels that were: what is blended twice is wrong.
 int blendOnes(const uint8_t* foreground, const uint8_t* mask, uint8_t* background, int width) {
-    const hn::ScalableTag<uint8_t> d;
+    const Bytes d;
     const int lanes = static_cast<int>(hn::Lanes(d));
     int x = 0;
-    for (; x + lanes <= width; x += lanes) {
-        const auto result =
-            blended(d, hn::LoadU(d, foreground + x), hn::LoadU(d, mask + x), hn::LoadU(d, background + x));
-        hn::StoreU(result, d, background + x);
-    }
+    for (; x + lanes <= width; x += lanes) blendAt(foreground, hn::LoadU(d, mask + x), background, x);
     return x;
 }
 
 // Spreads each mask value over the bytes of its pixel.
 int blendFours(const uint8_t* foreground, const uint8_t* mask, uint8_t* background, int width) {
-    const hn::ScalableTag<uint8_t> d;
-    const hn::Repartition<uint32_t, decltype(d)> pixels;
+    const Bytes d;
+    const hn::Repartition<uint32_t, Bytes> pixels;
     const hn::Rebind<uint8_t, decltype(pixels)> quarter;
     alignas(16) static constexpr uint8_t kSpread[16] = {0, 0, 0, 0, 4, 4, 4, 4, 8, 8, 8, 8, 12, 12, 12, 12};
     const auto spread = hn::LoadDup128(d, kSpread);
@@ -55,29 +64,40 @@ int blendFours(const uint8_t* foreground, const uint8_t* mask, uint8_t* backgrou
     int x = 0;
     for (; x + lanes <= width; x += lanes) {
         const auto values = hn::BitCast(d, hn::PromoteTo(pixels, hn::LoadU(quarter, mask + x)));
-        const auto result = blended(d, hn::LoadU(d, foreground + x * 4), hn::TableLookupBytes(values, spread),
-                                    hn::LoadU(d, background + x * 4));
-        hn::StoreU(result, d, background + x * 4);
+        blendAt(foreground, hn::TableLookupBytes(values, spread), background, x * 4);
     }
     return x;
 }
 
+// The block of 16 mask values, or the two, that the blocks of a part of three take theirs from.
+template <int part>
+HWY_INLINE Vector sourceOfThrees(Vector values) {
+#if HWY_TARGET <= HWY_AVX2
+    if constexpr (part == 0) return hn::ConcatLowerLower(Bytes(), values, values);
+    if constexpr (part == 2) return hn::ConcatUpperUpper(Bytes(), values, values);
+#endif
+    return values;
+}
+
 int blendThrees(const uint8_t* foreground, const uint8_t* mask, uint8_t* background, int width) {
-    const hn::FixedTag<uint8_t, 16> d;
-    alignas(16) static constexpr uint8_t kSpread[3][16] = {
-        {0, 0, 0, 1, 1, 1, 2, 2, 2, 3, 3, 3, 4, 4, 4, 5},
-        {5, 5, 6, 6, 6, 7, 7, 7, 8, 8, 8, 9, 9, 9, 10, 10},
-        {10, 11, 11, 11, 12, 12, 12, 13, 13, 13, 14, 14, 14, 15, 15, 15}};
+    const Bytes d;
+    // For the blocks of 16 bytes in turn, which begin at the first, the second and the third byte of a pixel.
+    alignas(32) static constexpr uint8_t kSpread[6 * 16] = {
+        0,  0,  0,  1,  1,  1,  2,  2,  2,  3,  3,  3,  4,  4,  4,  5,   //
+        5,  5,  6,  6,  6,  7,  7,  7,  8,  8,  8,  9,  9,  9,  10, 10,  //
+        10, 11, 11, 11, 12, 12, 12, 13, 13, 13, 14, 14, 14, 15, 15, 15,  //
+        0,  0,  0,  1,  1,  1,  2,  2,  2,  3,  3,  3,  4,  4,  4,  5,   //
+        5,  5,  6,  6,  6,  7,  7,  7,  8,  8,  8,  9,  9,  9,  10, 10,  //
+        10, 11, 11, 11, 12, 12, 12, 13, 13, 13, 14, 14, 14, 15, 15, 15};
+    const int lanes = static_cast<int>(hn::Lanes(d));
+    const auto first = hn::Load(d, kSpread), second = hn::Load(d, kSpread + lanes),
+               third = hn::Load(d, kSpread + lanes * 2);
     int x = 0;
-    for (; x + 16 <= width; x += 16) {
-        const auto values = hn::LoadU(d, mask + x);
-        for (int part = 0; part < 3; ++part) {
-            const int at = x * 3 + part * 16;
-            const auto result =
-                blended(d, hn::LoadU(d, foreground + at), hn::TableLookupBytes(values, hn::Load(d, kSpread[part])),
-                        hn::LoadU(d, background + at));
-            hn::StoreU(result, d, background + at);
-        }
+    for (; x + lanes <= width; x += lanes) {
+        const Vector values = hn::LoadU(d, mask + x);
+        blendAt(foreground, hn::TableLookupBytes(sourceOfThrees<0>(values), first), background, x * 3);
+        blendAt(foreground, hn::TableLookupBytes(sourceOfThrees<1>(values), second), background, x * 3 + lanes);
+        blendAt(foreground, hn::TableLookupBytes(sourceOfThrees<2>(values), third), background, x * 3 + lanes * 2);
     }
     return x;
 }

@@ -1,7 +1,6 @@
 #include "vp/src/CBlend.h"
 
 #include "qorvp/Format.h"
-#include "vp/src/Planes.h"
 
 namespace qorvp {
 
@@ -45,10 +44,14 @@ int32_t CBlend::Process(uint32_t, VpImage* source, VpImage* destination) {
     const std::optional<Planes> weights = planesOf(mask);
     if (!fits || !foreground || !background || !weights) return kErrorArgument;
     if (overlapBadly(*foreground, *background) || shareBytes(*weights, *background)) return kErrorArgument;
-    const Plane& to = background->plane[0];
-    for (int y = 0; y < to.height; ++y)
-        m_blendRow(foreground->plane[0].row(y), weights->plane[0].row(y), to.row(y), to.width, to.bytes);
+    blendPlane(foreground->plane[0], weights->plane[0], background->plane[0]);
     return kOk;
+}
+
+void CBlend::blendPlane(Plane foreground, Plane mask, Plane background) const {
+    joinRows({&foreground, &mask, &background});
+    for (int y = 0; y < background.height; ++y)
+        m_blendRow(foreground.row(y), mask.row(y), background.row(y), background.width, background.bytes);
 }
 
 }  // namespace qorvp

@@ -4,6 +4,7 @@
 #include "vp/src/BlendRow.h"
 #include "vp/src/Features.h"
 #include "vp/src/ParameterStrategy.h"
+#include "vp/src/Planes.h"
 
 namespace qorvp {
 
@@ -18,6 +19,8 @@ class CBlend : public ParameterStrategy<BlendParameter> {
     int32_t Process(uint32_t number, VpImage* source, VpImage* destination) override;
 
   private:
+    void blendPlane(Plane foreground, Plane mask, Plane background) const;
+
     const BlendRow m_blendRow;
 };
 

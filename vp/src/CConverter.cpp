@@ -98,27 +98,28 @@ class Conversion {
         for (int index = 1; index < m_from.count; ++index) copy(index);
     }
     void interleave(ChromaLayout layout, const ChromaKernels& kernels) const {
-        const Plane *first = &m_from.plane[1], *second = &m_from.plane[2];
+        Plane first = m_from.plane[1], second = m_from.plane[2], pairs = m_to.plane[1];
         if (layout == ChromaLayout::kVu) std::swap(first, second);
-        writeRows(m_to.plane[1], first->width, first->height, m_mirrored, [&](int y) {
-            kernels.interleaveRow(first->row(y), second->row(y), m_to.plane[1].row(y), first->width);
-        });
+        if (!m_mirrored) joinRows({&first, &second, &pairs});
+        writeRows(pairs, first.width, first.height, m_mirrored,
+                  [&](int y) { kernels.interleaveRow(first.row(y), second.row(y), pairs.row(y), first.width); });
     }
     void separate(const ChromaKernels& kernels) const {
-        const Plane *first = &m_to.plane[1], *second = &m_to.plane[2];
+        Plane pairs = m_from.plane[1], first = m_to.plane[1], second = m_to.plane[2];
         if (m_chroma == ChromaLayout::kVu) std::swap(first, second);
-        const Plane& pairs = m_from.plane[1];
+        if (!m_mirrored) joinRows({&pairs, &first, &second});
         for (int y = 0; y < pairs.height; ++y) {
-            kernels.separateRow(pairs.row(y), first->row(y), second->row(y), pairs.width);
+            kernels.separateRow(pairs.row(y), first.row(y), second.row(y), pairs.width);
             if (!m_mirrored) continue;
-            mirrorRow(first->row(y), pairs.width, 1);
-            mirrorRow(second->row(y), pairs.width, 1);
+            mirrorRow(first.row(y), pairs.width, 1);
+            mirrorRow(second.row(y), pairs.width, 1);
         }
     }
     void exchange(const ChromaKernels& kernels) const {
-        const Plane& from = m_from.plane[1];
-        writeRows(m_to.plane[1], from.width, from.height, m_mirrored,
-                  [&](int y) { kernels.exchangeRow(from.row(y), m_to.plane[1].row(y), from.width); });
+        Plane from = m_from.plane[1], to = m_to.plane[1];
+        if (!m_mirrored) joinRows({&from, &to});
+        writeRows(to, from.width, from.height, m_mirrored,
+                  [&](int y) { kernels.exchangeRow(from.row(y), to.row(y), from.width); });
     }
 
     const Planes& m_from;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <limits>
 
 #include "qorvp/Format.h"
 
@@ -108,6 +109,18 @@ std::optional<Planes> planesOf(const VpImage& image) {
         if (!isSound(image, index, planes.plane[index])) return std::nullopt;
     }
     return planes;
+}
+
+void joinRows(std::initializer_list<Plane*> planes) {
+    const bool joined = std::all_of(planes.begin(), planes.end(), [](const Plane* plane) {
+        const int64_t samples = int64_t{plane->width} * plane->height;
+        return plane->stride == rowBytes(*plane) && samples * plane->bytes <= std::numeric_limits<int>::max();
+    });
+    if (!joined) return;
+    for (Plane* const plane : planes) {
+        plane->width *= plane->height;
+        plane->height = 1;
+    }
 }
 
 bool isFormat(uint32_t format) {

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <optional>
 
 #include "qorvp/VpImage.h"
@@ -28,6 +29,10 @@ struct Planes {
 // The planes of an image by its format, at its whole size. Nothing for a format that has no planes here, a plane that
 // is missing, a size below 1, or a row that is longer than its stride.
 std::optional<Planes> planesOf(const VpImage& image);
+
+// Makes each of the planes, which have one width and height, a single row when the rows of all follow each other
+// without a gap: kernels of rows are the faster the longer these are.
+void joinRows(std::initializer_list<Plane*> planes);
 
 // Whether the number, bottom-up or not, is a format of Format.h.
 bool isFormat(uint32_t format);

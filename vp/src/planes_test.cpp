@@ -93,3 +93,26 @@ TEST(PlanesTest, PlanesSideBySideInTheSameRowsDoNotOverlap) {
     EXPECT_TRUE(overlapBadly(left, grey(memory + 6, 5, 4, 10)));
     EXPECT_FALSE(overlapBadly(grey(memory + 15, 5, 4, 10), left));
 }
+
+TEST(PlanesTest, RowsWithoutGapsInAllPlanesAreOneRow) {
+    uint8_t memory[64];
+    qorvp::Plane a = grey(memory, 4, 3, 4).plane[0], b = grey(memory + 32, 4, 3, 4).plane[0];
+    qorvp::joinRows({&a, &b});
+    EXPECT_EQ(a.width, 12);
+    EXPECT_EQ(a.height, 1);
+    EXPECT_EQ(b.width, 12);
+    EXPECT_EQ(b.height, 1);
+}
+
+TEST(PlanesTest, RowsWithAGapStayApart) {
+    uint8_t memory[64];
+    qorvp::Plane a = grey(memory, 4, 3, 4).plane[0], b = grey(memory + 32, 4, 3, 5).plane[0];
+    qorvp::joinRows({&a, &b});
+    EXPECT_EQ(a.width, 4);
+    EXPECT_EQ(a.height, 3);
+    EXPECT_EQ(b.height, 3);
+    qorvp::Plane upward = a;
+    upward.stride = -4;
+    qorvp::joinRows({&a, &upward});
+    EXPECT_EQ(a.height, 3);
+}
