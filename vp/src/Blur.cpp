@@ -69,18 +69,19 @@ BlurCoefficients blurCoefficients(float sigma) {
             static_cast<float>((a0 + a1) / sum), static_cast<float>((a2 + a3) / sum)};
 }
 
-BlurWork blurWork(int channels, int width, int height) {
-    const auto one = static_cast<size_t>(channels);
-    return {one * static_cast<size_t>(std::max(width, height)),
-            one * static_cast<size_t>(width) * static_cast<size_t>(height)};
+BlurWork blurWork(const BlurKernel& kernel, int channels, int width, int height) {
+    return {2 * static_cast<size_t>(kernel.lanes) * static_cast<size_t>(std::max(width, height)),
+            static_cast<size_t>(channels) * static_cast<size_t>(width) * static_cast<size_t>(height)};
 }
 
-void blurPlane(const Plane& from, const Plane& to, int channels, const BlurCoefficients& coefficients, float* line,
-               float* transposed) {
-    if (channels == 4)
-        blur<4>(from, to, coefficients, line, transposed);
-    else
-        blur<1>(from, to, coefficients, line, transposed);
+BlurKernel plainBlur() {
+    constexpr int kMostChannels = 4;
+    const BlurPlane blurPlane = [](const Plane& from, const Plane& to, int channels, const BlurCoefficients& k,
+                                   float* lines, float* transposed) {
+        const auto kernel = channels == 4 ? blur<4> : blur<1>;
+        kernel(from, to, k, lines, transposed);
+    };
+    return {blurPlane, kMostChannels};
 }
 
 }  // namespace qorvp

@@ -6,6 +6,8 @@
 #include "qorvp/Format.h"
 #include "vp/src/AlignedFloats.h"
 #include "vp/src/Blur.h"
+#include "vp/src/Features.h"
+#include "vp/src/FlushDenormals.h"
 
 namespace qorvp {
 
@@ -53,7 +55,8 @@ int channelsOf(uint32_t format) {
 }  // namespace
 
 struct CGaussBlur::Work {
-    AlignedFloats line;
+    const BlurKernel kernel = blurKernel(processorFeatures());
+    AlignedFloats lines;
     AlignedFloats transposed;
 };
 
@@ -62,7 +65,7 @@ CGaussBlur::CGaussBlur() : m_work(std::make_unique<Work>()) {}
 CGaussBlur::~CGaussBlur() = default;
 
 int32_t CGaussBlur::Uninit(uint32_t) {
-    m_work->line.release();
+    m_work->lines.release();
     m_work->transposed.release();
     return kOk;
 }
@@ -77,14 +80,16 @@ int32_t CGaussBlur::Process(uint32_t, VpImage* source, VpImage* destination) {
     const std::optional<Planes> to = planesOf(*destination);
     if (!alike || !from || !to || overlapBadly(*from, *to)) return kErrorArgument;
 
+    const FlushDenormals flush;
     const BlurCoefficients coefficients = sharedCoefficients().get();
     for (int index = 0; index < from->count; ++index) {
         const Plane& plane = from->plane[index];
         if (plane.width == 0 || plane.height == 0) continue;  // the chroma of a single row or column
-        const BlurWork work = blurWork(channels, plane.width, plane.height);
-        m_work->line.reserve(work.line);
+        const BlurWork work = blurWork(m_work->kernel, channels, plane.width, plane.height);
+        m_work->lines.reserve(work.lines);
         m_work->transposed.reserve(work.transposed);
-        blurPlane(plane, to->plane[index], channels, coefficients, m_work->line.data(), m_work->transposed.data());
+        m_work->kernel.blurPlane(plane, to->plane[index], channels, coefficients, m_work->lines.data(),
+                                 m_work->transposed.data());
     }
     return kOk;
 }

@@ -7,6 +7,8 @@
 #include <limits>
 #include <numeric>
 
+#include "vp/src/AlignedFloats.h"
+#include "vp/src/FeatureSetName.h"
 #include "vp/src/TestImage.h"
 
 namespace {
@@ -66,11 +68,24 @@ std::vector<double> blurred(const Plane& plane, int channels, int channel, doubl
     return image;
 }
 
-void blur(const Plane& from, const Plane& to, int channels, float sigma) {
-    const qorvp::BlurWork work = qorvp::blurWork(channels, from.width, from.height);
-    std::vector<float> line(work.line), transposed(work.transposed);
-    qorvp::blurPlane(from, to, channels, blurCoefficients(sigma), line.data(), transposed.data());
+void blur(const qorvp::BlurKernel& kernel, const Plane& from, const Plane& to, int channels, float sigma) {
+    const qorvp::BlurWork work = qorvp::blurWork(kernel, channels, from.width, from.height);
+    qorvp::AlignedFloats lines, transposed;
+    lines.reserve(work.lines);
+    transposed.reserve(work.transposed);
+    kernel.blurPlane(from, to, channels, blurCoefficients(sigma), lines.data(), transposed.data());
 }
+
+// The kernel for each set of instructions.
+class BlurTest : public testing::TestWithParam<qorvp::FeatureSet> {
+  protected:
+    void blur(const Plane& from, const Plane& to, int channels, float sigma) const {
+        ::blur(m_kernel, from, to, channels, sigma);
+    }
+
+  private:
+    const qorvp::BlurKernel m_kernel = qorvp::blurKernel(GetParam().features);
+};
 
 void expectClose(const Plane& from, const Plane& to, int channels, float sigma) {
     for (int channel = 0; channel < channels; ++channel) {
@@ -86,7 +101,7 @@ void expectClose(const Plane& from, const Plane& to, int channels, float sigma) 
 
 }  // namespace
 
-TEST(BlurTest, SigmaBelowAHalfIsAHalf) {
+TEST(BlurCoefficientsTest, SigmaBelowAHalfIsAHalf) {
     const BlurCoefficients half = blurCoefficients(0.5f);
     for (const float sigma : {0.49f, 0.0f, -3.0f, std::nanf("")}) {
         const BlurCoefficients other = blurCoefficients(sigma);
@@ -96,7 +111,9 @@ TEST(BlurTest, SigmaBelowAHalfIsAHalf) {
     EXPECT_NE(blurCoefficients(0.51f).feedback, half.feedback);
 }
 
-TEST(BlurTest, CoefficientsAreThoseOfTheFilter) {
+INSTANTIATE_TEST_SUITE_P(Sets, BlurTest, testing::ValuesIn(qorvp::featureSets()), qorvp::test::nameOf);
+
+TEST(BlurCoefficientsTest, CoefficientsAreThoseOfTheFilter) {
     for (const float sigma : {0.5f, 1.0f, 3.0f, 10.0f, 30.0f, 300.0f}) {
         const Filter filter(sigma);
         const BlurCoefficients k = blurCoefficients(sigma);
@@ -108,10 +125,11 @@ TEST(BlurTest, CoefficientsAreThoseOfTheFilter) {
     }
 }
 
-TEST(BlurTest, PlanesAreTheFiltersForAllSizesAndStrides) {
+TEST_P(BlurTest, PlanesAreTheFiltersForAllSizesAndStrides) {
     std::mt19937 random(1);
     for (const auto& [format, channels] : {std::pair{qorvp::kFormatGrey, 1}, {qorvp::kFormatBgra, 4}}) {
-        for (const auto& [width, height] : {std::pair{1, 1}, {1, 40}, {40, 1}, {2, 3}, {17, 9}, {31, 33}, {130, 64}}) {
+        for (const auto& [width, height] :
+             {std::pair{1, 1}, {1, 40}, {40, 1}, {2, 3}, {17, 9}, {31, 33}, {33, 31}, {130, 64}}) {
             for (const Guard guard : {Guard::kBehind, Guard::kBefore}) {
                 TestImage from(format, width, height, 3, guard), to(format, width, height, 5, guard);
                 from.fillRandom(random);
@@ -124,7 +142,26 @@ TEST(BlurTest, PlanesAreTheFiltersForAllSizesAndStrides) {
     }
 }
 
-TEST(BlurTest, EvenAreaStaysAsItIs) {
+TEST_P(BlurTest, EveryWidthAndHeightIsThePlainFormButForRounding) {
+    std::mt19937 random(2);
+    for (const auto& [format, channels] : {std::pair{qorvp::kFormatGrey, 1}, {qorvp::kFormatBgra, 4}}) {
+        for (int side = 1; side <= 130; ++side) {
+            for (const auto& [width, height] : {std::pair{side, 36}, {36, side}}) {
+                const Guard guard = side % 2 == 0 ? Guard::kBehind : Guard::kBefore;
+                TestImage from(format, width, height, 3, guard), plain(format, width, height, 1, guard),
+                    image(format, width, height, 7, guard);
+                from.fillRandom(random);
+                ::blur(qorvp::plainBlur(), from.planes().plane[0], plain.planes().plane[0], channels, 4);
+                blur(from.planes().plane[0], image.planes().plane[0], channels, 4);
+                const auto expected = plain.samples(), actual = image.samples();
+                for (size_t i = 0; i < expected.size(); ++i)
+                    ASSERT_NEAR(expected[i], actual[i], 1) << i << " of " << width << "x" << height;
+            }
+        }
+    }
+}
+
+TEST_P(BlurTest, EvenAreaStaysAsItIs) {
     for (const int value : {0, 1, 127, 254, 255}) {
         TestImage image(qorvp::kFormatGrey, 300, 200);
         image.fill(static_cast<uint8_t>(value));
@@ -134,7 +171,7 @@ TEST(BlurTest, EvenAreaStaysAsItIs) {
     }
 }
 
-TEST(BlurTest, HugeSigmaStaysWithinBytes) {
+TEST_P(BlurTest, HugeSigmaStaysWithinBytes) {
     std::mt19937 random(1);
     TestImage image(qorvp::kFormatGrey, 50, 50);
     for (const float sigma : {1e4f, 1e9f, std::numeric_limits<float>::infinity()}) {

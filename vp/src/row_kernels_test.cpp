@@ -6,6 +6,7 @@
 #include "platform/include/guarded_memory.h"
 #include "vp/src/BlendRow.h"
 #include "vp/src/ChromaMoves.h"
+#include "vp/src/FeatureSetName.h"
 #include "vp/src/Features.h"
 #include "vp/src/YuvToRgb.h"
 
@@ -56,10 +57,6 @@ class RowKernelsTest : public testing::TestWithParam<FeatureSet> {
     std::mt19937 m_random{5};
 };
 
-std::string nameOf(const testing::TestParamInfo<FeatureSet>& info) {
-    return info.param.name;
-}
-
 constexpr ChromaLayout kChromaLayouts[] = {ChromaLayout::kPlanar, ChromaLayout::kUv, ChromaLayout::kVu};
 constexpr std::pair<PixelLayout, int> kPixelLayouts[] = {{PixelLayout::kRgb565, 2}, {PixelLayout::kBgr, 3},
                                                          {PixelLayout::kBgra, 4},   {PixelLayout::kRgba, 4},
@@ -67,7 +64,7 @@ constexpr std::pair<PixelLayout, int> kPixelLayouts[] = {{PixelLayout::kRgb565, 
 
 }  // namespace
 
-INSTANTIATE_TEST_SUITE_P(Sets, RowKernelsTest, testing::ValuesIn(qorvp::featureSets()), nameOf);
+INSTANTIATE_TEST_SUITE_P(Sets, RowKernelsTest, testing::ValuesIn(qorvp::featureSets()), qorvp::test::nameOf);
 
 TEST_P(RowKernelsTest, ChromaMovesEqualThePlainOnes) {
     const qorvp::ChromaKernels kernels = qorvp::chromaKernels(m_features);
