@@ -6,8 +6,11 @@
 
 namespace {
 
-float halfOf(volatile float value) {
-    return value / 2;
+// Not known before it runs.
+float halfOf(float value) {
+    volatile float number = value;
+    number = number / 2;
+    return number;
 }
 
 constexpr float kLeastNormal = std::numeric_limits<float>::min();
