@@ -67,13 +67,17 @@ class Conversion {
     Conversion(const Planes& from, ChromaLayout chroma, const Planes& to, bool mirrored)
         : m_from(from), m_to(to), m_chroma(chroma), m_mirrored(mirrored) {}
 
-    void toPixels(PixelLayout layout, YuvRows rows) const {
-        const YuvRow convert = rows(m_chroma, layout);
-        const Plane &luma = m_from.plane[0], &u = m_from.plane[1], &v = m_from.plane[2];
+    void toPixels(PixelLayout layout, YuvKernels kernels) const {
+        const YuvKernel convert = kernels(m_chroma, layout);
+        const Plane &luma = m_from.plane[0], &u = m_from.plane[1], &v = m_from.plane[2], &to = m_to.plane[0];
         const bool planar = m_chroma == ChromaLayout::kPlanar;
-        writeRows(m_to.plane[0], luma.width, luma.height, m_mirrored, [&](int y) {
-            convert(luma.row(y), u.row(y / 2), planar ? v.row(y / 2) : nullptr, m_to.plane[0].row(y), luma.width);
-        });
+        for (int y = 0; y < luma.height; y += 2) {
+            convert({luma.row(y), luma.stride, u.row(y / 2), planar ? v.row(y / 2) : nullptr, to.row(y), to.stride,
+                     luma.width});
+            if (!m_mirrored) continue;
+            mirrorRow(to.row(y), luma.width, to.bytes);
+            mirrorRow(to.row(y + 1), luma.width, to.bytes);
+        }
     }
 
     void toVideo(ChromaLayout layout, const ChromaKernels& kernels) const {
@@ -139,7 +143,7 @@ std::optional<Planes> uprightPlanes(VpImage image, int32_t width, int32_t height
 
 }  // namespace
 
-CConverter::CConverter(uint32_t features) : m_yuvRows(yuvRows(features)), m_chroma(chromaKernels(features)) {}
+CConverter::CConverter(uint32_t features) : m_yuvKernels(yuvKernels(features)), m_chroma(chromaKernels(features)) {}
 
 int32_t CConverter::Process(uint32_t, VpImage* source, VpImage* destination) {
     if (!source || !destination) return kErrorArgument;
@@ -165,7 +169,7 @@ int32_t CConverter::Process(uint32_t, VpImage* source, VpImage* destination) {
     if (video)
         conversion.toVideo(*video, m_chroma);
     else
-        conversion.toPixels(*pixels, m_yuvRows);
+        conversion.toPixels(*pixels, m_yuvKernels);
     return kOk;
 }
 

@@ -23,7 +23,7 @@ class CConverter : public ParameterStrategy<int32_t> {
     int32_t Process(uint32_t number, VpImage* source, VpImage* destination) override;
 
   private:
-    const YuvRows m_yuvRows;
+    const YuvKernels m_yuvKernels;
     const ChromaKernels m_chroma;
 };
 

@@ -20,8 +20,7 @@ template <class Body>
 HWY_INLINE bool forEachVector(int count, size_t lanes, Body body) {
     const int step = static_cast<int>(lanes);
     if (count < step) return false;
-    for (int i = 0; i + step <= count; i += step) body(i);
-    if (count % step != 0) body(count - step);
+    for (int i = 0; i < count; i += step) body(HWY_MIN(i, count - step));  // called once, so that it is inlined
     return true;
 }
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "vp/src/YuvRowPick.h"
+#include "vp/src/YuvKernelPick.h"
 #include "vp/src/YuvTables.h"
 
 namespace qorvp {
@@ -61,18 +61,20 @@ uint8_t* put(uint8_t* pixel, const Colour& colour) {
 }
 
 template <ChromaLayout chroma, PixelLayout pixel>
-void convertRow(const uint8_t* luma, const uint8_t* u, const uint8_t* v, uint8_t* pixels, int width) {
-    for (int pair = 0; pair < width / 2; ++pair) {
-        const ChromaTerms terms = chromaAt<chroma>(u, v, pair);
-        pixels = put<pixel>(pixels, terms.with(luma[pair * 2]));
-        pixels = put<pixel>(pixels, terms.with(luma[pair * 2 + 1]));
+void convert(const YuvRowPair& rows) {
+    const uint8_t *const upper = rows.luma, *const lower = rows.luma + rows.lumaStride;
+    uint8_t *above = rows.pixels, *below = rows.pixels + rows.pixelStride;
+    for (int x = 0; x < rows.width; x += 2) {
+        const ChromaTerms terms = chromaAt<chroma>(rows.u, rows.v, x / 2);
+        above = put<pixel>(put<pixel>(above, terms.with(upper[x])), terms.with(upper[x + 1]));
+        below = put<pixel>(put<pixel>(below, terms.with(lower[x])), terms.with(lower[x + 1]));
     }
 }
 
 }  // namespace
 
-YuvRow yuvRow(ChromaLayout chroma, PixelLayout pixels) {
-    return pickYuvRow(chroma, pixels, [](auto from, auto to) -> YuvRow { return convertRow<from, to>; });
+YuvKernel yuvKernel(ChromaLayout chroma, PixelLayout pixels) {
+    return pickYuvKernel(chroma, pixels, [](auto from, auto to) -> YuvKernel { return convert<from, to>; });
 }
 
 }  // namespace qorvp

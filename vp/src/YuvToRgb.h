@@ -15,15 +15,25 @@ enum class ChromaLayout { kPlanar, kUv, kVu };
 // How a pixel lies; bytes in the order of memory.
 enum class PixelLayout { kRgb565, kBgr, kBgra, kRgba, kArgb, kAbgr };
 
-// One row of `width` pixels, an even number. `u` and `v` point to the row's chroma samples: to their planes for
-// kPlanar, else `u` alone to the pairs. The fourth channel is 255.
-using YuvRow = void (*)(const uint8_t* luma, const uint8_t* u, const uint8_t* v, uint8_t* pixels, int width);
+// Two rows of luma, the row of chroma that they share, and where their pixels go. Distances are in bytes.
+struct YuvRowPair {
+    const uint8_t* luma;
+    ptrdiff_t lumaStride;
+    const uint8_t* u;  // the row in its plane for kPlanar, else the row of pairs
+    const uint8_t* v;  // the row in its plane for kPlanar, else not looked at
+    uint8_t* pixels;
+    ptrdiff_t pixelStride;
+    int width;  // pixels, an even number
+};
+
+// Converts two rows; each chroma sample is read once for its four pixels. The fourth channel is 255.
+using YuvKernel = void (*)(const YuvRowPair& rows);
 
 // The plain forms, which say what the others do.
-YuvRow yuvRow(ChromaLayout chroma, PixelLayout pixels);
+YuvKernel yuvKernel(ChromaLayout chroma, PixelLayout pixels);
 
-// What picks a row by its layouts: yuvRow or its like with the vector forms for a feature word.
-using YuvRows = YuvRow (*)(ChromaLayout chroma, PixelLayout pixels);
-YuvRows yuvRows(uint32_t features);
+// What picks a kernel by its layouts: yuvKernel or its like with the vector forms for a feature word.
+using YuvKernels = YuvKernel (*)(ChromaLayout chroma, PixelLayout pixels);
+YuvKernels yuvKernels(uint32_t features);
 
 }  // namespace qorvp

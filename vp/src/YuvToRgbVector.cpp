@@ -1,5 +1,5 @@
 #include "vp/src/Features.h"
-#include "vp/src/YuvRowPick.h"
+#include "vp/src/YuvKernelPick.h"
 #include "vp/src/YuvTables.h"
 #include "vp/src/YuvToRgb.h"
 
@@ -15,8 +15,8 @@ namespace HWY_NAMESPACE {
 
 #if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
 
-YuvRow vectorYuvRow(ChromaLayout chroma, PixelLayout pixels) {
-    return yuvRow(chroma, pixels);
+YuvKernel vectorYuvKernel(ChromaLayout chroma, PixelLayout pixels) {
+    return yuvKernel(chroma, pixels);
 }
 
 #else
@@ -35,6 +35,11 @@ constexpr int kByteShift = 6;
 HWY_INLINE Terms set(int value) {
     return hn::Set(Shorts(), static_cast<int16_t>(value));
 }
+
+// What the chroma of four pixels each adds.
+struct ChromaTerms {
+    Terms blue, green, red;
+};
 
 // 16-bit arithmetic may pass its range between, since the results never do.
 HWY_INLINE Terms blueTerms(Terms u) {
@@ -57,7 +62,8 @@ HWY_INLINE hn::Vec<Words> sum(Terms luma, Terms chroma) {
 
 // The chroma of as many pairs of pixels as there are words in a vector.
 template <ChromaLayout layout>
-HWY_INLINE void loadChroma(const uint8_t* first, const uint8_t* second, int x, Terms& u, Terms& v) {
+HWY_INLINE ChromaTerms loadChroma(const uint8_t* first, const uint8_t* second, int x) {
+    Terms u, v;
     if constexpr (layout == ChromaLayout::kPlanar) {
         u = hn::PromoteTo(Shorts(), hn::LoadU(HalfBytes(), first + x / 2));
         v = hn::PromoteTo(Shorts(), hn::LoadU(HalfBytes(), second + x / 2));
@@ -68,6 +74,7 @@ HWY_INLINE void loadChroma(const uint8_t* first, const uint8_t* second, int x, T
         u = layout == ChromaLayout::kUv ? low : high;
         v = layout == ChromaLayout::kUv ? high : low;
     }
+    return {blueTerms(u), greenTerms(u, v), redTerms(v)};
 }
 
 // One colour of the even pixels and of the odd ones.
@@ -92,8 +99,14 @@ HWY_INLINE hn::Vec<Words> packed565(hn::Vec<Words> red, hn::Vec<Words> green, hn
 }
 
 template <PixelLayout layout>
-HWY_INLINE void storePixels(const Sums& red, const Sums& green, const Sums& blue, uint8_t* pixels) {
+HWY_INLINE void storePixels(const uint8_t* luma, const ChromaTerms& terms, uint8_t* pixels) {
     const Bytes d;
+    const auto y = hn::BitCast(Words(), hn::LoadU(d, luma));
+    const Terms even = lumaTerms(hn::And(y, hn::Set(Words(), uint16_t{0x00FF})));
+    const Terms odd = lumaTerms(hn::ShiftRight<8>(y));
+    const Sums red = {sum(even, terms.red), sum(odd, terms.red)};
+    const Sums green = {sum(even, terms.green), sum(odd, terms.green)};
+    const Sums blue = {sum(even, terms.blue), sum(odd, terms.blue)};
     const auto opaque = hn::Set(d, uint8_t{255});
     if constexpr (layout == PixelLayout::kRgb565)
         hn::StoreInterleaved2(packed565(red.even, green.even, blue.even), packed565(red.odd, green.odd, blue.odd),
@@ -112,25 +125,34 @@ HWY_INLINE void storePixels(const Sums& red, const Sums& green, const Sums& blue
 
 constexpr int kPixelBytes[] = {2, 3, 4, 4, 4, 4};
 
+// How many vectors of a row are written before the row below: memory takes runs faster than rows in turn.
+constexpr int kRun = 8;
+
 template <ChromaLayout chroma, PixelLayout layout>
-void convertRow(const uint8_t* luma, const uint8_t* first, const uint8_t* second, uint8_t* pixels, int width) {
+void convert(const YuvRowPair& rows) {
     constexpr int kBytes = kPixelBytes[static_cast<int>(layout)];
-    const Bytes d;
-    const bool done = forEachVector(width, hn::Lanes(d), [=](int x) HWY_ATTR {
-        Terms u, v;
-        loadChroma<chroma>(first, second, x, u, v);
-        const Terms blue = blueTerms(u), green = greenTerms(u, v), red = redTerms(v);
-        const auto y = hn::BitCast(Words(), hn::LoadU(d, luma + x));
-        const Terms even = lumaTerms(hn::And(y, hn::Set(Words(), uint16_t{0x00FF})));
-        const Terms odd = lumaTerms(hn::ShiftRight<8>(y));
-        storePixels<layout>({sum(even, red), sum(odd, red)}, {sum(even, green), sum(odd, green)},
-                            {sum(even, blue), sum(odd, blue)}, pixels + x * kBytes);
-    });
-    if (!done) yuvRow(chroma, layout)(luma, first, second, pixels, width);
+    const int lanes = static_cast<int>(hn::Lanes(Bytes()));
+    const YuvRowPair r = rows;
+    if (r.width < lanes) {
+        yuvKernel(chroma, layout)(rows);
+        return;
+    }
+    ChromaTerms terms[kRun];
+    for (int begin = 0; begin < r.width; begin += kRun * lanes) {
+        const int vectors = HWY_MIN(kRun, (r.width - begin + lanes - 1) / lanes);
+        const auto place = [=](int i) { return HWY_MIN(begin + i * lanes, r.width - lanes); };
+        for (int i = 0; i < vectors; ++i) terms[i] = loadChroma<chroma>(r.u, r.v, place(i));
+        const uint8_t* luma = r.luma;
+        uint8_t* pixels = r.pixels;
+        for (int row = 0; row < 2; ++row, luma += r.lumaStride, pixels += r.pixelStride) {
+            for (int i = 0; i < vectors; ++i)
+                storePixels<layout>(luma + place(i), terms[i], pixels + place(i) * kBytes);
+        }
+    }
 }
 
-YuvRow vectorYuvRow(ChromaLayout chroma, PixelLayout pixels) {
-    return pickYuvRow(chroma, pixels, [](auto from, auto to) -> YuvRow { return convertRow<from, to>; });
+YuvKernel vectorYuvKernel(ChromaLayout chroma, PixelLayout pixels) {
+    return pickYuvKernel(chroma, pixels, [](auto from, auto to) -> YuvKernel { return convert<from, to>; });
 }
 
 #endif
@@ -143,11 +165,11 @@ HWY_AFTER_NAMESPACE();
 
 namespace qorvp {
 
-HWY_EXPORT(vectorYuvRow);
+HWY_EXPORT(vectorYuvKernel);
 
-YuvRows yuvRows(uint32_t features) {
+YuvKernels yuvKernels(uint32_t features) {
     const auto form = vectorForm(features);
-    return form ? HWY_DISPATCH_TABLE(vectorYuvRow)[*form] : yuvRow;
+    return form ? HWY_DISPATCH_TABLE(vectorYuvKernel)[*form] : yuvKernel;
 }
 
 }  // namespace qorvp

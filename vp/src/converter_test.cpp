@@ -54,9 +54,9 @@ Yuv yuvAt(const VpImage& image, int x, int y) {
 }
 
 std::vector<uint8_t> pixelOf(const Yuv& yuv, PixelLayout layout, size_t bytes) {
-    const uint8_t luma[] = {yuv.y, yuv.y};
-    uint8_t pixels[8];
-    qorvp::yuvRow(qorvp::ChromaLayout::kPlanar, layout)(luma, &yuv.u, &yuv.v, pixels, 2);
+    const uint8_t luma[] = {yuv.y, yuv.y, yuv.y, yuv.y};
+    uint8_t pixels[16];
+    qorvp::yuvKernel(qorvp::ChromaLayout::kPlanar, layout)({luma, 2, &yuv.u, &yuv.v, pixels, 8, 2});
     return {pixels, pixels + bytes};
 }
 

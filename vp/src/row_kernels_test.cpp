@@ -117,25 +117,28 @@ TEST_P(RowKernelsTest, BlendOfEveryMaskAndEveryPairOfBytesEqualsThePlainOne) {
 TEST_P(RowKernelsTest, PixelsEqualThePlainOnes) {
     for (const ChromaLayout chroma : kChromaLayouts) {
         for (const auto& [layout, bytes] : kPixelLayouts) {
-            const qorvp::YuvRow convert = qorvp::yuvRows(m_features)(chroma, layout);
-            forEachRow([&, pixelBytes = bytes, pixelLayout = layout](int halfWidth, Guard guard) {
-                const int width = halfWidth * 2;
-                const Row luma = row(width, guard), u = row(width, guard), v = row(width, guard);
-                const Row expected = row(width * pixelBytes, guard), actual(expected, guard);
+            const qorvp::YuvKernel plain = qorvp::yuvKernel(chroma, layout);
+            const qorvp::YuvKernel convert = qorvp::yuvKernels(m_features)(chroma, layout);
+            forEachRow([&, pixelBytes = bytes](int halfWidth, Guard guard) {
+                const int width = halfWidth * 2, gap = 3, stride = width * pixelBytes + gap;
+                const Row luma = row(width * 2 + gap, guard), u = row(width, guard), v = row(width, guard);
+                const Row expected = row(stride + width * pixelBytes, guard), actual(expected, guard);
                 // Planes of half the width end where their memory does, or begin there.
                 const int skipped = chroma == ChromaLayout::kPlanar && guard == Guard::kBehind ? halfWidth : 0;
-                qorvp::yuvRow(chroma, pixelLayout)(luma.data(), u.data() + skipped, v.data() + skipped, expected.data(),
-                                                   width);
-                convert(luma.data(), u.data() + skipped, v.data() + skipped, actual.data(), width);
-                EXPECT_EQ(actual, expected) << static_cast<int>(chroma) << ' ' << static_cast<int>(pixelLayout);
+                qorvp::YuvRowPair rows = {
+                    luma.data(), width + gap, u.data() + skipped, v.data() + skipped, expected.data(), stride, width};
+                plain(rows);
+                rows.pixels = actual.data();
+                convert(rows);
+                EXPECT_EQ(actual, expected) << static_cast<int>(chroma) << ' ' << pixelBytes;
             });
         }
     }
 }
 
 TEST_P(RowKernelsTest, PixelOfEveryColourEqualsThePlainOne) {
-    const qorvp::YuvRow plain = qorvp::yuvRow(ChromaLayout::kPlanar, PixelLayout::kBgra);
-    const qorvp::YuvRow convert = qorvp::yuvRows(m_features)(ChromaLayout::kPlanar, PixelLayout::kBgra);
+    const qorvp::YuvKernel plain = qorvp::yuvKernel(ChromaLayout::kPlanar, PixelLayout::kBgra);
+    const qorvp::YuvKernel convert = qorvp::yuvKernels(m_features)(ChromaLayout::kPlanar, PixelLayout::kBgra);
     std::vector<uint8_t> luma(512), u(256), v(256), expected(2048), actual(2048);
     for (size_t i = 0; i < 256; ++i) u[i] = static_cast<uint8_t>(i);
     for (int y = 0; y < 256; ++y) {
@@ -143,8 +146,8 @@ TEST_P(RowKernelsTest, PixelOfEveryColourEqualsThePlainOne) {
         for (size_t i = 0; i < 512; ++i) luma[i] = static_cast<uint8_t>(i % 2 == 0 ? y : 255 - y);
         for (int value = 0; value < 256; ++value) {
             std::fill(v.begin(), v.end(), static_cast<uint8_t>(value));
-            plain(luma.data(), u.data(), v.data(), expected.data(), 512);
-            convert(luma.data(), u.data(), v.data(), actual.data(), 512);
+            plain({luma.data(), 0, u.data(), v.data(), expected.data(), 0, 512});
+            convert({luma.data(), 0, u.data(), v.data(), actual.data(), 0, 512});
             ASSERT_EQ(actual, expected) << y << ' ' << value;
         }
     }

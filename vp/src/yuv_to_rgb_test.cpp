@@ -16,16 +16,19 @@ using testing::ElementsAre;
 
 using Bytes = std::vector<uint8_t>;
 
-// Two pixels of that luma and chroma, in every layout of chroma the same.
+// Two pixels of that luma and chroma, in every layout of chroma and in both rows the same.
 Bytes converted(PixelLayout layout, uint8_t first, uint8_t second, uint8_t u, uint8_t v) {
-    const uint8_t luma[] = {first, second};
+    const uint8_t luma[] = {first, second, first, second};
     const uint8_t uv[] = {u, v}, vu[] = {v, u};
-    Bytes planar(8, 0xAA), interleaved(8, 0xAA), exchanged(8, 0xAA);
-    qorvp::yuvRow(ChromaLayout::kPlanar, layout)(luma, &u, &v, planar.data(), 2);
-    qorvp::yuvRow(ChromaLayout::kUv, layout)(luma, uv, nullptr, interleaved.data(), 2);
-    qorvp::yuvRow(ChromaLayout::kVu, layout)(luma, vu, nullptr, exchanged.data(), 2);
+    Bytes planar(16, 0xAA), interleaved(16, 0xAA), exchanged(16, 0xAA);
+    qorvp::yuvKernel(ChromaLayout::kPlanar, layout)({luma, 2, &u, &v, planar.data(), 8, 2});
+    qorvp::yuvKernel(ChromaLayout::kUv, layout)({luma, 2, uv, nullptr, interleaved.data(), 8, 2});
+    qorvp::yuvKernel(ChromaLayout::kVu, layout)({luma, 2, vu, nullptr, exchanged.data(), 8, 2});
     EXPECT_EQ(planar, interleaved);
     EXPECT_EQ(planar, exchanged);
+    const auto middle = planar.begin() + 8;
+    EXPECT_TRUE(std::equal(planar.begin(), middle, middle)) << "the two rows differ";
+    planar.resize(8);
     return planar;
 }
 

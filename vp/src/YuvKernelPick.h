@@ -11,7 +11,7 @@ using Constant = std::integral_constant<decltype(value), value>;
 
 // What `pick` returns for the two layouts as constants.
 template <ChromaLayout chroma, class Pick>
-YuvRow pickYuvRow(PixelLayout pixels, Pick pick) {
+YuvKernel pickYuvKernel(PixelLayout pixels, Pick pick) {
     switch (pixels) {
         case PixelLayout::kRgb565:
             return pick(Constant<chroma>(), Constant<PixelLayout::kRgb565>());
@@ -29,14 +29,14 @@ YuvRow pickYuvRow(PixelLayout pixels, Pick pick) {
 }
 
 template <class Pick>
-YuvRow pickYuvRow(ChromaLayout chroma, PixelLayout pixels, Pick pick) {
+YuvKernel pickYuvKernel(ChromaLayout chroma, PixelLayout pixels, Pick pick) {
     switch (chroma) {
         case ChromaLayout::kUv:
-            return pickYuvRow<ChromaLayout::kUv>(pixels, pick);
+            return pickYuvKernel<ChromaLayout::kUv>(pixels, pick);
         case ChromaLayout::kVu:
-            return pickYuvRow<ChromaLayout::kVu>(pixels, pick);
+            return pickYuvKernel<ChromaLayout::kVu>(pixels, pick);
         default:
-            return pickYuvRow<ChromaLayout::kPlanar>(pixels, pick);
+            return pickYuvKernel<ChromaLayout::kPlanar>(pixels, pick);
     }
 }
 
