@@ -13,6 +13,12 @@ using qorvp::VpImage;
 constexpr size_t kMostBytes = 1 << 16;  // of a plane
 constexpr uint32_t kFormats[] = {1, 2, 5, 6, 7, 8, 23, 24, 26, 29, 31};
 
+// Mostly small.
+int32_t number(fuzz::Input& input) {
+    const uint8_t value = input.byte();
+    return value < 250 ? value : static_cast<int32_t>(input.word32());
+}
+
 // An image by a record of any kind, with planes as large as it says. What no strategy may touch has one byte.
 class Image {
   public:
@@ -37,12 +43,6 @@ class Image {
     VpImage record{};
 
   private:
-    // Mostly small.
-    static int32_t number(fuzz::Input& input) {
-        const uint8_t value = input.byte();
-        return value < 250 ? value : static_cast<int32_t>(input.word32());
-    }
-
     static int32_t crop(fuzz::Input& input) {
         const int32_t value = input.byte();
         return value < 200 ? value : value - 256;
@@ -66,6 +66,12 @@ bool isWhole(const VpImage& image) {
     return !large(image.stride0, image.height) && !large(image.stride1, image.height / 2);
 }
 
+// A region that the aspect fit found is one of the frame.
+bool isWithin(const VpImage& region, const VpImage& frame) {
+    return region.cropX >= 0 && region.cropX < region.width && region.width <= frame.width && region.cropY >= 0 &&
+           region.cropY < region.height && region.height <= frame.height;
+}
+
 }  // namespace
 
 // Images of any geometry and format through every strategy.
@@ -73,19 +79,26 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const std::unique_ptr<qorvp::CVpFrameWork> frameWork = qorvp::createFrameWork();
     fuzz::Input input(data, size);
     while (!input.empty()) {
-        const uint8_t number = input.byte();
+        const uint8_t kind = input.byte();
         const int32_t degrees[] = {0, 90, 180, 270};
         const float sigma = static_cast<float>(input.byte()) / 4;
         Image source(input), destination(input), mask(input);
+        qorvp::AspectFitParameter fit{};
+        for (int32_t* const value : {&fit.targetWidth, &fit.targetHeight, &fit.ratioWidth, &fit.ratioHeight})
+            *value = number(input);
         if (!isWhole(source.record) || !isWhole(destination.record) || !isWhole(mask.record)) continue;
         const qorvp::BlendParameter blend = {mask.record};
         frameWork->SetParam(qorvp::kBlur, &sigma);
-        frameWork->SetParam(qorvp::kRotation, &degrees[number / 18 % 4]);
-        frameWork->SetParam(qorvp::kConverter, &degrees[number / 18 % 4]);
+        frameWork->SetParam(qorvp::kRotation, &degrees[kind / 18 % 4]);
+        frameWork->SetParam(qorvp::kConverter, &degrees[kind / 18 % 4]);
         frameWork->SetParam(qorvp::kBlend, &blend);
-        const int32_t result = frameWork->Process(number % 18 + 1, &source.record, &destination.record);
+        frameWork->SetParam(qorvp::kAspectFit, &fit);
+        const uint32_t strategy = kind % 18 + 1;
+        const int32_t result = frameWork->Process(strategy, &source.record, &destination.record);
         fuzz::require(result == qorvp::kOk || result == qorvp::kErrorArgument || result == qorvp::kErrorUnsupported ||
                       result == qorvp::kErrorFailed);
+        if (strategy == qorvp::kAspectFit && result == qorvp::kOk)
+            fuzz::require(isWithin(destination.record, source.record));
         frameWork->Uninit(qorvp::kBlend);
     }
     return 0;

@@ -12,8 +12,6 @@ namespace {
 
 using Lock = std::lock_guard<std::recursive_mutex>;
 
-constexpr int32_t kLargest = 40960;  // pixels, of a width or a height
-constexpr uint32_t kAspectFit = 13;
 constexpr uint32_t kPlanarOnly[] = {5, 6};
 constexpr uint32_t kPlanarFormats = 0xA5800200;  // a bit for each format number
 
@@ -26,7 +24,7 @@ bool isAmongPlanarFormats(uint32_t format) {
 }
 
 bool isGeometrySound(const VpImage& image) {
-    return image.width >= 1 && image.width <= kLargest && image.height >= 1 && image.height <= kLargest &&
+    return image.width >= 1 && image.width <= kLargestSide && image.height >= 1 && image.height <= kLargestSide &&
            image.cropY >= 0 && image.cropY < image.height && image.cropX >= 0 && image.cropX < image.width &&
            image.stride0 >= image.width;
 }

@@ -127,6 +127,11 @@ bool isFormat(uint32_t format) {
     return layoutOf(format).has_value();
 }
 
+bool hasHalfChroma(uint32_t format) {
+    const std::optional<Layout> layout = layoutOf(format);
+    return layout && layout->count > 1;
+}
+
 bool shareBytes(const Planes& from, const Planes& to) {
     for (int i = 0; i < from.count; ++i) {
         for (int k = 0; k < to.count; ++k) {

@@ -37,6 +37,9 @@ void joinRows(std::initializer_list<Plane*> planes);
 // Whether the number, bottom-up or not, is a format of Format.h.
 bool isFormat(uint32_t format);
 
+// Whether the number, bottom-up or not, is a 4:2:0 format: planes of chroma at half the width and height.
+bool hasHalfChroma(uint32_t format);
+
 // Whether planes of the two have bytes in common.
 bool shareBytes(const Planes& from, const Planes& to);
 

@@ -220,9 +220,13 @@ TEST(CreateFrameWorkTest, NumbersHaveTheirStrategies) {
     const int32_t degrees = 90;
     EXPECT_EQ(frameWork->SetParam(qorvp::kRotation, &degrees), kOk);
     EXPECT_EQ(frameWork->Process(qorvp::kRotation, &pixels.image(), &turned.image()), kOk);
+    EXPECT_EQ(frameWork->Process(qorvp::kScaler, &pixels.image(), &turned.image()), kOk);
     const qorvp::BlendParameter parameter = {mask.image()};
     EXPECT_EQ(frameWork->SetParam(qorvp::kBlend, &parameter), kOk);
     EXPECT_EQ(frameWork->Process(qorvp::kBlend, &front.image(), &pixels.image()), kOk);
-    for (const uint32_t number : {4u, 5u, 6u, 8u, 13u, 18u})
+    const qorvp::AspectFitParameter square = {0, 0, 1, 1};
+    EXPECT_EQ(frameWork->SetParam(qorvp::kAspectFit, &square), kOk);
+    EXPECT_EQ(frameWork->Process(qorvp::kAspectFit, &pixels.image(), &turned.image()), kOk);
+    for (const uint32_t number : {5u, 6u, 8u, 18u})
         EXPECT_EQ(frameWork->Process(number, nullptr, nullptr), kErrorUnsupported) << number;
 }

@@ -2,9 +2,11 @@
 
 #include "qorvp/CGaussBlur.h"
 #include "qorvp/Parameters.h"
+#include "vp/src/CAspectFit.h"
 #include "vp/src/CBlend.h"
 #include "vp/src/CConverter.h"
 #include "vp/src/CRotation.h"
+#include "vp/src/CScaler.h"
 
 namespace qorvp {
 
@@ -13,7 +15,9 @@ std::unique_ptr<CVpFrameWork> createFrameWork() {
     frameWork->setStrategy(kConverter, std::make_unique<CConverter>());
     frameWork->setStrategy(kBlur, std::make_unique<CGaussBlur>());
     frameWork->setStrategy(kRotation, std::make_unique<CRotation>());
+    frameWork->setStrategy(kScaler, std::make_unique<CScaler>());
     frameWork->setStrategy(kBlend, std::make_unique<CBlend>());
+    frameWork->setStrategy(kAspectFit, std::make_unique<CAspectFit>());
     return frameWork;
 }
 

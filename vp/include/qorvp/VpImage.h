@@ -5,6 +5,8 @@
 
 namespace qorvp {
 
+inline constexpr int32_t kLargestSide = 40960;  // pixels, of a width or a height
+
 // An image in memory of the caller's: where its planes lie, how large it is, which region of it is meant. Nothing in it
 // is owned, and a call keeps none of it.
 struct VpImage {
@@ -15,8 +17,8 @@ struct VpImage {
     uint32_t reserved2;
     int32_t cropY;    // first row of the region, below height
     int32_t cropX;    // first column of the region, below width
-    int32_t width;    // pixels, 1..40960
-    int32_t height;   // pixels, 1..40960
+    int32_t width;    // pixels, 1..kLargestSide
+    int32_t height;   // pixels, 1..kLargestSide
     uint32_t format;  // a number of Format.h; with kBottomUp the rows lie bottom-up
 };
 

@@ -1,0 +1,89 @@
+#include "vp/src/CScaler.h"
+
+#include <cstring>
+
+#include "qorvp/Format.h"
+
+namespace qorvp {
+
+namespace {
+
+bool isScaled(uint32_t format) {
+    return isFormat(format) && formatOf(format) != kFormatRgb565;
+}
+
+bool isSizeSound(const VpImage& image) {
+    return image.width >= 1 && image.width <= kLargestSide && image.height >= 1 && image.height <= kLargestSide;
+}
+
+bool isCropInside(const VpImage& image) {
+    return image.cropX >= 0 && image.cropX < image.width && image.cropY >= 0 && image.cropY < image.height;
+}
+
+bool isEven(const VpImage& source, const VpImage& destination) {
+    const int32_t all =
+        source.width | source.height | source.cropX | source.cropY | destination.width | destination.height;
+    return (all & 1) == 0;
+}
+
+// The planes from the crop on.
+Planes regionOf(const VpImage& image, Planes planes) {
+    for (int index = 0; index < planes.count; ++index) {
+        Plane& plane = planes.plane[index];
+        const int shift = index == 0 ? 0 : 1;
+        const int left = image.cropX >> shift, top = image.cropY >> shift;
+        plane.data = plane.row(top) + ptrdiff_t{left} * plane.bytes;
+        plane.width -= left;
+        plane.height -= top;
+    }
+    return planes;
+}
+
+}  // namespace
+
+CScaler::CScaler(uint32_t features) : m_kernels(bilinearKernels(features)), m_rows(m_kernels) {}
+
+int32_t CScaler::Uninit(uint32_t) {
+    m_rows.release();
+    return kOk;
+}
+
+int32_t CScaler::Process(uint32_t, VpImage* source, VpImage* destination) {
+    if (!source || !destination) return kErrorArgument;
+    if (!isScaled(source->format)) return kErrorUnsupported;
+    const bool fits = source->format == destination->format && isSizeSound(*source) && isSizeSound(*destination) &&
+                      isCropInside(*source) && (!hasHalfChroma(source->format) || isEven(*source, *destination));
+    const std::optional<Planes> from = planesOf(*source);
+    const std::optional<Planes> to = planesOf(*destination);
+    if (!fits || !from || !to || shareBytes(*from, *to)) return kErrorArgument;
+    const Planes region = regionOf(*source, *from);
+    for (int index = 0; index < region.count; ++index) scalePlane(region.plane[index], to->plane[index]);
+    return kOk;
+}
+
+int32_t CScaler::SetParam(uint32_t, const void* value) {
+    return value ? kErrorUnsupported : kErrorArgument;
+}
+
+int32_t CScaler::GetParam(uint32_t, void* value) {
+    return value ? kErrorUnsupported : kErrorArgument;
+}
+
+void CScaler::scalePlane(const Plane& from, const Plane& to) {
+    const ScaleAxis down(from.height, to.height);
+    const auto bytes = static_cast<size_t>(to.width) * static_cast<size_t>(to.bytes);
+    m_rows.begin(from, to.width);
+    for (int y = 0; y < to.height; ++y) {
+        const uint32_t position = down.position(y);
+        const auto above = static_cast<int>(position >> 16);
+        const auto f = static_cast<int>(position >> 8 & 0xFF);
+        const uint8_t* const upper = m_rows.row(above);
+        // Below the last row there is none, and there f is 0.
+        if (f == 0)
+            std::memcpy(to.row(y), upper, bytes);
+        else
+            m_kernels.blendRows(upper, m_rows.row(above + 1), f, to.row(y), bytes);
+    }
+}
+
+}  // namespace qorvp

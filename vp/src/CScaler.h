@@ -1,0 +1,34 @@
+#pragma once
+
+#include "qorvp/IQorVP.h"
+#include "vp/src/Features.h"
+#include "vp/src/ScaledRows.h"
+
+namespace qorvp {
+
+// Scales the source's region, from cropX and cropY to its width and height, to the whole destination, whose crop is not
+// looked at: bilinear, first along the rows, then between them, with positions as ScaleAxis has them. The crop counts
+// from the top, for rows that lie bottom-up too. Both images have one format and share no byte.
+//
+// kErrorUnsupported for format 1 or one that is none. kErrorArgument for planes that are missing, rows longer than
+// their stride, sizes outside 1..kLargestSide, a crop outside the source, formats that differ, and for 4:2:0 formats an
+// odd width, height or crop.
+class CScaler : public IStrategy {
+  public:
+    explicit CScaler(uint32_t features = processorFeatures());
+
+    // Gives the work memory back.
+    int32_t Uninit(uint32_t number) override;
+    int32_t Process(uint32_t number, VpImage* source, VpImage* destination) override;
+    // There is no parameter: kErrorArgument for null, kErrorUnsupported for anything else, which is left as it is.
+    int32_t SetParam(uint32_t number, const void* value) override;
+    int32_t GetParam(uint32_t number, void* value) override;
+
+  private:
+    void scalePlane(const Plane& from, const Plane& to);
+
+    const BilinearKernels m_kernels;
+    ScaledRows m_rows;
+};
+
+}  // namespace qorvp
