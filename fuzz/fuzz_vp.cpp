@@ -91,6 +91,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         frameWork->SetParam(qorvp::kBlur, &sigma);
         frameWork->SetParam(qorvp::kRotation, &degrees[kind / 18 % 4]);
         frameWork->SetParam(qorvp::kConverter, &degrees[kind / 18 % 4]);
+        const uint8_t mode = kind / 18 % 3;
+        frameWork->SetParam(qorvp::kSteppedScaler, &mode);
         frameWork->SetParam(qorvp::kBlend, &blend);
         frameWork->SetParam(qorvp::kAspectFit, &fit);
         const uint32_t strategy = kind % 18 + 1;

@@ -12,7 +12,7 @@ namespace {
 
 using Lock = std::lock_guard<std::recursive_mutex>;
 
-constexpr uint32_t kPlanarOnly[] = {5, 6};
+constexpr uint32_t kPlanarOnly[] = {kHalfSize, kSteppedScaler};
 constexpr uint32_t kPlanarFormats = 0xA5800200;  // a bit for each format number
 
 uint32_t clampedNumber(uint32_t number) {

@@ -1,0 +1,117 @@
+#include "vp/src/CSteppedScaler.h"
+
+#include <algorithm>
+#include <array>
+
+#include "qorvp/Format.h"
+#include "qorvp/Parameters.h"
+
+namespace qorvp {
+
+namespace {
+
+bool isVideo(uint32_t format) {
+    switch (formatOf(format)) {
+        case kFormatI420:
+        case kFormatYv12:
+        case kFormatNv12:
+        case kFormatNv21:
+            return true;
+        default:
+            return false;
+    }
+}
+
+bool isEven(const VpImage& image) {
+    return image.width % 2 == 0 && image.height % 2 == 0;
+}
+
+size_t rowBytes(const Plane& plane) {
+    return static_cast<size_t>(plane.width) * static_cast<size_t>(plane.bytes);
+}
+
+// Rows of the source at the destination's width, the two that were made last. Columns and source outlive it.
+class ScaledRows {
+  public:
+    ScaledRows(const Plane& from, const SteppedColumns& columns, SteppedRow scale)
+        : m_from(from), m_columns(columns), m_scale(scale) {
+        for (Held& held : m_held) held.bytes.resize(columns.size());
+    }
+
+    // Holds until a row after the next one is asked for.
+    const uint8_t* row(int y) {
+        Held& held = m_held[y % 2];
+        if (held.y != y) m_scale(m_from.row(y), m_columns, held.bytes.data());
+        held.y = y;
+        return held.bytes.data();
+    }
+
+  private:
+    struct Held {
+        int y = -1;
+        std::vector<uint8_t> bytes;
+    };
+
+    const Plane& m_from;
+    const SteppedColumns& m_columns;
+    const SteppedRow m_scale;
+    std::array<Held, 2> m_held;
+};
+
+void mixPlane(const Plane& from, const Plane& to, const SteppedKernels& kernels) {
+    const SteppedColumns columns = SteppedColumns::weighted(from, to, kernels.columnBits);
+    const SteppedPositions positions(from.height, to.height, kWeightBits);
+    ScaledRows rows(from, columns, kernels.row);
+    for (int y = 0; y < to.height; ++y) {
+        const auto [index, weight] = positions.weighted(y);
+        if (weight == 0)
+            std::copy_n(rows.row(index), columns.size(), to.row(y));
+        else
+            kernels.mix(rows.row(index), rows.row(index + 1), weight, columns.size(), to.row(y));
+    }
+}
+
+void takePlane(const Plane& from, const Plane& to, const SteppedKernels& kernels) {
+    const SteppedColumns columns = SteppedColumns::nearest(from, to, kernels.columnBits);
+    const SteppedPositions positions(from.height, to.height, kWeightBits);
+    for (int y = 0, last = -1; y < to.height; ++y) {
+        const int index = positions.nearest(y);
+        if (index == last)
+            std::copy_n(to.row(y - 1), rowBytes(to), to.row(y));
+        else
+            kernels.row(from.row(index), columns, to.row(y));
+        last = index;
+    }
+}
+
+}  // namespace
+
+CSteppedScaler::CSteppedScaler(uint32_t features)
+    : m_features(features), m_halfSize(halfSizeKernels(features)), m_kernels(*steppedKernels(m_parameter, features)) {}
+
+int32_t CSteppedScaler::Process(uint32_t, VpImage* source, VpImage* destination) {
+    if (!source || !destination) return kErrorArgument;
+    const bool video = isVideo(source->format);
+    if (!video && formatOf(source->format) != kFormatGrey) return kErrorUnsupported;
+    const std::optional<Planes> from = planesOf(*source);
+    const std::optional<Planes> to = planesOf(*destination);
+    if (source->format != destination->format || !from || !to || shareBytes(*from, *to)) return kErrorArgument;
+    if (isHalved(source->format) && isExactHalf(*source, *destination)) {
+        halveSize(*from, *to, m_halfSize);
+        return kOk;
+    }
+    if (video && !(isEven(*source) && isEven(*destination))) return kErrorArgument;
+    const auto scale = m_kernels.mix ? mixPlane : takePlane;
+    for (int index = 0; index < from->count; ++index) scale(from->plane[index], to->plane[index], m_kernels);
+    return kOk;
+}
+
+int32_t CSteppedScaler::SetParam(uint32_t number, const void* value) {
+    if (!value) return kErrorArgument;
+    const std::optional<SteppedKernels> kernels = steppedKernels(*static_cast<const uint8_t*>(value), m_features);
+    if (!kernels) return kErrorArgument;
+    m_kernels = *kernels;
+    return ParameterStrategy::SetParam(number, value);
+}
+
+}  // namespace qorvp
