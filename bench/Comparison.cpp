@@ -11,7 +11,7 @@ namespace {
 
 constexpr size_t kQuickOneIn = 4;
 
-Samples runBlock(const Blocks& blocks, const std::function<void()>& operation) {
+Samples runBlock(const Blocks& blocks, const Operation& operation) {
     for (int count = 0; count < blocks.warmUp; ++count) operation();
     Samples samples;
     samples.reserve(blocks.operations);
@@ -49,34 +49,36 @@ void addRatio(Comparison& result, const Samples& ours, const Samples& theirs) {
     result.ratioHigh = percentile(medians, 0.975);
 }
 
-struct Pair {
-    Samples ours, theirs;
-    double oursMedian, theirsMedian;
-};
-
-// Of the pairs in which theirs was quickest.
-double quickDifference(std::vector<Pair> pairs) {
-    std::sort(pairs.begin(), pairs.end(), [](const Pair& a, const Pair& b) { return a.theirsMedian < b.theirsMedian; });
-    pairs.resize((pairs.size() + kQuickOneIn - 1) / kQuickOneIn);
-    Samples differences;
-    for (const Pair& pair : pairs) differences.push_back(pair.oursMedian - pair.theirsMedian);
-    return percentile(differences, 0.5);
-}
-
-void summarise(const std::vector<Pair>& pairs, Comparison& result) {
-    Samples ours, theirs, ourMedians, theirMedians;
-    for (const Pair& pair : pairs) {
-        ours.insert(ours.end(), pair.ours.begin(), pair.ours.end());
-        theirs.insert(theirs.end(), pair.theirs.begin(), pair.theirs.end());
-        ourMedians.push_back(pair.oursMedian);
-        theirMedians.push_back(pair.theirsMedian);
-    }
+Comparison percentilesOf(const Samples& ours, const Samples& theirs) {
+    Comparison result;
     result.oursP50 = percentile(ours, 0.5);
     result.oursP99 = percentile(ours, 0.99);
     result.theirsP50 = percentile(theirs, 0.5);
     result.theirsP99 = percentile(theirs, 0.99);
-    addRatio(result, ourMedians, theirMedians);
-    result.difference = quickDifference(pairs);
+    return result;
+}
+
+// Of the pairs in which theirs was quickest.
+double quickDifference(const Samples& ours, const Samples& theirs) {
+    std::vector<std::pair<double, double>> pairs;
+    for (size_t block = 0; block < ours.size(); ++block) pairs.emplace_back(theirs[block], ours[block]);
+    std::sort(pairs.begin(), pairs.end());
+    pairs.resize((pairs.size() + kQuickOneIn - 1) / kQuickOneIn);
+    Samples differences;
+    for (const auto& [theirMedian, ourMedian] : pairs) differences.push_back(ourMedian - theirMedian);
+    return percentile(differences, 0.5);
+}
+
+Samples joined(const TimedBlocks& blocks) {
+    Samples all;
+    for (const Samples& block : blocks) all.insert(all.end(), block.begin(), block.end());
+    return all;
+}
+
+Samples mediansOf(const TimedBlocks& blocks) {
+    Samples medians;
+    for (const Samples& block : blocks) medians.push_back(percentile(block, 0.5));
+    return medians;
 }
 
 }  // namespace
@@ -87,28 +89,31 @@ double percentile(Samples samples, double fraction) {
     return samples[rank];
 }
 
-Comparison compare(const Blocks& blocks, const std::function<void()>& ours, const std::function<void()>& theirs) {
-    std::vector<Pair> pairs(static_cast<size_t>(blocks.repeats));
-    bool oursFirst = true;
-    for (Pair& pair : pairs) {
-        if (oursFirst) pair.ours = runBlock(blocks, ours);
-        pair.theirs = runBlock(blocks, theirs);
-        if (!oursFirst) pair.ours = runBlock(blocks, ours);
-        pair.oursMedian = percentile(pair.ours, 0.5);
-        pair.theirsMedian = percentile(pair.theirs, 0.5);
-        oursFirst = !oursFirst;
-    }
-    Comparison result;
-    summarise(pairs, result);
+std::vector<TimedBlocks> timeInTurn(const Blocks& blocks, const std::vector<Operation>& operations) {
+    std::vector<TimedBlocks> times(operations.size());
+    for (int round = 0; round < blocks.repeats; ++round)
+        for (size_t turn = 0; turn < operations.size(); ++turn) {
+            const size_t index = round % 2 == 0 ? turn : operations.size() - 1 - turn;
+            times[index].push_back(runBlock(blocks, operations[index]));
+        }
+    return times;
+}
+
+Comparison compareBlocks(const TimedBlocks& ours, const TimedBlocks& theirs) {
+    const Samples ourMedians = mediansOf(ours), theirMedians = mediansOf(theirs);
+    Comparison result = percentilesOf(joined(ours), joined(theirs));
+    addRatio(result, ourMedians, theirMedians);
+    result.difference = quickDifference(ourMedians, theirMedians);
     return result;
 }
 
+Comparison compare(const Blocks& blocks, const Operation& ours, const Operation& theirs) {
+    const std::vector<TimedBlocks> times = timeInTurn(blocks, {ours, theirs});
+    return compareBlocks(times[0], times[1]);
+}
+
 Comparison compareFigures(const std::vector<double>& ours, const std::vector<double>& theirs) {
-    Comparison result;
-    result.oursP50 = percentile(ours, 0.5);
-    result.oursP99 = percentile(ours, 0.99);
-    result.theirsP50 = percentile(theirs, 0.5);
-    result.theirsP99 = percentile(theirs, 0.99);
+    Comparison result = percentilesOf(ours, theirs);
     addRatio(result, ours, theirs);
     return result;
 }

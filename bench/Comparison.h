@@ -34,9 +34,19 @@ struct Blocks {
     Blocks ofLongOperations() const { return {repeats / 3, operations / 3, warmUp / 4}; }
 };
 
-// Times one operation at a time: ours and theirs in turn, block by block, the order changing from pair to pair. The
-// difference is that of the quarter of the pairs in which theirs was quickest: a machine at half its speed doubles it.
-Comparison compare(const Blocks& blocks, const std::function<void()>& ours, const std::function<void()>& theirs);
+using Operation = std::function<void()>;
+
+// What an operation took, block by block.
+using TimedBlocks = std::vector<Samples>;
+
+// Times one operation at a time: a block of each in turn, the order changing from round to round. Of each operation as
+// many blocks as are asked for.
+std::vector<TimedBlocks> timeInTurn(const Blocks& blocks, const std::vector<Operation>& operations);
+
+// Two that were timed in turn. The difference is that of the quarter of the pairs in which theirs was quickest: a
+// machine at half its speed doubles it.
+Comparison compareBlocks(const TimedBlocks& ours, const TimedBlocks& theirs);
+Comparison compare(const Blocks& blocks, const Operation& ours, const Operation& theirs);
 
 // Summarises single figures (a start, a size) taken in turn; the difference is that of all of them.
 Comparison compareFigures(const std::vector<double>& ours, const std::vector<double>& theirs);

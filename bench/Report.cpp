@@ -4,6 +4,8 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "bench/JsonText.h"
+
 namespace zelbench {
 
 namespace {
@@ -42,15 +44,6 @@ void print(const Row& row) {
                 figures.oursP50, figures.oursP99, theirs, ratio, figures.spread * 100, verdict(row),
                 explanation(row).c_str());
     std::fflush(stdout);
-}
-
-std::string quoted(const std::string& text) {
-    std::string result = "\"";
-    for (const char letter : text) {
-        if (letter == '"' || letter == '\\') result += '\\';
-        result += letter;
-    }
-    return result + "\"";
 }
 
 }  // namespace

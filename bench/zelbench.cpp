@@ -1,27 +1,11 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
-#include <fstream>
-#include <thread>
 
+#include "bench/Machine.h"
 #include "bench/Rows.h"
 #include "ipc/channel.h"
 
 namespace {
-
-void warnWhenUnoptimised() {
-#ifndef __OPTIMIZE__
-    std::fprintf(stderr, "zelbench: warning: this build is not optimised; its figures mean nothing\n");
-#endif
-}
-
-// What else the machine does stands in the figures, most of all where a process waits for another.
-void tellMachine() {
-    std::ifstream file("/proc/loadavg");
-    std::string load;
-    file >> load;
-    std::printf("%u cores; load average of the last minute, before the start: %s\n\n",
-                std::thread::hardware_concurrency(), load.c_str());
-}
 
 int runEcho(const std::vector<std::string>& echo) {
     if (echo[0] == "channel") zelbench::serveChannelEcho(echo[1]);
@@ -62,8 +46,8 @@ int main(int argc, char** argv) {
     CLI11_PARSE(app, argc, argv);
     ipc::printOpenErrors(false);
     if (!echo.empty()) return runEcho(echo);
-    warnWhenUnoptimised();
-    tellMachine();
+    zelbench::warnWhenUnoptimised("zelbench");
+    zelbench::tellMachine();
     try {
         zelbench::Report report;
         for (const std::string& row : rows) {

@@ -253,8 +253,8 @@ do_configure() { # PRESET
     cmake --preset "$1"
 }
 
-do_compile() { # PRESET
-    cmake --build --preset "$1" -j "$(jobs_count)"
+do_compile() { # PRESET [TARGET]
+    cmake --build --preset "$1" -j "$(jobs_count)" ${2:+--target "$2"}
 }
 
 # --- running what was built ---
