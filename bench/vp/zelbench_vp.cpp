@@ -20,6 +20,9 @@ PlannedRows allRows() {
     zelbench::vp::addChromaRows(rows);
     zelbench::vp::addBlendRows(rows);
     zelbench::vp::addBlurRows(rows);
+    zelbench::vp::addRotationRows(rows);
+    zelbench::vp::addScalerRows(rows);
+    zelbench::vp::addHalfRows(rows);
     return rows;
 }
 
