@@ -43,8 +43,9 @@ function(zel_add_highway)
   zel_need_dependency(${root}/hwy/highway.h)
   add_library(hwy STATIC ${root}/hwy/aligned_allocator.cc ${root}/hwy/per_target.cc ${root}/hwy/print.cc
                          ${root}/hwy/targets.cc)
-  target_include_directories(hwy SYSTEM PUBLIC ${root})
-  target_compile_definitions(hwy PUBLIC HWY_STATIC_DEFINE)
+  # Installed for the linker alone, as none of our public headers is about it.
+  target_include_directories(hwy SYSTEM PUBLIC $<BUILD_INTERFACE:${root}>)
+  target_compile_definitions(hwy PUBLIC $<BUILD_INTERFACE:HWY_STATIC_DEFINE>)
   zel_third_party(hwy)
 endfunction()
 

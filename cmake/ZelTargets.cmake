@@ -1,12 +1,13 @@
 # The kinds of target that the folders declare: a library of our own, what it exports, the tests beside it, a fuzz target.
 
 # zel_library(NAME SOURCES ... [DEPS ...] [PLATFORM_SOURCES ...])
-# PLATFORM_SOURCES are taken from the folder of the system that is built for (posix/ or win32/).
+# PLATFORM_SOURCES are taken from the folder of the system that is built for (posix/ or win32/). Who takes an installed
+# library does not get our flags with it.
 function(zel_library name)
   cmake_parse_arguments(arg "" "" "SOURCES;DEPS;PLATFORM_SOURCES" ${ARGN})
   list(TRANSFORM arg_PLATFORM_SOURCES PREPEND ${ZELHOST_PLATFORM}/)
   add_library(${name} STATIC ${arg_SOURCES} ${arg_PLATFORM_SOURCES})
-  target_link_libraries(${name} PUBLIC zel_flags ${arg_DEPS})
+  target_link_libraries(${name} PUBLIC $<BUILD_INTERFACE:zel_flags> ${arg_DEPS})
   zel_line_tables(${name})
 endfunction()
 
