@@ -94,7 +94,8 @@ class Conversion {
 
   private:
     void copy(int index) const {
-        const Plane &from = m_from.plane[index], &to = m_to.plane[index];
+        Plane from = m_from.plane[index], to = m_to.plane[index];
+        if (!m_mirrored) joinRows({&from, &to});
         const auto bytes = static_cast<size_t>(from.width) * static_cast<size_t>(from.bytes);
         writeRows(to, from.width, from.height, m_mirrored, [&](int y) { std::memcpy(to.row(y), from.row(y), bytes); });
     }

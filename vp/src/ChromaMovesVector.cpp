@@ -20,7 +20,6 @@ ChromaKernels vectorChroma() {
 #else
 
 using Bytes = hn::ScalableTag<uint8_t>;
-using Words = hn::RepartitionToWide<Bytes>;
 
 void interleave(const uint8_t* first, const uint8_t* second, uint8_t* pairs, int count) {
     const Bytes d;
@@ -43,11 +42,13 @@ void separate(const uint8_t* pairs, uint8_t* first, uint8_t* second, int count) 
 
 void exchange(const uint8_t* from, uint8_t* to, int count) {
     const Bytes d;
-    const Words words;
-    const bool done = forEachVector(count, hn::Lanes(words), [=](int i) HWY_ATTR {
-        const auto pairs = hn::BitCast(words, hn::LoadU(d, from + i * 2));
-        const auto exchanged = hn::Or(hn::ShiftLeft<8>(pairs), hn::ShiftRight<8>(pairs));
-        hn::StoreU(hn::BitCast(d, exchanged), d, to + i * 2);
+    alignas(16) static constexpr uint8_t kExchanged[16] = {1, 0, 3, 2, 5, 4, 7, 6, 9, 8, 11, 10, 13, 12, 15, 14};
+    const auto exchanged = hn::LoadDup128(d, kExchanged);
+    const int lanes = static_cast<int>(hn::Lanes(d));
+    const bool done = forEachVector(count, hn::Lanes(d), [=](int i) HWY_ATTR {
+        const auto first = hn::LoadU(d, from + i * 2), second = hn::LoadU(d, from + i * 2 + lanes);
+        hn::StoreU(hn::TableLookupBytes(first, exchanged), d, to + i * 2);
+        hn::StoreU(hn::TableLookupBytes(second, exchanged), d, to + i * 2 + lanes);
     });
     if (!done) exchangeRow(from, to, count);
 }
