@@ -22,13 +22,12 @@ BilinearKernels vectorBilinear() {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-// The sums of neighbouring bytes' products, and words made bytes block by block, which the vector library does not
-// have: at most 32 bytes of a vector are in use.
+// Sums of neighbouring bytes' products and words made bytes block by block, which the vector library does not have.
 HWY_INLINE hn::Vec128<int16_t> pairSums(hn::Vec128<uint8_t> bytes, hn::Vec128<int8_t> factors) {
     return hn::Vec128<int16_t>{_mm_maddubs_epi16(bytes.raw, factors.raw)};
 }
-HWY_INLINE hn::Vec128<uint8_t> packed(hn::Vec128<int16_t> lower, hn::Vec128<int16_t> upper) {
-    return hn::Vec128<uint8_t>{_mm_packus_epi16(lower.raw, upper.raw)};
+HWY_INLINE hn::Vec128<int8_t> packed(hn::Vec128<int16_t> lower, hn::Vec128<int16_t> upper) {
+    return hn::Vec128<int8_t>{_mm_packs_epi16(lower.raw, upper.raw)};
 }
 
 #if HWY_TARGET <= HWY_AVX2
@@ -36,7 +35,10 @@ HWY_INLINE hn::Vec128<uint8_t> packed(hn::Vec128<int16_t> lower, hn::Vec128<int1
 HWY_INLINE hn::Vec256<int16_t> pairSums(hn::Vec256<uint8_t> bytes, hn::Vec256<int8_t> factors) {
     return hn::Vec256<int16_t>{_mm256_maddubs_epi16(bytes.raw, factors.raw)};
 }
-HWY_INLINE hn::Vec256<uint8_t> packed(hn::Vec256<int16_t> lower, hn::Vec256<int16_t> upper) {
+HWY_INLINE hn::Vec256<int8_t> packed(hn::Vec256<int16_t> lower, hn::Vec256<int16_t> upper) {
+    return hn::Vec256<int8_t>{_mm256_packs_epi16(lower.raw, upper.raw)};
+}
+HWY_INLINE hn::Vec256<uint8_t> packedUnsigned(hn::Vec256<int16_t> lower, hn::Vec256<int16_t> upper) {
     return hn::Vec256<uint8_t>{_mm256_packus_epi16(lower.raw, upper.raw)};
 }
 
@@ -58,7 +60,7 @@ HWY_INLINE hn::Vec256<int16_t> twoParts(const BilinearGroups::Quad& quad, int pl
 HWY_INLINE hn::Vec256<uint8_t> fourParts(const BilinearGroups::Quad& quad, const uint8_t* from) {
     const auto even = twoParts(quad, 0, from + quad.base[0], from + quad.base[2]);
     const auto odd = twoParts(quad, 2, from + quad.base[1], from + quad.base[3]);
-    return packed(even, odd);
+    return packedUnsigned(even, odd);
 }
 
 HWY_INLINE void storeTwo(hn::Vec128<uint8_t> parts, uint8_t* first, uint8_t* second) {
@@ -98,16 +100,12 @@ using Bytes = hn::CappedTag<uint8_t, 32>;
 HWY_INLINE hn::Vec<Bytes> blend(hn::Vec<Bytes> upper, hn::Vec<Bytes> lower, hn::Vec<Bytes> factors) {
     const Bytes d;
     const hn::RebindToSigned<Bytes> bytes;
-    const hn::RepartitionToWide<Bytes> words;
-    const hn::RebindToSigned<decltype(words)> sums;
     const auto sign = hn::Set(d, uint8_t{0x80});
     const auto above = hn::Xor(upper, sign), below = hn::Xor(lower, sign);
-    const auto half = [=](auto pairs) HWY_ATTR {
-        const auto sum = hn::BitCast(words, pairSums(factors, hn::BitCast(bytes, pairs)));
-        const auto whole = hn::Xor(sum, hn::Set(words, uint16_t{0x8000}));
-        return hn::BitCast(sums, hn::ShiftRight<8>(whole));
-    };
-    return packed(half(hn::InterleaveLower(d, above, below)), half(hn::InterleaveUpper(d, above, below)));
+    const auto half = [=](auto pairs)
+                          HWY_ATTR { return hn::ShiftRight<8>(pairSums(factors, hn::BitCast(bytes, pairs))); };
+    const auto sums = packed(half(hn::InterleaveLower(d, above, below)), half(hn::InterleaveUpper(d, above, below)));
+    return hn::Xor(hn::BitCast(d, sums), sign);
 }
 
 void blendRows(const uint8_t* upper, const uint8_t* lower, int f, uint8_t* to, size_t count) {

@@ -41,10 +41,11 @@ Planes regionOf(const VpImage& image, Planes planes) {
 
 }  // namespace
 
-CScaler::CScaler(uint32_t features) : m_kernels(bilinearKernels(features)), m_rows(m_kernels) {}
+CScaler::CScaler(uint32_t features) : m_kernels(bilinearKernels(features)), m_rows(m_kernels), m_chroma(m_kernels) {}
 
 int32_t CScaler::Uninit(uint32_t) {
     m_rows.release();
+    m_chroma.release();
     return kOk;
 }
 
@@ -57,7 +58,8 @@ int32_t CScaler::Process(uint32_t, VpImage* source, VpImage* destination) {
     const std::optional<Planes> to = planesOf(*destination);
     if (!fits || !from || !to || shareBytes(*from, *to)) return kErrorArgument;
     const Planes region = regionOf(*source, *from);
-    for (int index = 0; index < region.count; ++index) scalePlane(region.plane[index], to->plane[index]);
+    for (int index = 0; index < region.count; ++index)
+        scalePlane(region.plane[index], to->plane[index], index == 0 ? m_rows : m_chroma);
     return kOk;
 }
 
@@ -69,20 +71,20 @@ int32_t CScaler::GetParam(uint32_t, void* value) {
     return value ? kErrorUnsupported : kErrorArgument;
 }
 
-void CScaler::scalePlane(const Plane& from, const Plane& to) {
+void CScaler::scalePlane(const Plane& from, const Plane& to, ScaledRows& rows) {
     const ScaleAxis down(from.height, to.height);
     const auto bytes = static_cast<size_t>(to.width) * static_cast<size_t>(to.bytes);
-    m_rows.begin(from, to.width);
+    rows.begin(from, to.width);
     for (int y = 0; y < to.height; ++y) {
         const uint32_t position = down.position(y);
         const auto above = static_cast<int>(position >> 16);
         const auto f = static_cast<int>(position >> 8 & 0xFF);
-        const uint8_t* const upper = m_rows.row(above);
+        const uint8_t* const upper = rows.row(above);
         // Below the last row there is none, and there f is 0.
         if (f == 0)
             std::memcpy(to.row(y), upper, bytes);
         else
-            m_kernels.blendRows(upper, m_rows.row(above + 1), f, to.row(y), bytes);
+            m_kernels.blendRows(upper, rows.row(above + 1), f, to.row(y), bytes);
     }
 }
 

@@ -25,10 +25,11 @@ class CScaler : public IStrategy {
     int32_t GetParam(uint32_t number, void* value) override;
 
   private:
-    void scalePlane(const Plane& from, const Plane& to);
+    void scalePlane(const Plane& from, const Plane& to, ScaledRows& rows);
 
     const BilinearKernels m_kernels;
-    ScaledRows m_rows;
+    ScaledRows m_rows;    // of plane 0
+    ScaledRows m_chroma;  // of the others, which are of one size
 };
 
 }  // namespace qorvp

@@ -3,9 +3,13 @@
 namespace qorvp {
 
 void ScaledRows::begin(const Plane& from, int width) {
+    const bool same = from.width == m_axis.source() && width == m_axis.destination() && from.bytes == m_from.bytes;
+    if (!same) {
+        m_from = {};  // like no other, if there is no memory for the groups
+        m_axis = ScaleAxis(from.width, width);
+        if (m_kernels.groups) makeGroups(m_axis, from.bytes, m_groups);
+    }
     m_from = from;
-    m_axis = ScaleAxis(from.width, width);
-    if (m_kernels.groups) makeGroups(m_axis, from.bytes, m_groups);
     const size_t bytes =
         (static_cast<size_t>(width) + 31) / 32 * 32 * static_cast<size_t>(from.bytes) + BilinearGroups::kSlack;
     const size_t blocks = (bytes + sizeof(Block) - 1) / sizeof(Block);
@@ -24,6 +28,7 @@ const uint8_t* ScaledRows::row(int y) {
 }
 
 void ScaledRows::release() {
+    m_from = {};
     m_groups = {};
     m_memory = {};
 }

@@ -13,7 +13,8 @@ class ScaledRows {
   public:
     explicit ScaledRows(const BilinearKernels& kernels) : m_kernels(kernels) {}
 
-    // Takes another plane, whose rows stay where they are while rows are asked for, and a width in samples.
+    // Takes another plane, whose rows stay where they are while rows are asked for, and a width in samples. What was
+    // worked out for a plane and a width like the last ones holds for these.
     // std::bad_alloc when there is no memory.
     void begin(const Plane& from, int width);
     // Row y, or row y + 1 beside it, stays as it is while no other is asked for.
