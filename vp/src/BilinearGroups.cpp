@@ -84,10 +84,12 @@ class Cutter {
 void makeGroups(const ScaleAxis& axis, int channels, BilinearGroups& groups) {
     groups.quads.clear();
     groups.samples = 0;
+    groups.bytes = 0;
     groups.whole = true;
     const int sourceBytes = axis.source() * channels;
     if (sourceBytes < BilinearGroups::kWindowBytes) return;
     groups.samples = axis.destination() / BilinearGroups::kSamples * BilinearGroups::kSamples;
+    groups.bytes = static_cast<size_t>(groups.samples) * static_cast<size_t>(channels);
     Cutter cutter(sourceBytes, groups);
     for (int i = 0; i < groups.samples; ++i) {
         Tap tap = tapOf(axis.position(i), channels);

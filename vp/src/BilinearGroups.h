@@ -28,6 +28,7 @@ struct BilinearGroups {
 
     std::vector<Quad> quads;
     int samples = 0;     // of the row that are in groups
+    size_t bytes = 0;    // of these samples
     bool whole = false;  // all parts have 8 bytes, so that a quad goes to 32
 };
 

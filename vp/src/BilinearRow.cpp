@@ -50,7 +50,7 @@ void bilinearRow(const ScaleAxis& axis, int channels, const uint8_t* from, uint8
 }
 
 BilinearKernels plainBilinear() {
-    return {nullptr, blendRows};
+    return {nullptr, nullptr, blendRows};
 }
 
 }  // namespace qorvp

@@ -42,56 +42,6 @@ HWY_INLINE hn::Vec256<uint8_t> packedUnsigned(hn::Vec256<int16_t> lower, hn::Vec
     return hn::Vec256<uint8_t>{_mm256_packus_epi16(lower.raw, upper.raw)};
 }
 
-using Window = hn::FixedTag<uint8_t, 16>;
-using Two = hn::FixedTag<uint8_t, 32>;
-using TwoFactors = hn::FixedTag<int8_t, 32>;
-using Words = hn::FixedTag<int16_t, 16>;
-
-// Of two parts in one vector, where `place` is the first one's.
-HWY_INLINE hn::Vec256<int16_t> twoParts(const BilinearGroups::Quad& quad, int place, const uint8_t* lower,
-                                        const uint8_t* upper) {
-    const Window window;
-    const auto from = hn::Combine(Two(), hn::LoadU(window, upper), hn::LoadU(window, lower));
-    const auto taps = hn::TableLookupBytes(from, hn::LoadU(Two(), quad.lookup[place]));
-    const auto sums = pairSums(taps, hn::LoadU(TwoFactors(), quad.weights[place]));
-    return hn::MulFixedPoint15(sums, hn::Set(Words(), int16_t{256}));  // (sum + 64) >> 7
-}
-
-HWY_INLINE hn::Vec256<uint8_t> fourParts(const BilinearGroups::Quad& quad, const uint8_t* from) {
-    const auto even = twoParts(quad, 0, from + quad.base[0], from + quad.base[2]);
-    const auto odd = twoParts(quad, 2, from + quad.base[1], from + quad.base[3]);
-    return packedUnsigned(even, odd);
-}
-
-HWY_INLINE void storeTwo(hn::Vec128<uint8_t> parts, uint8_t* first, uint8_t* second) {
-    const hn::FixedTag<uint8_t, 8> half;
-    hn::StoreU(hn::LowerHalf(half, parts), half, first);
-    hn::StoreU(hn::UpperHalf(half, parts), half, second);
-}
-
-void groups(const BilinearGroups& groups, const uint8_t* from, uint8_t* to) {
-    const Two d;
-    if (groups.whole) {
-        for (const BilinearGroups::Quad& quad : groups.quads) {
-            hn::StoreU(fourParts(quad, from), d, to);
-            to += hn::Lanes(d);
-        }
-        return;
-    }
-    const Window window;
-    for (const BilinearGroups::Quad& quad : groups.quads) {
-        const auto parts = fourParts(quad, from);
-        storeTwo(hn::LowerHalf(window, parts), to + quad.to[0], to + quad.to[1]);
-        storeTwo(hn::UpperHalf(window, parts), to + quad.to[2], to + quad.to[3]);
-    }
-}
-
-constexpr auto* kGroups = groups;
-
-#else
-
-constexpr decltype(BilinearKernels::groups) kGroups = nullptr;
-
 #endif
 
 using Bytes = hn::CappedTag<uint8_t, 32>;
@@ -108,6 +58,11 @@ HWY_INLINE hn::Vec<Bytes> blend(hn::Vec<Bytes> upper, hn::Vec<Bytes> lower, hn::
     return hn::Xor(hn::BitCast(d, sums), sign);
 }
 
+HWY_INLINE hn::Vec<Bytes> factorsOf(int f) {
+    const hn::RepartitionToWide<Bytes> words;
+    return hn::BitCast(Bytes(), hn::Set(words, static_cast<uint16_t>(f << 8 | (256 - f))));
+}
+
 void blendRows(const uint8_t* upper, const uint8_t* lower, int f, uint8_t* to, size_t count) {
     const Bytes d;
     const size_t lanes = hn::Lanes(d);
@@ -115,8 +70,7 @@ void blendRows(const uint8_t* upper, const uint8_t* lower, int f, uint8_t* to, s
         plainBilinear().blendRows(upper, lower, f, to, count);
         return;
     }
-    const hn::RepartitionToWide<Bytes> words;
-    const auto factors = hn::BitCast(d, hn::Set(words, static_cast<uint16_t>(f << 8 | (256 - f))));
+    const auto factors = factorsOf(f);
     const auto at = [=](size_t i) HWY_ATTR {
         hn::StoreU(blend(hn::LoadU(d, upper + i), hn::LoadU(d, lower + i), factors), d, to + i);
     };
@@ -124,9 +78,99 @@ void blendRows(const uint8_t* upper, const uint8_t* lower, int f, uint8_t* to, s
     if (count % lanes != 0) at(count - lanes);
 }
 
-BilinearKernels vectorBilinear() {
-    return {kGroups, blendRows};
+#if HWY_TARGET <= HWY_AVX2
+
+using Window = hn::FixedTag<uint8_t, 16>;
+using Factors = hn::FixedTag<int8_t, 32>;
+using Words = hn::FixedTag<int16_t, 16>;
+
+// A quad in registers, for more than one row.
+struct Tables {
+    HWY_INLINE explicit Tables(const BilinearGroups::Quad& quad)
+        : evenLookup(hn::Load(Bytes(), quad.lookup[0])),
+          oddLookup(hn::Load(Bytes(), quad.lookup[2])),
+          evenWeights(hn::Load(Factors(), quad.weights[0])),
+          oddWeights(hn::Load(Factors(), quad.weights[2])) {
+        for (int part = 0; part < 4; ++part) base[part] = quad.base[part];
+    }
+
+    hn::Vec<Bytes> evenLookup;
+    hn::Vec<Bytes> oddLookup;
+    hn::Vec<Factors> evenWeights;
+    hn::Vec<Factors> oddWeights;
+    ptrdiff_t base[4];
+};
+
+HWY_INLINE hn::Vec256<int16_t> twoParts(const uint8_t* first, const uint8_t* second, hn::Vec<Bytes> lookup,
+                                        hn::Vec<Factors> weights) {
+    const Window window;
+    const auto from = hn::Combine(Bytes(), hn::LoadU(window, second), hn::LoadU(window, first));
+    const auto sums = pairSums(hn::TableLookupBytes(from, lookup), weights);
+    return hn::MulFixedPoint15(sums, hn::Set(Words(), int16_t{256}));  // (sum + 64) >> 7
 }
+
+HWY_INLINE hn::Vec<Bytes> fourParts(const Tables& tables, const uint8_t* from) {
+    const ptrdiff_t* const base = tables.base;
+    return packedUnsigned(twoParts(from + base[0], from + base[2], tables.evenLookup, tables.evenWeights),
+                          twoParts(from + base[1], from + base[3], tables.oddLookup, tables.oddWeights));
+}
+
+HWY_INLINE void storeTwo(hn::Vec128<uint8_t> parts, uint8_t* first, uint8_t* second) {
+    const hn::FixedTag<uint8_t, 8> half;
+    hn::StoreU(hn::LowerHalf(half, parts), half, first);
+    hn::StoreU(hn::UpperHalf(half, parts), half, second);
+}
+
+void groups(const BilinearGroups& groups, const uint8_t* from, uint8_t* to) {
+    const Bytes d;
+    if (groups.whole) {
+        for (const BilinearGroups::Quad& quad : groups.quads) {
+            hn::StoreU(fourParts(Tables(quad), from), d, to);
+            to += hn::Lanes(d);
+        }
+        return;
+    }
+    const Window window;
+    for (const BilinearGroups::Quad& quad : groups.quads) {
+        const auto parts = fourParts(Tables(quad), from);
+        storeTwo(hn::LowerHalf(window, parts), to + quad.to[0], to + quad.to[1]);
+        storeTwo(hn::UpperHalf(window, parts), to + quad.to[2], to + quad.to[3]);
+    }
+}
+
+template <bool both>
+HWY_INLINE size_t blendQuads(const BilinearGroups& groups, const RowPair rows, int f, uint8_t* to) {
+    const Bytes d;
+    const auto factors = factorsOf(f);
+    size_t i = 0;
+    for (const BilinearGroups::Quad& quad : groups.quads) {
+        const Tables tables(quad);
+        const auto lower = fourParts(tables, rows.fromLower);
+        const auto upper = both ? fourParts(tables, rows.fromUpper) : hn::LoadU(d, rows.upper + i);
+        if (both) hn::StoreU(upper, d, rows.upper + i);
+        hn::StoreU(lower, d, rows.lower + i);
+        if (i + hn::Lanes(d) > groups.bytes) break;
+        hn::StoreU(blend(upper, lower, factors), d, to + i);
+        i += hn::Lanes(d);
+    }
+    return i;
+}
+
+size_t blendGroups(const BilinearGroups& groups, const RowPair& rows, int f, uint8_t* to) {
+    return rows.fromUpper ? blendQuads<true>(groups, rows, f, to) : blendQuads<false>(groups, rows, f, to);
+}
+
+BilinearKernels vectorBilinear() {
+    return {groups, blendGroups, blendRows};
+}
+
+#else
+
+BilinearKernels vectorBilinear() {
+    return {nullptr, nullptr, blendRows};
+}
+
+#endif
 
 #endif
 
@@ -144,8 +188,8 @@ HWY_EXPORT(vectorBilinear);
 
 BilinearKernels bilinearKernels(uint32_t features) {
     const auto form = vectorForm(features);
-    BilinearKernels kernels = form ? HWY_DISPATCH_TABLE(vectorBilinear)[*form]() : plainBilinear();
-    if ((features & kAvx2) == 0) kernels.groups = nullptr;
+    const BilinearKernels kernels = form ? HWY_DISPATCH_TABLE(vectorBilinear)[*form]() : plainBilinear();
+    if ((features & kAvx2) == 0) return {nullptr, nullptr, kernels.blendRows};
     return kernels;
 }
 

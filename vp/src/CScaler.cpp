@@ -1,7 +1,5 @@
 #include "vp/src/CScaler.h"
 
-#include <cstring>
-
 #include "qorvp/Format.h"
 
 namespace qorvp {
@@ -73,18 +71,10 @@ int32_t CScaler::GetParam(uint32_t, void* value) {
 
 void CScaler::scalePlane(const Plane& from, const Plane& to, ScaledRows& rows) {
     const ScaleAxis down(from.height, to.height);
-    const auto bytes = static_cast<size_t>(to.width) * static_cast<size_t>(to.bytes);
     rows.begin(from, to.width);
     for (int y = 0; y < to.height; ++y) {
         const uint32_t position = down.position(y);
-        const auto above = static_cast<int>(position >> 16);
-        const auto f = static_cast<int>(position >> 8 & 0xFF);
-        const uint8_t* const upper = rows.row(above);
-        // Below the last row there is none, and there f is 0.
-        if (f == 0)
-            std::memcpy(to.row(y), upper, bytes);
-        else
-            m_kernels.blendRows(upper, rows.row(above + 1), f, to.row(y), bytes);
+        rows.write(static_cast<int>(position >> 16), static_cast<int>(position >> 8 & 0xFF), to.row(y));
     }
 }
 

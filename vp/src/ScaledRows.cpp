@@ -1,5 +1,7 @@
 #include "vp/src/ScaledRows.h"
 
+#include <cstring>
+
 namespace qorvp {
 
 void ScaledRows::begin(const Plane& from, int width) {
@@ -10,6 +12,7 @@ void ScaledRows::begin(const Plane& from, int width) {
         if (m_kernels.groups) makeGroups(m_axis, from.bytes, m_groups);
     }
     m_from = from;
+    m_bytes = static_cast<size_t>(width) * static_cast<size_t>(from.bytes);
     const size_t bytes =
         (static_cast<size_t>(width) + 31) / 32 * 32 * static_cast<size_t>(from.bytes) + BilinearGroups::kSlack;
     const size_t blocks = (bytes + sizeof(Block) - 1) / sizeof(Block);
@@ -20,11 +23,15 @@ void ScaledRows::begin(const Plane& from, int width) {
     }
 }
 
-const uint8_t* ScaledRows::row(int y) {
-    const int place = y & 1;
-    if (m_kept[place] != y) scale(m_from.row(y), m_rows[place]);
-    m_kept[place] = y;
-    return m_rows[place];
+void ScaledRows::write(int y, int f, uint8_t* to) {
+    if (f == 0) {
+        std::memcpy(to, row(y), m_bytes);
+        return;
+    }
+    const size_t done = blendGroups(y, f, to);
+    const uint8_t* const upper = row(y);
+    const uint8_t* const lower = row(y + 1);
+    m_kernels.blendRows(upper + done, lower + done, f, to + done, m_bytes - done);
 }
 
 void ScaledRows::release() {
@@ -33,10 +40,27 @@ void ScaledRows::release() {
     m_memory = {};
 }
 
-void ScaledRows::scale(const uint8_t* from, uint8_t* to) const {
-    const int grouped = m_groups.samples;
-    if (grouped > 0) m_kernels.groups(m_groups, from, to);
-    if (grouped < m_axis.destination()) bilinearRow(m_axis, m_from.bytes, from, to, grouped, m_axis.destination());
+const uint8_t* ScaledRows::row(int y) {
+    if (isKept(y)) return place(y);
+    if (m_groups.samples > 0) m_kernels.groups(m_groups, m_from.row(y), place(y));
+    finish(y);
+    return place(y);
+}
+
+void ScaledRows::finish(int y) {
+    if (m_groups.samples < m_axis.destination())
+        bilinearRow(m_axis, m_from.bytes, m_from.row(y), place(y), m_groups.samples, m_axis.destination());
+    m_kept[y & 1] = y;
+}
+
+size_t ScaledRows::blendGroups(int y, int f, uint8_t* to) {
+    if (m_groups.samples == 0 || !m_groups.whole || isKept(y + 1)) return 0;
+    const bool isThere = isKept(y);
+    const RowPair rows = {isThere ? nullptr : m_from.row(y), m_from.row(y + 1), place(y), place(y + 1)};
+    const size_t done = m_kernels.blendGroups(m_groups, rows, f, to);
+    if (!isThere) finish(y);
+    finish(y + 1);
+    return done;
 }
 
 }  // namespace qorvp

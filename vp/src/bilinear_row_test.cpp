@@ -34,16 +34,35 @@ void fillRandom(GuardedMemory& memory, std::mt19937& random) {
     std::generate(memory.begin(), memory.end(), [&random] { return static_cast<uint8_t>(random()); });
 }
 
-// The samples in groups are as the plain form has them, and nothing is written behind the slack.
-void expectPlainBytes(const BilinearKernels& kernels, const ScaleAxis& axis, int channels, const uint8_t* from,
-                      const BilinearGroups& groups) {
-    const size_t bytes = bytesOf(groups.samples, channels);
-    Bytes expected(bytes);
-    qorvp::bilinearRow(axis, channels, from, expected.data(), 0, groups.samples);
-    GuardedMemory to(bytes + BilinearGroups::kSlack);
-    kernels.groups(groups, from, to.data());
-    ASSERT_TRUE(std::equal(expected.begin(), expected.end(), to.begin()))
-        << axis.source() << " to " << axis.destination() << " of " << channels;
+Bytes plainGroups(const ScaleAxis& axis, int channels, const uint8_t* from, const BilinearGroups& groups) {
+    Bytes row(groups.bytes);
+    qorvp::bilinearRow(axis, channels, from, row.data(), 0, groups.samples);
+    return row;
+}
+
+bool beginsWith(const GuardedMemory& row, const Bytes& expected) {
+    return std::equal(expected.begin(), expected.end(), row.begin());
+}
+
+struct Groups {
+    ScaleAxis axis;
+    int channels;
+    BilinearGroups groups;
+};
+
+// Calls `check` with groups of all kinds of sizes.
+template <class Check>
+void forManySizes(Check check) {
+    Groups made = {ScaleAxis(1, 1), 0, {}};
+    for (made.channels = 1; made.channels <= 4; ++made.channels) {
+        for (int source = 1; source <= 130; source += 1 + source / 16) {
+            for (int destination = 1; destination <= 270; destination += 1 + destination / 7) {
+                made.axis = ScaleAxis(source, destination);
+                qorvp::makeGroups(made.axis, made.channels, made.groups);
+                check(made);
+            }
+        }
+    }
 }
 
 }  // namespace
@@ -131,10 +150,29 @@ TEST(BilinearRowTest, PartOfARowIsWhatTheWholeHasThere) {
     }
 }
 
+TEST(BilinearGroupsTest, AllWholeGroupsOfARowAreMade) {
+    forManySizes([](const Groups& made) {
+        const int sourceBytes = made.axis.source() * made.channels;
+        ASSERT_EQ(made.groups.samples, sourceBytes < 16 ? 0 : made.axis.destination() / 16 * 16);
+        ASSERT_EQ(made.groups.bytes, bytesOf(made.groups.samples, made.channels));
+    });
+}
+
+TEST(BilinearGroupsTest, PartsAreWholeUpToHalfTheWidth) {
+    const std::pair<int, bool> expected[] = {{32, true}, {96, true}, {320, true}, {640, true}, {800, false}};
+    for (const auto& [source, whole] : expected) {
+        BilinearGroups groups;
+        qorvp::makeGroups(ScaleAxis(source, 320), 4, groups);
+        EXPECT_EQ(groups.whole, whole) << source;
+    }
+}
+
 TEST(BilinearKernelsTest, OnlyTheWordsAvx2BringsGroups) {
-    for (const auto& set : qorvp::featureSets())
-        EXPECT_EQ(qorvp::bilinearKernels(set.features).groups != nullptr, (set.features & qorvp::kAvx2) != 0)
-            << set.name;
+    for (const auto& set : qorvp::featureSets()) {
+        const BilinearKernels kernels = qorvp::bilinearKernels(set.features);
+        EXPECT_EQ(kernels.groups != nullptr, (set.features & qorvp::kAvx2) != 0) << set.name;
+        EXPECT_EQ(kernels.blendGroups != nullptr, (set.features & qorvp::kAvx2) != 0) << set.name;
+    }
 }
 
 TEST(BilinearKernelsTest, GroupsHaveThePlainBytes) {
@@ -142,21 +180,46 @@ TEST(BilinearKernelsTest, GroupsHaveThePlainBytes) {
     for (const auto& set : qorvp::featureSets()) {
         const BilinearKernels kernels = qorvp::bilinearKernels(set.features);
         if (!kernels.groups) continue;
-        BilinearGroups groups;
-        for (int channels = 1; channels <= 4; ++channels) {
-            for (int source = 1; source <= 130; source += 1 + source / 16) {
-                for (const Guard guard : {Guard::kBehind, Guard::kBefore}) {
-                    GuardedMemory from(bytesOf(source, channels), guard);
-                    fillRandom(from, random);
-                    for (int destination = 1; destination <= 270; destination += 1 + destination / 7) {
-                        const ScaleAxis axis(source, destination);
-                        qorvp::makeGroups(axis, channels, groups);
-                        ASSERT_EQ(groups.samples, source * channels < 16 ? 0 : destination / 16 * 16);
-                        expectPlainBytes(kernels, axis, channels, from.data(), groups);
-                    }
-                }
+        forManySizes([&](const Groups& made) {
+            for (const Guard guard : {Guard::kBehind, Guard::kBefore}) {
+                GuardedMemory from(bytesOf(made.axis.source(), made.channels), guard);
+                GuardedMemory to(made.groups.bytes + BilinearGroups::kSlack, guard);
+                fillRandom(from, random);
+                kernels.groups(made.groups, from.data(), to.data());
+                ASSERT_TRUE(beginsWith(to, plainGroups(made.axis, made.channels, from.data(), made.groups)))
+                    << made.axis.source() << " to " << made.axis.destination() << " of " << made.channels;
             }
-        }
+        });
+    }
+}
+
+TEST(BilinearKernelsTest, BlendedGroupsHaveThePlainBytes) {
+    std::mt19937 random(1);
+    for (const auto& set : qorvp::featureSets()) {
+        const BilinearKernels kernels = qorvp::bilinearKernels(set.features);
+        if (!kernels.groups) continue;
+        forManySizes([&](const Groups& made) {
+            const size_t bytes = made.groups.bytes, sourceBytes = bytesOf(made.axis.source(), made.channels);
+            if (!made.groups.whole || bytes == 0) return;
+            GuardedMemory fromUpper(sourceBytes), fromLower(sourceBytes), upper(bytes + BilinearGroups::kSlack),
+                lower(bytes + BilinearGroups::kSlack), to(bytes);
+            fillRandom(fromUpper, random);
+            for (const bool isThere : {false, true}) {
+                fillRandom(fromLower, random);
+                const int f = 1 + static_cast<int>(random() % 255);
+                const qorvp::RowPair rows = {isThere ? nullptr : fromUpper.data(), fromLower.data(), upper.data(),
+                                             lower.data()};
+                const size_t blended = kernels.blendGroups(made.groups, rows, f, to.data());
+                const Bytes above = plainGroups(made.axis, made.channels, fromUpper.data(), made.groups);
+                const Bytes below = plainGroups(made.axis, made.channels, fromLower.data(), made.groups);
+                ASSERT_TRUE(beginsWith(upper, above));
+                ASSERT_TRUE(beginsWith(lower, below));
+                ASSERT_EQ(blended, bytes / 32 * 32);
+                Bytes expected(blended);
+                qorvp::plainBilinear().blendRows(above.data(), below.data(), f, expected.data(), blended);
+                ASSERT_TRUE(beginsWith(to, expected)) << made.axis.source() << " to " << made.axis.destination();
+            }
+        });
     }
 }
 
