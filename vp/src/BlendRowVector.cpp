@@ -31,10 +31,10 @@ HWY_INLINE Vector blended(Vector foreground, Vector mask, Vector background) {
     const auto middle = hn::Set(d, uint8_t{0x80});
     const Vector rest = hn::Sub(hn::Zero(d), mask), f = hn::Xor(foreground, middle), b = hn::Xor(background, middle);
     const auto lower =
-        addedProducts(hn::InterleaveLower(d, rest, mask), hn::BitCast(signedBytes, hn::InterleaveLower(d, b, f)));
+        pairSums(hn::InterleaveLower(d, rest, mask), hn::BitCast(signedBytes, hn::InterleaveLower(d, b, f)));
     const auto upper =
-        addedProducts(hn::InterleaveUpper(d, rest, mask), hn::BitCast(signedBytes, hn::InterleaveUpper(d, b, f)));
-    const auto mixed = packed(hn::ShiftRight<8>(lower), hn::ShiftRight<8>(upper));
+        pairSums(hn::InterleaveUpper(d, rest, mask), hn::BitCast(signedBytes, hn::InterleaveUpper(d, b, f)));
+    const auto mixed = packSignedBlocks(hn::ShiftRight<8>(lower), hn::ShiftRight<8>(upper));
     return hn::IfThenElse(hn::Eq(mask, hn::Zero(d)), background, hn::Xor(hn::BitCast(d, mixed), middle));
 }
 

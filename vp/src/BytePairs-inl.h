@@ -1,4 +1,4 @@
-// Included once for each instruction set.
+// Included once for each target, as the vector library's own headers are.
 #if defined(QORVP_BYTE_PAIRS_INL_H) == defined(HWY_TARGET_TOGGLE)
 #ifdef QORVP_BYTE_PAIRS_INL_H
 #undef QORVP_BYTE_PAIRS_INL_H
@@ -12,32 +12,48 @@ HWY_BEFORE_NAMESPACE();
 namespace qorvp {
 namespace HWY_NAMESPACE {
 
+// What the vector library lacks, for vectors of up to 32 bytes.
+#if HWY_TARGET <= HWY_SSSE3
+
 namespace hn = hwy::HWY_NAMESPACE;
 
-#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
-
-// Instructions of these processors that the vector library does not have. Each works within blocks of 16 bytes.
-using ByteVector = hn::Vec<hn::CappedTag<uint8_t, 32>>;
-using SignedByteVector = hn::Vec<hn::CappedTag<int8_t, 32>>;
-using ShortVector = hn::Vec<hn::CappedTag<int16_t, 16>>;
-
-// weights[2i] values[2i] + weights[2i + 1] values[2i + 1], cut to 16 bits.
-HWY_INLINE ShortVector addedProducts(ByteVector weights, SignedByteVector values) {
-#if HWY_TARGET <= HWY_AVX2
-    return ShortVector{_mm256_maddubs_epi16(weights.raw, values.raw)};
-#else
-    return ShortVector{_mm_maddubs_epi16(weights.raw, values.raw)};
-#endif
+// Each two neighbours times their factors, added up. A sum must be of 16 bits.
+template <size_t N>
+HWY_INLINE hn::Vec128<int16_t, N / 2> pairSums(hn::Vec128<uint8_t, N> bytes, hn::Vec128<int8_t, N> factors) {
+    return hn::Vec128<int16_t, N / 2>{_mm_maddubs_epi16(bytes.raw, factors.raw)};
 }
 
-// Of each block the values of the lower half, then those of the upper, cut to 8 bits.
-HWY_INLINE SignedByteVector packed(ShortVector lower, ShortVector upper) {
-#if HWY_TARGET <= HWY_AVX2
-    return SignedByteVector{_mm256_packs_epi16(lower.raw, upper.raw)};
-#else
-    return SignedByteVector{_mm_packs_epi16(lower.raw, upper.raw)};
-#endif
+// Words of 0..255 as bytes: the first vector's words of a block in its lower half, the second's in its upper half.
+HWY_INLINE hn::Vec128<uint8_t> packBlocks(hn::Vec128<int16_t> lower, hn::Vec128<int16_t> upper) {
+    return hn::Vec128<uint8_t>{_mm_packus_epi16(lower.raw, upper.raw)};
 }
+
+// The same for values of -128..127; those beyond are cut.
+HWY_INLINE hn::Vec128<int8_t> packSignedBlocks(hn::Vec128<int16_t> lower, hn::Vec128<int16_t> upper) {
+    return hn::Vec128<int8_t>{_mm_packs_epi16(lower.raw, upper.raw)};
+}
+
+// As packBlocks, all of the first vector before all of the second.
+HWY_INLINE hn::Vec128<uint8_t> pack(hn::Vec128<int16_t> first, hn::Vec128<int16_t> second) {
+    return packBlocks(first, second);
+}
+
+#if HWY_TARGET <= HWY_AVX2
+
+HWY_INLINE hn::Vec256<int16_t> pairSums(hn::Vec256<uint8_t> bytes, hn::Vec256<int8_t> factors) {
+    return hn::Vec256<int16_t>{_mm256_maddubs_epi16(bytes.raw, factors.raw)};
+}
+HWY_INLINE hn::Vec256<uint8_t> packBlocks(hn::Vec256<int16_t> lower, hn::Vec256<int16_t> upper) {
+    return hn::Vec256<uint8_t>{_mm256_packus_epi16(lower.raw, upper.raw)};
+}
+HWY_INLINE hn::Vec256<int8_t> packSignedBlocks(hn::Vec256<int16_t> lower, hn::Vec256<int16_t> upper) {
+    return hn::Vec256<int8_t>{_mm256_packs_epi16(lower.raw, upper.raw)};
+}
+HWY_INLINE hn::Vec256<uint8_t> pack(hn::Vec256<int16_t> first, hn::Vec256<int16_t> second) {
+    return hn::Vec256<uint8_t>{_mm256_permute4x64_epi64(packBlocks(first, second).raw, _MM_SHUFFLE(3, 1, 2, 0))};
+}
+
+#endif
 
 #endif
 

@@ -17,6 +17,10 @@ int64_t stepOf(int from, int to, int bits) {
     return static_cast<int64_t>(ratio * static_cast<float>(1 << bits));
 }
 
+size_t bytesOf(const Plane& plane) {
+    return static_cast<size_t>(plane.width) * static_cast<size_t>(plane.bytes);
+}
+
 uint8_t mixed(int a, int b, int weight) {
     return static_cast<uint8_t>((a * (kWholeWeight - weight) + b * weight + kHalfWeight) >> kWeightBits);
 }
@@ -48,15 +52,22 @@ int SteppedPositions::nearest(int i) const {
     return static_cast<int>(std::min<int64_t>((m_step / 2 + i * m_step) >> m_bits, m_last));
 }
 
+SteppedFactors steppedFactors(int weight) {
+    const auto low = static_cast<int8_t>(weight & 0xFF);
+    const int high = (weight - low) / 256;
+    return {{static_cast<int8_t>(high - 128), static_cast<int8_t>(-high)}, {static_cast<int8_t>(-1 - low), low}};
+}
+
 SteppedColumns SteppedColumns::nearest(const Plane& from, const Plane& to, int bits) {
     const SteppedPositions positions(from.width, to.width, bits);
     SteppedColumns columns;
-    columns.at.reserve(static_cast<size_t>(to.width) * static_cast<size_t>(to.bytes));
-    for (int x = 0; x < to.width; ++x) {
+    columns.at.resize(bytesOf(to));
+    for (int x = 0, i = 0; x < to.width; ++x) {
         const int index = positions.nearest(x);
-        for (int byte = 0; byte < to.bytes; ++byte) columns.at.push_back(index * to.bytes + byte);
+        for (int byte = 0; byte < to.bytes; ++byte, ++i) columns.at[i] = index * to.bytes + byte;
     }
     columns.findWindows(from);
+    columns.findPlaces();
     return columns;
 }
 
@@ -64,33 +75,57 @@ SteppedColumns SteppedColumns::weighted(const Plane& from, const Plane& to, int 
     const SteppedPositions positions(from.width, to.width, bits);
     SteppedColumns columns;
     columns.next = from.width > 1 ? from.bytes : 0;
-    columns.at.reserve(static_cast<size_t>(to.width) * static_cast<size_t>(to.bytes));
-    columns.weight.reserve(columns.at.capacity());
-    for (int x = 0; x < to.width; ++x) {
+    columns.at.resize(bytesOf(to));
+    columns.weight.resize(bytesOf(to));
+    for (int x = 0, i = 0; x < to.width; ++x) {
         SteppedPosition position = positions.weighted(x);
         // The last sample is the second of a pair, so that each has one behind it.
         if (position.index > 0 && position.index == from.width - 1) position = {position.index - 1, kWholeWeight};
-        for (int byte = 0; byte < to.bytes; ++byte) {
-            columns.at.push_back(position.index * to.bytes + byte);
-            columns.weight.push_back(static_cast<int16_t>(position.weight));
+        for (int byte = 0; byte < to.bytes; ++byte, ++i) {
+            columns.at[i] = position.index * to.bytes + byte;
+            columns.weight[i] = static_cast<int16_t>(position.weight);
         }
     }
     columns.findWindows(from);
+    columns.findPairs();
     return columns;
 }
 
 void SteppedColumns::findWindows(const Plane& from) {
-    const int last = from.width * from.bytes - static_cast<int>(kWindow) - next;
-    if (last < 0) return;
-    for (size_t begin = 0; begin + kGroup <= size(); begin += kGroup) {
-        const int base = std::min(at[begin], last);
-        if (at[begin + kGroup - 1] - base >= static_cast<int>(kWindow)) {
-            window.clear();
-            return;
-        }
-        window.push_back(base);
-        for (size_t i = begin; i < begin + kGroup; ++i)
-            lookup.push_back(static_cast<uint16_t>(0x8000 | (at[i] - base)));
+    const int rowBytes = from.width * from.bytes;
+    if (!findWindows(rowBytes, 16) && !findWindows(rowBytes, 32)) window.clear();
+}
+
+bool SteppedColumns::findWindows(int rowBytes, int bytes) {
+    windowBytes = bytes;
+    window.resize(size() / kGroup);
+    for (size_t group = 0; group < window.size(); ++group) {
+        const size_t first = group * kGroup;
+        window[group] = std::min(at[first], rowBytes - bytes);
+        if (window[group] < 0 || at[first + kGroup - 1] + next - window[group] >= bytes) return false;
+    }
+    return true;
+}
+
+void SteppedColumns::findPlaces() {
+    lookup.resize(window.size() * kGroup);
+    for (size_t i = 0; i < lookup.size(); ++i) lookup[i] = static_cast<uint8_t>(at[i] - window[i / kGroup]);
+}
+
+void SteppedColumns::findPairs() {
+    const size_t count = window.size() * kGroup;
+    lookup.resize(count * 2);
+    negativeHigh.resize(count * 2);
+    low.resize(count * 2);
+    const auto second = static_cast<uint8_t>(next);
+    uint8_t* place = lookup.data();
+    int8_t *high = negativeHigh.data(), *rest = low.data();
+    for (size_t i = 0; i < count; ++i, place += 2, high += 2, rest += 2) {
+        place[0] = static_cast<uint8_t>(at[i] - window[i / kGroup]);
+        place[1] = static_cast<uint8_t>(place[0] + second);
+        const SteppedFactors factors = steppedFactors(weight[i]);
+        std::copy_n(factors.negativeHigh, 2, high);
+        std::copy_n(factors.low, 2, rest);
     }
 }
 

@@ -37,11 +37,18 @@ class SteppedPositions {
     const int64_t m_step;
 };
 
+// A pair's weights in two parts each, so that bytes times one part of both add up to 16 bits: 256 * high + low is the
+// weight, low in -128..127, high in 0..128.
+struct SteppedFactors {
+    int8_t negativeHigh[2];  // of the first and the second of the pair
+    int8_t low[2];
+};
+SteppedFactors steppedFactors(int weight);
+
 // What makes a row of the destination from one of the source, the same for each row of a plane. A sample is taken byte
 // by byte.
 struct SteppedColumns {
-    static constexpr size_t kGroup = 8;    // bytes of the destination that are made together
-    static constexpr size_t kWindow = 16;  // bytes of the source that they come from
+    static constexpr size_t kGroup = 8;  // bytes of the destination that are made together
 
     // Of the nearest samples.
     static SteppedColumns nearest(const Plane& from, const Plane& to, int bits);
@@ -54,13 +61,19 @@ struct SteppedColumns {
     std::vector<int32_t> at;      // for each byte of the destination, the first of its pair in the source's row
     std::vector<int16_t> weight;  // for each byte, or empty; of the second of its pair
 
-    // For each whole group, the beginning of a window of the row. Both it and the one `next` bytes further lie in the
-    // row. Empty when some group comes from more than one window.
+    // For each whole group, the beginning of a window of the row that has all its bytes. Empty when some group does not
+    // come from one of 32 bytes; then there is nothing of the rest either.
     std::vector<int32_t> window;
-    std::vector<uint16_t> lookup;  // for each byte in a group, its place in the window; the high byte is 0x80
+    int windowBytes = 0;               // 16 or 32, as few as do
+    std::vector<uint8_t> lookup;       // for each byte of a group, its place in the window, or those of its pair
+    std::vector<int8_t> negativeHigh;  // for each byte of a pair
+    std::vector<int8_t> low;
 
   private:
     void findWindows(const Plane& from);
+    bool findWindows(int rowBytes, int bytes);
+    void findPlaces();
+    void findPairs();
 };
 
 // A row of as many bytes as the columns have. No byte of it is one of the source's.

@@ -55,7 +55,8 @@ class Rows {
 template <class Check>
 void forManyWidths(Check check) {
     for (int width = 1; width <= 130; ++width) {
-        for (const int to : {width, width * 3 / 4, width * 3 / 2, width * 2, width / 2, width * 2 / 5, 1, 64, 129})
+        for (const int to : {width, width * 3 / 4, width * 3 / 2, width * 2, width / 2, width * 2 / 5, width / 4,
+                             width / 7, 1, 64, 129})
             if (to > 0) check(width, to);
     }
 }
@@ -140,23 +141,35 @@ TEST(SteppedColumnsTest, WindowsLieInTheRow) {
             const Plane source = {nullptr, 0, width, 1, bytes}, destination = {nullptr, 0, to, 1, bytes};
             const SteppedColumns columns = SteppedColumns::weighted(source, destination, 15);
             for (const int32_t window : columns.window)
-                ASSERT_TRUE(window >= 0 && window + columns.next + 16 <= width * bytes) << width << " to " << to;
+                ASSERT_TRUE(window >= 0 && window + columns.windowBytes <= width * bytes) << width << " to " << to;
             found += columns.window.size();
         }
     });
     EXPECT_GT(found, 0u);
 }
 
-TEST(SteppedColumnsTest, WindowsReachATwofoldStep) {
+TEST(SteppedColumnsTest, WindowsReachAFourfoldStep) {
     for (const int bytes : {1, 2}) {
         const Plane from = {nullptr, 0, 1280, 1, bytes};
-        for (const int width : {640, 960, 1280, 1920}) {
+        for (const auto& [width, window] :
+             {std::pair{1920, 16}, {1280, 16}, {960, 16}, {640, 16}, {480, 32}, {320, 32}}) {
             const Plane to = {nullptr, 0, width, 1, bytes};
-            EXPECT_EQ(SteppedColumns::weighted(from, to, 15).window.size(), static_cast<size_t>(width * bytes / 8));
-            EXPECT_EQ(SteppedColumns::nearest(from, to, 16).window.size(), static_cast<size_t>(width * bytes / 8));
+            const auto groups = static_cast<size_t>(width * bytes / 8);
+            const SteppedColumns weighted = SteppedColumns::weighted(from, to, 15);
+            EXPECT_EQ(weighted.window.size(), groups) << width;
+            EXPECT_EQ(weighted.windowBytes, window) << width;
+            EXPECT_EQ(SteppedColumns::nearest(from, to, 16).window.size(), groups) << width;
         }
-        const Plane narrow = {nullptr, 0, 320, 1, bytes};
+        const Plane narrow = {nullptr, 0, 160, 1, bytes};
         EXPECT_TRUE(SteppedColumns::weighted(from, narrow, 15).window.empty());
+    }
+}
+
+TEST(SteppedFactorsTest, PartsMakeTheWeights) {
+    for (int weight = 0; weight <= 0x7FFF; ++weight) {
+        const qorvp::SteppedFactors factors = qorvp::steppedFactors(weight);
+        ASSERT_EQ(factors.low[0] - 256 * factors.negativeHigh[0], 0x7FFF - weight);
+        ASSERT_EQ(factors.low[1] - 256 * factors.negativeHigh[1], weight);
     }
 }
 
