@@ -6,7 +6,6 @@
 
 #include "qorvp/Format.h"
 #include "vp/src/Planes.h"
-#include "vp/src/Turn.h"
 
 namespace qorvp {
 
@@ -45,27 +44,20 @@ std::optional<PixelLayout> pixelsOf(uint32_t format) {
     }
 }
 
-// The same rows in the opposite order.
-Plane flipped(Plane plane) {
-    plane.data = plane.row(plane.height - 1);
-    plane.stride = -plane.stride;
-    return plane;
-}
-
-// Writes each row of `to` with `write(y)`, then turns it round if it is to be mirrored.
+// Writes each row of `to` with `write(y)`, then turns it round if there is a way to.
 template <class Write>
-void writeRows(const Plane& to, int width, int height, bool mirrored, Write write) {
+void writeRows(const Plane& to, int width, int height, RowMirror mirror, Write write) {
     for (int y = 0; y < height; ++y) {
         write(y);
-        if (mirrored) mirrorRow(to.row(y), width, to.bytes);
+        if (mirror) mirror(to.row(y), width, to.bytes);
     }
 }
 
 // From video whose planes are U before V to a destination of the same order.
 class Conversion {
   public:
-    Conversion(const Planes& from, ChromaLayout chroma, const Planes& to, bool mirrored)
-        : m_from(from), m_to(to), m_chroma(chroma), m_mirrored(mirrored) {}
+    Conversion(const Planes& from, ChromaLayout chroma, const Planes& to, RowMirror mirror)
+        : m_from(from), m_to(to), m_chroma(chroma), m_mirror(mirror) {}
 
     void toPixels(PixelLayout layout, YuvKernels kernels) const {
         const YuvKernel convert = kernels(m_chroma, layout);
@@ -74,9 +66,9 @@ class Conversion {
         for (int y = 0; y < luma.height; y += 2) {
             convert({luma.row(y), luma.stride, u.row(y / 2), planar ? v.row(y / 2) : nullptr, to.row(y), to.stride,
                      luma.width});
-            if (!m_mirrored) continue;
-            mirrorRow(to.row(y), luma.width, to.bytes);
-            mirrorRow(to.row(y + 1), luma.width, to.bytes);
+            if (!m_mirror) continue;
+            m_mirror(to.row(y), luma.width, to.bytes);
+            m_mirror(to.row(y + 1), luma.width, to.bytes);
         }
     }
 
@@ -95,9 +87,9 @@ class Conversion {
   private:
     void copy(int index) const {
         Plane from = m_from.plane[index], to = m_to.plane[index];
-        if (!m_mirrored) joinRows({&from, &to});
+        if (!m_mirror) joinRows({&from, &to});
         const auto bytes = static_cast<size_t>(from.width) * static_cast<size_t>(from.bytes);
-        writeRows(to, from.width, from.height, m_mirrored, [&](int y) { std::memcpy(to.row(y), from.row(y), bytes); });
+        writeRows(to, from.width, from.height, m_mirror, [&](int y) { std::memcpy(to.row(y), from.row(y), bytes); });
     }
     void copyChroma() const {
         for (int index = 1; index < m_from.count; ++index) copy(index);
@@ -105,32 +97,32 @@ class Conversion {
     void interleave(ChromaLayout layout, const ChromaKernels& kernels) const {
         Plane first = m_from.plane[1], second = m_from.plane[2], pairs = m_to.plane[1];
         if (layout == ChromaLayout::kVu) std::swap(first, second);
-        if (!m_mirrored) joinRows({&first, &second, &pairs});
-        writeRows(pairs, first.width, first.height, m_mirrored,
+        if (!m_mirror) joinRows({&first, &second, &pairs});
+        writeRows(pairs, first.width, first.height, m_mirror,
                   [&](int y) { kernels.interleaveRow(first.row(y), second.row(y), pairs.row(y), first.width); });
     }
     void separate(const ChromaKernels& kernels) const {
         Plane pairs = m_from.plane[1], first = m_to.plane[1], second = m_to.plane[2];
         if (m_chroma == ChromaLayout::kVu) std::swap(first, second);
-        if (!m_mirrored) joinRows({&pairs, &first, &second});
+        if (!m_mirror) joinRows({&pairs, &first, &second});
         for (int y = 0; y < pairs.height; ++y) {
             kernels.separateRow(pairs.row(y), first.row(y), second.row(y), pairs.width);
-            if (!m_mirrored) continue;
-            mirrorRow(first.row(y), pairs.width, 1);
-            mirrorRow(second.row(y), pairs.width, 1);
+            if (!m_mirror) continue;
+            m_mirror(first.row(y), pairs.width, 1);
+            m_mirror(second.row(y), pairs.width, 1);
         }
     }
     void exchange(const ChromaKernels& kernels) const {
         Plane from = m_from.plane[1], to = m_to.plane[1];
-        if (!m_mirrored) joinRows({&from, &to});
-        writeRows(to, from.width, from.height, m_mirrored,
+        if (!m_mirror) joinRows({&from, &to});
+        writeRows(to, from.width, from.height, m_mirror,
                   [&](int y) { kernels.exchangeRow(from.row(y), to.row(y), from.width); });
     }
 
     const Planes& m_from;
     const Planes& m_to;
     const ChromaLayout m_chroma;
-    const bool m_mirrored;
+    const RowMirror m_mirror;  // null for rows that stay as they are
 };
 
 // The planes of the first width x height pixels, rows as they lie in memory, U before V.
@@ -144,7 +136,8 @@ std::optional<Planes> uprightPlanes(VpImage image, int32_t width, int32_t height
 
 }  // namespace
 
-CConverter::CConverter(uint32_t features) : m_yuvKernels(yuvKernels(features)), m_chroma(chromaKernels(features)) {}
+CConverter::CConverter(uint32_t features)
+    : m_yuvKernels(yuvKernels(features)), m_chroma(chromaKernels(features)), m_turns(turnKernels(features)) {}
 
 int32_t CConverter::Process(uint32_t, VpImage* source, VpImage* destination) {
     if (!source || !destination) return kErrorArgument;
@@ -166,7 +159,7 @@ int32_t CConverter::Process(uint32_t, VpImage* source, VpImage* destination) {
     const bool turned = degrees == 180;
     const bool flip = ((source->format ^ destination->format) & kBottomUp) != 0;
     if (flip != turned) std::transform(from->plane, from->plane + from->count, from->plane, flipped);
-    const Conversion conversion(*from, *chroma, *to, turned);
+    const Conversion conversion(*from, *chroma, *to, turned ? m_turns.mirrorRow : nullptr);
     if (video)
         conversion.toVideo(*video, m_chroma);
     else

@@ -3,6 +3,7 @@
 #include "vp/src/ChromaMoves.h"
 #include "vp/src/Features.h"
 #include "vp/src/ParameterStrategy.h"
+#include "vp/src/Turn.h"
 #include "vp/src/YuvToRgb.h"
 
 namespace qorvp {
@@ -25,6 +26,7 @@ class CConverter : public ParameterStrategy<int32_t> {
   private:
     const YuvKernels m_yuvKernels;
     const ChromaKernels m_chroma;
+    const TurnKernels m_turns;
 };
 
 }  // namespace qorvp

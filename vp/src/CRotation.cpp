@@ -2,22 +2,19 @@
 
 #include "qorvp/Format.h"
 #include "vp/src/Planes.h"
-#include "vp/src/Turn.h"
 
 namespace qorvp {
 
 namespace {
 
-using PlaneTurn = void (*)(const Plane& from, const Plane& to);
-
-PlaneTurn turnOf(int32_t degrees) {
+PlaneTurn turnBy(int32_t degrees, const TurnKernels& turns) {
     switch (degrees) {
         case 90:
-            return turn90;
+            return turns.by90;
         case 180:
-            return turn180;
+            return turns.by180;
         case 270:
-            return turn270;
+            return turns.by270;
         default:
             return nullptr;
     }
@@ -25,10 +22,12 @@ PlaneTurn turnOf(int32_t degrees) {
 
 }  // namespace
 
+CRotation::CRotation(uint32_t features) : m_turns(turnKernels(features)) {}
+
 int32_t CRotation::Process(uint32_t, VpImage* source, VpImage* destination) {
     if (!source || !destination) return kErrorArgument;
     const int32_t degrees = m_parameter;
-    const PlaneTurn turn = turnOf(degrees);
+    const PlaneTurn turn = turnBy(degrees, m_turns);
     const bool turned = isFormat(source->format) && formatOf(source->format) != kFormatGrey;
     if (!turn || !turned) return kErrorUnsupported;
     const bool across = degrees != 180;

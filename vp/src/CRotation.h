@@ -1,6 +1,8 @@
 #pragma once
 
+#include "vp/src/Features.h"
 #include "vp/src/ParameterStrategy.h"
+#include "vp/src/Turn.h"
 
 namespace qorvp {
 
@@ -9,7 +11,12 @@ namespace qorvp {
 // for planes that are missing, rows longer than their stride or a destination of another size.
 class CRotation : public ParameterStrategy<int32_t> {
   public:
+    explicit CRotation(uint32_t features = processorFeatures());
+
     int32_t Process(uint32_t number, VpImage* source, VpImage* destination) override;
+
+  private:
+    const TurnKernels m_turns;
 };
 
 }  // namespace qorvp

@@ -55,11 +55,7 @@ Plane planeOf(const VpImage& image, int index, const PlaneLayout& layout) {
     Plane plane = {image.planes[index], index == 0 ? image.stride0 : image.stride1, image.width >> layout.shift,
                    image.height >> layout.shift, layout.bytes};
     const bool bottomUp = (image.format & kBottomUp) != 0 && plane.height > 0;
-    if (bottomUp && plane.data) {
-        plane.data = plane.row(plane.height - 1);
-        plane.stride = -plane.stride;
-    }
-    return plane;
+    return bottomUp && plane.data ? flipped(plane) : plane;
 }
 
 bool isSound(const VpImage& image, int index, const Plane& plane) {
@@ -99,6 +95,12 @@ bool shareBytes(const Plane& a, const Plane& b) {
 }
 
 }  // namespace
+
+Plane flipped(Plane plane) {
+    plane.data = plane.row(plane.height - 1);
+    plane.stride = -plane.stride;
+    return plane;
+}
 
 std::optional<Planes> planesOf(const VpImage& image) {
     const std::optional<Layout> layout = layoutOf(image.format);

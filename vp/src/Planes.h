@@ -21,6 +21,9 @@ struct Plane {
     uint8_t* row(int y) const { return data + y * stride; }
 };
 
+// The same rows in the opposite order.
+Plane flipped(Plane plane);
+
 struct Planes {
     Plane plane[3];
     int count;
