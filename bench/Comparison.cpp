@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <ctime>
 #include <random>
 
 namespace zelbench {
@@ -11,15 +12,24 @@ namespace {
 
 constexpr size_t kQuickOneIn = 4;
 
+double microsecondsOn(Clock clock) {
+    if (clock == Clock::Wall) {
+        const auto now = std::chrono::steady_clock::now().time_since_epoch();
+        return std::chrono::duration<double, std::micro>(now).count();
+    }
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) * 1e6 + static_cast<double>(now.tv_nsec) / 1e3;
+}
+
 Samples runBlock(const Blocks& blocks, const Operation& operation) {
     for (int count = 0; count < blocks.warmUp; ++count) operation();
     Samples samples;
     samples.reserve(blocks.operations);
     for (int count = 0; count < blocks.operations; ++count) {
-        const auto start = std::chrono::steady_clock::now();
+        const double start = microsecondsOn(blocks.clock);
         operation();
-        const std::chrono::duration<double, std::micro> elapsed = std::chrono::steady_clock::now() - start;
-        samples.push_back(elapsed.count());
+        samples.push_back(microsecondsOn(blocks.clock) - start);
     }
     return samples;
 }

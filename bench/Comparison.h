@@ -21,17 +21,21 @@ struct Comparison {
     double spread = 0;                   // of our blocks' medians: (largest - smallest) / median
 };
 
+// Time as it passes, or the calling thread's time on a processor: the turns of others do not count in that.
+enum class Clock { Wall, Thread };
+
 // Many short blocks: a shared machine changes its speed within tenths of a second, and the two blocks of a pair are to
 // find it alike.
 struct Blocks {
     int repeats = 201;    // pairs of blocks
     int operations = 12;  // timed in each block
     int warmUp = 4;       // not timed, before each block
+    Clock clock = Clock::Wall;
 
     // The same for operations of microseconds: blocks of some milliseconds again.
-    Blocks ofExchanges() const { return {repeats, operations * 5, warmUp * 5}; }
+    Blocks ofExchanges() const { return {repeats, operations * 5, warmUp * 5, clock}; }
     // And for operations of tens of milliseconds.
-    Blocks ofLongOperations() const { return {repeats / 3, operations / 3, warmUp / 4}; }
+    Blocks ofLongOperations() const { return {repeats / 3, operations / 3, warmUp / 4, clock}; }
 };
 
 using Operation = std::function<void()>;

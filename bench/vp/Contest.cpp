@@ -3,17 +3,20 @@
 #include <algorithm>
 #include <cstring>
 
+#include "bench/vp/Image.h"
+
 namespace zelbench::vp {
 
 namespace {
 
 constexpr double kBlockMicroseconds = 2000;  // of the slowest side
-constexpr int kMostOperations = 20;
+constexpr int kLeastOperations = 3;
+constexpr int kMostOperations = 21;
 constexpr int kLeastRounds = 15;
 constexpr int kMostRounds = 201;
 
 double microsecondsOf(const Operation& operation) {
-    const Blocks once{1, 3, 1};
+    const Blocks once{1, kLeastOperations, 1, Clock::Thread};
     return percentile(timeInTurn(once, {operation})[0][0], 0.5);
 }
 
@@ -24,9 +27,10 @@ Blocks blocksFor(const std::vector<Operation>& operations, double seconds) {
         round += once;
         slowest = std::max(slowest, once);
     }
-    Blocks blocks;
-    blocks.warmUp = 1;
-    blocks.operations = static_cast<int>(std::clamp<double>(kBlockMicroseconds / slowest, 2, kMostOperations));
+    const double operationsOfBlock =
+        std::clamp<double>(kBlockMicroseconds / slowest, kLeastOperations, kMostOperations);
+    // An odd number has a median.
+    Blocks blocks{0, static_cast<int>(operationsOfBlock) | 1, 1, Clock::Thread};
     const double rounds = seconds * 1e6 / (round * (blocks.warmUp + blocks.operations));
     blocks.repeats = static_cast<int>(std::clamp<double>(rounds, kLeastRounds, kMostRounds));
     return blocks;
@@ -46,9 +50,8 @@ void Contest::admit(const Rival& rival, const Operation& check) {
 
 ContestFigures hold(const Contest& contest, double seconds) {
     const size_t half = contest.bytes / 2;
-    const std::vector<uint8_t> source(half, 1);
-    std::vector<uint8_t> copy(half, 2);
-    std::vector<Operation> operations = {contest.ours, [&] { std::memcpy(copy.data(), source.data(), half); }};
+    const AlignedBytes source = alignedBytes(half), copy = alignedBytes(half);
+    std::vector<Operation> operations = {contest.ours, [&] { std::memcpy(copy.get(), source.get(), half); }};
     for (const Rival& rival : contest.rivals) operations.push_back(rival.operation);
 
     const std::vector<TimedBlocks> times = timeInTurn(blocksFor(operations, seconds), operations);

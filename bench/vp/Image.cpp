@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <new>
 #include <random>
 #include <stdexcept>
 
@@ -44,16 +45,21 @@ std::vector<float> shades(int count, float step, float edge) {
 
 }  // namespace
 
+AlignedBytes alignedBytes(size_t count) {
+    const size_t whole = (count + kAlignment - 1) / kAlignment * kAlignment;
+    AlignedBytes bytes(static_cast<uint8_t*>(std::aligned_alloc(kAlignment, whole)));
+    if (!bytes) throw std::bad_alloc();
+    std::memset(bytes.get(), 0, whole);
+    return bytes;
+}
+
 Image::Image(uint32_t format, int width, int height) : mFormat(format) {
     const FormatEntry& entry = entryOf(format);
     mPlanes.push_back({nullptr, width * entry.bytes, width, height, entry.bytes});
     for (int left = 2; entry.chromaBytes != 0 && left > 0; left -= entry.chromaBytes)
         mPlanes.push_back({nullptr, width / 2 * entry.chromaBytes, width / 2, height / 2, entry.chromaBytes});
     for (const Plane& plane : mPlanes) mBytes += static_cast<size_t>(plane.stride) * static_cast<size_t>(plane.height);
-    const size_t whole = (mBytes + kAlignment - 1) / kAlignment * kAlignment;
-    mMemory.reset(static_cast<uint8_t*>(std::aligned_alloc(kAlignment, whole)));
-    if (!mMemory) throw std::bad_alloc();
-    std::memset(mMemory.get(), 0, whole);
+    mMemory = alignedBytes(mBytes);
     uint8_t* place = mMemory.get();
     for (Plane& plane : mPlanes) {
         plane.data = place;

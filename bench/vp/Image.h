@@ -21,6 +21,14 @@ struct Plane {
     uint8_t* row(int y) const { return data + static_cast<ptrdiff_t>(y) * stride; }
 };
 
+struct Free {
+    void operator()(uint8_t* memory) const { std::free(memory); }
+};
+using AlignedBytes = std::unique_ptr<uint8_t, Free>;
+
+// Zeros that begin at a multiple of 64 bytes. Raises std::bad_alloc.
+AlignedBytes alignedBytes(size_t count);
+
 // An image in memory of its own that begins at a multiple of 64 bytes: plane behind plane and row behind row, without
 // padding. Zeros at first. Whoever has the image may write its samples.
 class Image {
@@ -45,14 +53,10 @@ class Image {
     void fillScene(uint32_t seed);
 
   private:
-    struct Free {
-        void operator()(uint8_t* memory) const { std::free(memory); }
-    };
-
     uint32_t mFormat;
     std::vector<Plane> mPlanes;
     size_t mBytes = 0;
-    std::unique_ptr<uint8_t, Free> mMemory;
+    AlignedBytes mMemory;
 };
 
 // "BGRA", "I420".

@@ -17,7 +17,7 @@ constexpr uint8_t kSteppedBilinear = 0;  // the stepped one's parameter
 
 // Means over noise. Samples that lie elsewhere, by the corners and not by the centres, differ by 16 and more; libyuv
 // lays the centres of the outermost samples on each other when it enlarges, so that they drift by a sixth of a sample.
-constexpr double kMostFromOpenCv = 1;
+constexpr double kMostFromOpenCv = 1.5;
 constexpr double kMostFromLibyuv = 2;
 constexpr double kMostFromLibyuvEnlarged = 12;
 
