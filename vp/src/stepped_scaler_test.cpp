@@ -206,8 +206,8 @@ TEST(SteppedScalerTest, LongestRowsAreScaled) {
                                               {Size{40959, 1}, Size{40960, 1}},
                                               {Size{2, 1}, Size{40960, 1}}}) {
         TestImage from(31, source.width, source.height), to(31, destination.width, destination.height);
-        const std::vector<uint8_t> bytes = from.bytes();
-        for (size_t i = 0; i < bytes.size(); ++i) from.image().planes[0][i] = static_cast<uint8_t>(i * 7 + i / 256);
+        const size_t count = from.bytes().size();
+        for (size_t i = 0; i < count; ++i) from.image().planes[0][i] = static_cast<uint8_t>(i * 7 + i / 256);
         for (const uint8_t mode : kModes) {
             ASSERT_EQ(scale(scaler, mode, from, to), kOk);
             EXPECT_EQ(to.samples(), scaled(mode, from, to)) << source.width << " to " << destination.width;
