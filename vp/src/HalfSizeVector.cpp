@@ -21,6 +21,8 @@ HalfSizeKernels vectorHalfSize() {
 
 #else
 
+namespace {
+
 // Samples of one channel that lie beside each other come to lie so in memory too.
 struct Luma {
     template <class D>
@@ -98,6 +100,8 @@ template <size_t kBytes>
 HalfSizeKernel wholeKernel() {
     return {halveWhole<Luma, kBytes>, halveWhole<Pairs, kBytes>};
 }
+
+}  // namespace
 
 HalfSizeKernels vectorHalfSize() {
     return {{wholeKernel<32>(), wholeKernel<16>(), wholeKernel<8>(), {halveAny<Luma>, halveAny<Pairs>}}};

@@ -14,11 +14,13 @@ namespace HWY_NAMESPACE {
 // A processor with less is served by the plain forms.
 #if HWY_TARGET > HWY_SSSE3
 
-SteppedForms vectorForms() {
+SteppedForms steppedForms() {
     return plainSteppedForms();
 }
 
 #else
+
+namespace {
 
 using Bytes = hn::CappedTag<uint8_t, 32>;
 using Factors = hn::RebindToSigned<Bytes>;
@@ -138,7 +140,9 @@ void mix(const uint8_t* above, const uint8_t* below, int weight, size_t bytes, u
     plainSteppedForms().mix(above + i, below + i, weight, bytes - i, to + i);
 }
 
-SteppedForms vectorForms() {
+}  // namespace
+
+SteppedForms steppedForms() {
     return {nearestRow, weightedRow, mix};
 }
 
@@ -152,11 +156,11 @@ HWY_AFTER_NAMESPACE();
 
 namespace qorvp {
 
-HWY_EXPORT(vectorForms);
+HWY_EXPORT(steppedForms);
 
 SteppedForms vectorSteppedForms(uint32_t features) {
     const std::optional<size_t> form = vectorForm(features);
-    return form ? HWY_DISPATCH_TABLE(vectorForms)[*form]() : plainSteppedForms();
+    return form ? HWY_DISPATCH_TABLE(steppedForms)[*form]() : plainSteppedForms();
 }
 
 }  // namespace qorvp
