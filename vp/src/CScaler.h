@@ -8,11 +8,11 @@ namespace qorvp {
 
 // Scales the source's region, from cropX and cropY to its width and height, to the whole destination, whose crop is not
 // looked at: bilinear, first along the rows, then between them, with positions as ScaleAxis has them. The crop counts
-// from the top, for rows that lie bottom-up too. Both images have one format and share no byte.
+// from the top, for rows that lie bottom-up too.
 //
 // kErrorUnsupported for format 1 or one that is none. kErrorArgument for planes that are missing, rows longer than
-// their stride, sizes outside 1..kLargestSide, a crop outside the source, formats that differ, and for 4:2:0 formats an
-// odd width, height or crop.
+// their stride, sizes outside 1..kLargestSide, a crop outside the source, formats that differ, planes that share bytes,
+// and for 4:2:0 formats an odd width, height or crop.
 class CScaler : public IStrategy {
   public:
     explicit CScaler(uint32_t features = processorFeatures());

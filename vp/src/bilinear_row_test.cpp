@@ -172,6 +172,7 @@ TEST(BilinearKernelsTest, OnlyTheWordsAvx2BringsGroups) {
         const BilinearKernels kernels = qorvp::bilinearKernels(set.features);
         EXPECT_EQ(kernels.groups != nullptr, (set.features & qorvp::kAvx2) != 0) << set.name;
         EXPECT_EQ(kernels.blendGroups != nullptr, (set.features & qorvp::kAvx2) != 0) << set.name;
+        EXPECT_EQ(qorvp::bilinearKernels(set.features & ~qorvp::kAvx2).groups, nullptr) << set.name;
     }
 }
 
