@@ -23,12 +23,26 @@ namespace HWY_NAMESPACE {
 // bytes are mirrored a vector at a time.
 template <int bytes>
 class Mirror {
-    static constexpr int kLanes = static_cast<int>(hn::MaxLanes(Blocks())) / bytes;
+    static constexpr int kBytes = static_cast<int>(hn::MaxLanes(Blocks()));
+    static constexpr int kLanes = kBytes / bytes;
 
   public:
     static constexpr int kLeastWidth = kLanes;
 
+    // Several vectors at a time wait for memory together.
     static HWY_INLINE void copy(const uint8_t* from, uint8_t* to, int width) {
+        const bool done = forEachVector(width, kLanes * 4, [=](int x) HWY_ATTR {
+            const uint8_t* const end = from + (width - x) * bytes;
+            const auto first = load(end - kBytes), second = load(end - kBytes * 2), third = load(end - kBytes * 3),
+                       fourth = load(end - kBytes * 4);
+            const Blocks d;
+            uint8_t* const out = to + x * bytes;
+            hn::StoreU(first, d, out);
+            hn::StoreU(second, d, out + kBytes);
+            hn::StoreU(third, d, out + kBytes * 2);
+            hn::StoreU(fourth, d, out + kBytes * 3);
+        });
+        if (done) return;
         forEachVector(width, kLanes, [=](int x) HWY_ATTR {
             hn::StoreU(load(from + (width - kLanes - x) * bytes), Blocks(), to + x * bytes);
         });
