@@ -35,11 +35,11 @@ const FormatEntry& entryOf(uint32_t format) {
     throw std::invalid_argument("there is no format " + std::to_string(format));
 }
 
-// Half a wave over `count` samples, and what lies on it: an edge each 97.
-std::vector<float> shades(int count, float step, float edge) {
+// A soft wave over `count` samples, and an edge each 97.
+std::vector<float> shades(int count, float step) {
     std::vector<float> result;
     for (int i = 0; i < count; ++i)
-        result.push_back(std::sin(static_cast<float>(i) * step) + (i / 97 % 2 == 0 ? edge : -edge));
+        result.push_back(0.4f * std::sin(static_cast<float>(i) * step) + (i / 97 % 2 == 0 ? 0.8f : -0.8f));
     return result;
 }
 
@@ -93,8 +93,8 @@ void Image::fillRandomVideo(uint32_t seed) {
 void Image::fillScene(uint32_t seed) {
     std::mt19937 random(seed);
     for (const Plane& plane : mPlanes) {
-        const std::vector<float> across = shades(plane.stride, 0.013f, 0.2f);
-        const std::vector<float> down = shades(plane.height, 0.021f, 0.3f);
+        const std::vector<float> across = shades(plane.stride, 0.013f);
+        const std::vector<float> down = shades(plane.height, 0.021f);
         for (int y = 0; y < plane.height; ++y)
             for (int x = 0; x < plane.stride; ++x) {
                 const float shade = across[static_cast<size_t>(x)] + down[static_cast<size_t>(y)];

@@ -14,8 +14,12 @@ namespace {
 
 void printHeading() {
     std::printf("%-34s %8s %8s %8s %8s  %-20s\n", "", "ours", "", "libyuv", "OpenCV", "ours / the quicker");
-    std::printf("%-34s %8s %8s %8s %8s  %-20s %7s %7s  %s\n", "what, in us", "p50", "p99", "p50", "p50",
-                "[95 % interval]", "spread", "of copy", "goal");
+    std::printf("%-34s %8s %8s %8s %8s  %-20s %6s %5s %5s  %s\n", "what, in us", "p50", "p99", "p50", "p50",
+                "[95 % interval]", "spread", "GB/s", "copy", "goal");
+}
+
+double gigabytesPerSecond(size_t bytes, double microseconds) {
+    return static_cast<double>(bytes) / 1000 / microseconds;
 }
 
 template <class... Values>
@@ -79,9 +83,12 @@ void Table::Row::print() const {
     }
     const std::string ratio =
         rivals.empty() ? "-" : formatted("%.3f [%.3f %.3f]", quickest.ratio, quickest.ratioLow, quickest.ratioHigh);
-    std::printf("%-34s %8.1f %8.1f %8s %8s  %-20s %5.1f %% %5.1f %%  %s\n", what.c_str(), quickest.oursP50,
+    std::printf("%-34s %8.1f %8.1f %8s %8s  %-20s %4.0f %% %5.1f %3.0f %%  %s\n", what.c_str(), quickest.oursP50,
                 quickest.oursP99, rivalP50(kLibyuv).c_str(), rivalP50(kOpenCv).c_str(), ratio.c_str(),
-                quickest.spread * 100, figures.copyShare * 100, verdict());
+                quickest.spread * 100, gigabytesPerSecond(bytes, quickest.oursP50), figures.copyShare * 100, verdict());
+    const bool inColumn =
+        rivals.empty() || rivals[figures.quickestRival] == kLibyuv || rivals[figures.quickestRival] == kOpenCv;
+    if (!inColumn) std::printf("    %s\n", explanation().c_str());
 }
 
 std::string Table::Row::json() const {
@@ -93,8 +100,9 @@ std::string Table::Row::json() const {
         out << (index == 0 ? "" : ", ") << quoted(rivals[index]) << ": " << figures.rivalP50[index];
     out << "}, \"ratio\": " << quickest.ratio << ", \"ratioLow\": " << quickest.ratioLow
         << ", \"ratioHigh\": " << quickest.ratioHigh << ", \"spread\": " << quickest.spread << ", \"bytes\": " << bytes
-        << ", \"copyP50\": " << figures.copyP50 << ", \"copyShare\": " << figures.copyShare
-        << ", \"goal\": " << quoted(goal()) << ", \"reached\": "
+        << ", \"gigabytesPerSecond\": " << gigabytesPerSecond(bytes, quickest.oursP50)
+        << ", \"copyGigabytesPerSecond\": " << gigabytesPerSecond(bytes, figures.copyP50)
+        << ", \"copyShare\": " << figures.copyShare << ", \"goal\": " << quoted(goal()) << ", \"reached\": "
         << (!hasGoal()  ? "null"
             : reached() ? "true"
                         : "false")
