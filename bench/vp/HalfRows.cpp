@@ -7,12 +7,11 @@
 #include "bench/vp/Reference.h"
 #include "bench/vp/Rows.h"
 #include "qorvp/Format.h"
+#include "qorvp/Parameters.h"
 
 namespace zelbench::vp {
 
 namespace {
-
-constexpr uint32_t kHalfSize = 5;  // the strategy's number
 
 void halveByLibyuv(const std::vector<Plane>& from, const std::vector<Plane>& to) {
     libyuv::NV12Scale(from[0].data, from[0].stride, from[1].data, from[1].stride, from[0].width, from[0].height,
@@ -34,7 +33,7 @@ Contest prepare(FrameSize size) {
     Contest contest;
     contest.bytes = stage->source.bytes() + stage->ours.bytes();
     contest.goals.leastCopyShare = 0.6;
-    contest.ours = [stage] { stage->library.process(kHalfSize, stage->source, stage->ours); };
+    contest.ours = [stage] { stage->library.process(qorvp::kHalfSize, stage->source, stage->ours); };
     contest.ours();
     const Image expected(stage->ours.format(), stage->ours.width(), stage->ours.height());
     halveByFormula(stage->source, expected);

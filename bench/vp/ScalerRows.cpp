@@ -6,14 +6,11 @@
 #include "bench/vp/OpenCv.h"
 #include "bench/vp/Rows.h"
 #include "qorvp/Format.h"
+#include "qorvp/Parameters.h"
 
 namespace zelbench::vp {
 
 namespace {
-
-constexpr uint32_t kBilinear = 4;  // the strategies' numbers
-constexpr uint32_t kStepped = 6;
-constexpr uint8_t kSteppedBilinear = 0;  // the stepped one's parameter
 
 // Means over noise. Samples that lie elsewhere, by the corners and not by the centres, differ by 16 and more; libyuv
 // lays the centres of the outermost samples on each other when it enlarges, so that they drift by a sixth of a sample.
@@ -48,10 +45,10 @@ struct Scaled {
 };
 
 constexpr Scaled kScaled[] = {
-    {"scale BGRA", kBilinear, qorvp::kFormatBgra, scalePixels},
-    {"scale I420", kBilinear, qorvp::kFormatI420, scalePlanar},
-    {"scale NV12", kBilinear, qorvp::kFormatNv12, scalePaired},
-    {"stepped I420", kStepped, qorvp::kFormatI420, scalePlanar},
+    {"scale BGRA", qorvp::kScaler, qorvp::kFormatBgra, scalePixels},
+    {"scale I420", qorvp::kScaler, qorvp::kFormatI420, scalePlanar},
+    {"scale NV12", qorvp::kScaler, qorvp::kFormatNv12, scalePaired},
+    {"stepped I420", qorvp::kSteppedScaler, qorvp::kFormatI420, scalePlanar},
 };
 
 struct SizeChange {
@@ -72,7 +69,8 @@ Contest prepare(const Scaled& scaled, SizeChange change) {
     const auto stage = std::make_shared<Stage>(scaled.format, change.from.width, change.from.height, scaled.format,
                                                change.to.width, change.to.height);
     stage->source.fillRandom(8);
-    if (scaled.strategy == kStepped) stage->library.setParameter(kStepped, &kSteppedBilinear);
+    if (scaled.strategy == qorvp::kSteppedScaler)
+        stage->library.setParameter(qorvp::kSteppedScaler, &qorvp::kScaleWeighted);
     Contest contest;
     contest.bytes = stage->source.bytes() + stage->ours.bytes();
     contest.ours = [stage, &scaled] { stage->library.process(scaled.strategy, stage->source, stage->ours); };
