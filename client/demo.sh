@@ -1,7 +1,7 @@
 #!/bin/bash
 # Cuts the person out of the sample photograph with the real host, with both networks, and leaves in OUT: photograph.png,
-# for each network mask-SIZE.png, cut-out-SIZE.png (over a new background) and transparent-SIZE.png, and found.png (mask,
-# face box, landmarks). Then tells the faces and measures.
+# for each network mask-SIZE.png, cut-out-SIZE.png (over a new background), blurred-SIZE.png (over its own, blurred) and
+# transparent-SIZE.png, and found.png (mask, face box, landmarks). Then tells the faces and measures.
 # usage: client/demo.sh BIN MODELS OUT    folders of the programs, of sample.png, and for the pictures
 set -euo pipefail
 bin=$1
@@ -15,6 +15,8 @@ for capacity in 0 1; do
     size=${sizes[capacity]}
     "$bin/zelclient" segment "$out/photograph.png" --type 3 --capacity "$capacity" --background '#2e7d6b' \
         --out "$out/cut-out-$size.png" --mask-out "$out/mask-$size.png" --cutout "$out/transparent-$size.png"
+    "$bin/zelclient" segment "$out/photograph.png" --type 3 --capacity "$capacity" --background blur \
+        --out "$out/blurred-$size.png"
 done
 "$bin/zelclient" ladon "$out/photograph.png" --capacity 1 --out "$out/found.png"
 "$bin/zelclient" faces "$out/photograph.png" --json

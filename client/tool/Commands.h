@@ -14,7 +14,7 @@ struct SegmentOptions {
     InputOptions input;
     uint32_t type = ZELCLIENT_MODEL_SEGMENTATION_CPU;
     uint32_t capacity = 0;
-    std::string background = "#2060a0";  // "#rrggbb", "blur" or a picture file
+    std::string background = "#2060a0";  // as Background takes it
     std::string out;                     // composed pictures: a file, a folder or a video
     std::string maskOut;                 // masks
     std::string cutout;                  // PNG with the mask as alpha
@@ -28,8 +28,9 @@ struct LadonOptions {
     InputOptions input;
     uint32_t type = ZELCLIENT_MODEL_LADON_CPU;
     uint32_t capacity = 0;
-    std::string out;      // pictures with what was found drawn over: a file, a folder or a video
-    uint32_t repeat = 4;  // as above
+    std::string out;         // pictures with what was found drawn over: a file, a folder or a video
+    std::string background;  // as above; "" for the picture's own, the person tinted
+    uint32_t repeat = 4;     // as above
     bool skip = true;
     bool json = false;
 };

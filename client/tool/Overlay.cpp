@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 #include <vector>
 
 #include <stb/stb_easy_font.h>
+
+#include "client/tool/Composite.h"
 
 namespace zeltool {
 
@@ -64,8 +67,10 @@ void Overlay::fill(float left, float top, float right, float bottom, Colour colo
 }
 
 void Overlay::tint(const Image& mask, Colour colour) {
-    for (size_t i = 0; i < mask.bytes.size(); ++i)
-        mix(mPicture.bytes.data() + 3 * i, colour, mask.bytes[i] * kTintAlpha / 255);
+    Image weights = mask;
+    for (uint8_t& weight : weights.bytes) weight = static_cast<uint8_t>(weight * kTintAlpha / 255);
+    const Image plain = plainColour(mask.width, mask.height, colour.red, colour.green, colour.blue);
+    mPicture = composed(plain, weights, std::move(mPicture));
 }
 
 void Overlay::frame(const zelclient_rect& rect, Colour colour) {

@@ -41,23 +41,6 @@ uint8_t toByte(float value) {
     return static_cast<uint8_t>(std::clamp(value + 0.5f, 0.0f, 255.0f));
 }
 
-uint8_t mixed(uint8_t over, uint8_t under, uint8_t alpha) {
-    return static_cast<uint8_t>((over * alpha + under * (255 - alpha) + 127) / 255);
-}
-
-// One pass of a box filter along lines of `count` pixels, `step` bytes apart; pixels beyond the ends repeat the last.
-void boxLine(const uint8_t* from, uint8_t* to, uint32_t count, size_t step, uint32_t radius) {
-    const auto at = [&](int64_t i) { return from[static_cast<size_t>(std::clamp<int64_t>(i, 0, count - 1)) * step]; };
-    const uint32_t width = 2 * radius + 1;
-    uint32_t sum = 0;
-    for (int64_t i = -static_cast<int64_t>(radius); i <= static_cast<int64_t>(radius); ++i) sum += at(i);
-    for (int64_t i = 0; i < count; ++i) {
-        to[static_cast<size_t>(i) * step] = static_cast<uint8_t>((sum + width / 2) / width);
-        sum += at(i + radius + 1);
-        sum -= at(i - radius);
-    }
-}
-
 }  // namespace
 
 Image scaled(const Image& picture, uint32_t width, uint32_t height) {
@@ -151,33 +134,6 @@ Image plainColour(uint32_t width, uint32_t height, uint8_t red, uint8_t green, u
         result.bytes[i] = red;
         result.bytes[i + 1] = green;
         result.bytes[i + 2] = blue;
-    }
-    return result;
-}
-
-Image blurred(const Image& picture, uint32_t radius) {
-    if (radius == 0) return picture;
-    Image result = picture;
-    Image other(picture.width, picture.height, picture.channels);
-    const uint32_t channels = picture.channels;
-    const size_t rowBytes = size_t{picture.width} * channels;
-    // Three boxes come close to a bell.
-    for (int pass = 0; pass < 3; ++pass) {
-        for (uint32_t y = 0; y < picture.height; ++y) {
-            for (uint32_t c = 0; c < channels; ++c)
-                boxLine(result.row(y) + c, other.row(y) + c, picture.width, channels, radius);
-        }
-        for (size_t x = 0; x < rowBytes; ++x)
-            boxLine(other.bytes.data() + x, result.bytes.data() + x, picture.height, rowBytes, radius);
-    }
-    return result;
-}
-
-Image composed(const Image& picture, const Image& mask, const Image& background) {
-    Image result(picture.width, picture.height, 3);
-    for (size_t i = 0; i < mask.bytes.size(); ++i) {
-        for (size_t c = 3 * i; c < 3 * i + 3; ++c)
-            result.bytes[c] = mixed(picture.bytes[c], background.bytes[c], mask.bytes[i]);
     }
     return result;
 }

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-// Pictures and masks in memory, and what the tool does with them.
+// Pictures and masks in memory, and what the tool does with them by its own means; see Composite.h for the rest.
 namespace zeltool {
 
 // Rows from the top without padding, `channels` bytes a pixel.
@@ -53,12 +53,6 @@ Image cropped(const Image& picture, const Area& area);
 Image covering(const Image& picture, uint32_t width, uint32_t height);
 
 Image plainColour(uint32_t width, uint32_t height, uint8_t red, uint8_t green, uint8_t blue);
-
-// Softened over about `radius` pixels each way.
-Image blurred(const Image& picture, uint32_t radius);
-
-// The person of `picture` over `background`, by a mask of the same size: alpha is mask / 255.
-Image composed(const Image& picture, const Image& mask, const Image& background);
 
 // The picture with the mask as its alpha channel.
 Image cutOut(const Image& picture, const Image& mask);

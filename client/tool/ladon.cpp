@@ -1,9 +1,12 @@
 #include <algorithm>
 #include <iostream>
 #include <iterator>
+#include <optional>
 #include <vector>
 
+#include "client/tool/Background.h"
 #include "client/tool/Commands.h"
+#include "client/tool/Composite.h"
 #include "client/tool/Outputs.h"
 #include "client/tool/Overlay.h"
 #include "client/tool/Placement.h"
@@ -115,10 +118,11 @@ void reportText(const std::string& name, const Image& picture, const Finding& fi
     std::cout << "  " << milliseconds(finding.roundTripUs) << " ms\n";
 }
 
-Image drawn(const Image& picture, const Finding& finding) {
-    Image result = picture;
+// Over a background if there is one, else with the person tinted.
+Image drawn(const Image& picture, const Finding& finding, std::optional<Background>& background) {
+    Image result = background ? composed(picture, finding.mask, background->behind(picture)) : picture;
     Overlay overlay(result);
-    overlay.tint(finding.mask, kPersonColour);
+    if (!background) overlay.tint(finding.mask, kPersonColour);
     for (const Face& face : finding.faces) {
         overlay.frame(face.rect, kFaceColour);
         for (size_t at = 0; at < face.points.size(); ++at)
@@ -134,6 +138,8 @@ Image drawn(const Image& picture, const Finding& finding) {
 
 void ladon(const HostOptions& hostOptions, const LadonOptions& options) {
     Frames frames(options.input);
+    std::optional<Background> background;
+    if (!options.background.empty()) background.emplace(options.background);
     Output out(options.out, "ladon", frames.source());
     // Pictures have nothing to do with each other, and each is sent several times until its mask has settled.
     const bool stills = frames.stills();
@@ -146,7 +152,7 @@ void ladon(const HostOptions& hostOptions, const LadonOptions& options) {
         } else {
             reportText(name, picture, finding);
         }
-        if (out.wanted()) out.put(name, drawn(picture, finding));
+        if (out.wanted()) out.put(name, drawn(picture, finding, background));
     });
     out.finish();
     frames.finish();

@@ -70,14 +70,19 @@ void addOverlay(CLI::App& command, std::string& out, bool& json) {
     command.add_flag("--json", json, "one JSON object a line for each frame");
 }
 
+CLI::Option* addBackground(CLI::App& command, std::string& background, const std::string& meaning) {
+    return command.add_option("--background", background, meaning)->check([](const std::string& told) {
+        return told.empty() ? "a colour, blur or a picture" : "";
+    });
+}
+
 void addSegment(CLI::App& app, HostOptions& host, SegmentOptions& options) {
     CLI::App* command = app.add_subcommand("segment", "cut the person out of pictures, a video or a camera");
     addInput(*command, options.input);
     addType(*command, options.type);
     addCapacity(*command, options.capacity);
-    command->add_option("--background", options.background, "#rrggbb, blur, or a picture to put behind the person")
-        ->capture_default_str()
-        ->check([](const std::string& told) { return told.empty() ? "a colour, blur or a picture" : ""; });
+    addBackground(*command, options.background, "behind the person: #rrggbb, blur, blur:SIGMA, or a picture")
+        ->capture_default_str();
     command->add_option("--out", options.out,
                         "the person over the background: a picture file for one picture, else a folder or a video");
     command->add_option("--mask-out,--mask", options.maskOut, "the masks, the same way");
@@ -86,7 +91,11 @@ void addSegment(CLI::App& app, HostOptions& host, SegmentOptions& options) {
     command->add_flag("--json", options.json, "one JSON object a line for each frame");
     addHostOptions(*command, host);
     command->footer(
+        "A SIGMA is 0.5 to 100: 2 is soft, 10 leaves lights and darks. Without one it is what the width asks for: 5.7 "
+        "for 640\n"
+        "pixels, 9.8 for 1920.\n\n" +
         examples("  zelclient segment me.jpg --out me.png --background '#2060a0'\n"
+                 "  zelclient segment me.jpg --out me.png --background blur:12\n"
                  "  zelclient segment me.jpg --capacity 1 --cutout me.png --mask-out mask.png\n"
                  "  zelclient segment photos/ --out results --background beach.jpg --json\n"
                  "  zelclient segment talk.mp4 --out talk-blurred.mp4 --background blur\n"
@@ -103,6 +112,8 @@ void addLadon(CLI::App& app, HostOptions& host, LadonOptions& options) {
     addCapacity(*command, options.capacity);
     addRepeat(*command, options.repeat, options.skip);
     addOverlay(*command, options.out, options.json);
+    addBackground(*command, options.background,
+                  "put behind the person in place of the tint: #rrggbb, blur, blur:SIGMA, or a picture");
     addHostOptions(*command, host);
     command->footer(
         "JSON of a frame: name, width, height; coverage, the person's share of the picture; gesture, a name or null;\n"
@@ -111,6 +122,7 @@ void addLadon(CLI::App& app, HostOptions& host, LadonOptions& options) {
         "height, score and points, 478 of [x, y, z] or null; table_confidence, 0 to 1 or null; round_trip_us.\n"
         "Places are in pixels of the input.\n\n" +
         examples("  zelclient ladon me.jpg --out me-found.png\n"
+                 "  zelclient ladon me.jpg --out me-found.png --background blur\n"
                  "  zelclient ladon talk.mp4 --capacity 1 --out talk-found.mp4 --json\n"
                  "  zelclient ladon --camera 0 --frames 100 --out camera.mkv\n"));
 }

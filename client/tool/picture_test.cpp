@@ -109,33 +109,10 @@ TEST(PictureTest, CoveringCutsTheSidesOff) {
     EXPECT_THAT(square.bytes, Each(255));
 }
 
-TEST(PictureTest, MaskMixesPersonAndBackground) {
-    const Image person = plainColour(3, 1, 200, 200, 200);
-    const Image wall = plainColour(3, 1, 100, 100, 100);
-    const Image result = composed(person, mask(3, 1, {0, 255, 128}), wall);
-    EXPECT_THAT(result.bytes, ElementsAre(100, 100, 100, 200, 200, 200, 150, 150, 150));
-}
-
 TEST(PictureTest, CutOutCarriesTheMaskAsAlpha) {
     const Image result = cutOut(plainColour(2, 1, 1, 2, 3), mask(2, 1, {0, 77}));
     EXPECT_EQ(result.channels, 4u);
     EXPECT_THAT(result.bytes, ElementsAre(1, 2, 3, 0, 1, 2, 3, 77));
-}
-
-TEST(PictureTest, BlurLeavesPlainPicturesAndSoftensEdges) {
-    EXPECT_EQ(blurred(plainColour(20, 10, 50, 60, 70), 4).bytes, plainColour(20, 10, 50, 60, 70).bytes);
-    Image edge(40, 1, 1);
-    std::fill_n(edge.row(0) + 20, 20, 255);
-    const Image soft = blurred(edge, 3);
-    EXPECT_EQ(soft.row(0)[0], 0);
-    EXPECT_EQ(soft.row(0)[39], 255);
-    EXPECT_TRUE(std::is_sorted(soft.bytes.begin(), soft.bytes.end()));
-    EXPECT_NEAR(soft.row(0)[19] + soft.row(0)[20], 255, 2);
-}
-
-TEST(PictureTest, BlurWiderThanThePictureStaysInside) {
-    EXPECT_EQ(blurred(mask(1, 1, {9}), 50).bytes, std::vector<uint8_t>{9});
-    EXPECT_EQ(blurred(mask(2, 2, {8, 8, 8, 8}), 50).bytes, std::vector<uint8_t>(4, 8));
 }
 
 TEST(PictureTest, PersonIsMeasured) {

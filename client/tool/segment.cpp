@@ -1,55 +1,14 @@
-#include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <iostream>
 
+#include "client/tool/Background.h"
 #include "client/tool/Commands.h"
+#include "client/tool/Composite.h"
 #include "client/tool/Outputs.h"
-#include "client/tool/PictureFile.h"
 
 namespace zeltool {
 
 namespace {
-
-// A blur that hides what is written on a wall, in parts of the picture's width.
-constexpr uint32_t kBlurPart = 40;
-
-// What lies behind the person: a colour, a picture, or the frame itself, softened.
-class Background {
-  public:
-    explicit Background(const std::string& told) : mBlur(told == "blur") {
-        if (mBlur) return;
-        if (told[0] == '#') {
-            mColour = parseColour(told);
-            return;
-        }
-        std::string error;
-        if (!loadPicture(told, mPicture, &error)) throw Failure{kInput, error};
-    }
-
-    const Image& behind(const Image& frame) {
-        if (mBlur) {
-            mReady = blurred(frame, std::max(1u, frame.width / kBlurPart));
-        } else if (mReady.width != frame.width || mReady.height != frame.height) {
-            const auto part = [this](int shift) { return static_cast<uint8_t>(mColour >> shift); };
-            mReady = mPicture.empty() ? plainColour(frame.width, frame.height, part(16), part(8), part(0))
-                                      : covering(mPicture, frame.width, frame.height);
-        }
-        return mReady;
-    }
-
-  private:
-    static uint32_t parseColour(const std::string& told) {
-        const bool hex = told.find_first_not_of("0123456789abcdefABCDEF", 1) == std::string::npos;
-        if (told.size() != 7 || !hex) throw Failure{kUsage, "a background colour is written #rrggbb, not " + told};
-        return static_cast<uint32_t>(std::strtoul(told.c_str() + 1, nullptr, 16));
-    }
-
-    const bool mBlur;
-    uint32_t mColour = 0;
-    Image mPicture;
-    Image mReady;
-};
 
 // A frame's mask in the frame's own size.
 Image maskOf(HostRun& host, const Image& frame, uint32_t times, uint64_t* roundTripUs) {

@@ -111,8 +111,9 @@ TEST_F(ToolTest, PersonIsPutOverAColour) {
     ASSERT_EQ(composed.height, 36u);
     EXPECT_EQ(composed.row(18)[0], 0x0a);
     EXPECT_EQ(composed.row(18)[1], 0x0b);
-    EXPECT_EQ(composed.row(18)[3 * 60], 255);
-    EXPECT_EQ(composed.row(18)[3 * 60 + 1], 50);
+    // A mask of 255 leaves one part in 256 of the colour.
+    EXPECT_EQ(composed.row(18)[3 * 60], 254);
+    EXPECT_EQ(composed.row(18)[3 * 60 + 1], 49);
     EXPECT_EQ(picture("mask.png").row(5)[3 * 60], 255);
     EXPECT_EQ(picture("cut.png").width, 64u);
     EXPECT_THAT(out, AllOf(StartsWith("me  64x36  person 50.0 %"), HasSubstr("32x36 at 32,0")));
@@ -151,6 +152,41 @@ TEST_F(ToolTest, PictureIsABackgroundToo) {
     ASSERT_TRUE(savePicture(path("wall.png"), plainColour(10, 300, 1, 2, 3), &error)) << error;
     ASSERT_EQ(run({"segment", path("me.png"), "--out", path("out.png"), "--background", path("wall.png")}), 0) << err;
     EXPECT_EQ(picture("out.png").row(3)[2], 3);
+}
+
+TEST_F(ToolTest, BackgroundIsBlurredAsFarAsItIsToldAndThePersonIsNot) {
+    // The person, of full red, stands on the right; columns of black and green are behind.
+    Image person = plainColour(64, 36, 0, 0, 0);
+    for (size_t at = 0; at < person.bytes.size() / 3; ++at) {
+        person.bytes[3 * at] = at % 64 < 32 ? 0 : 255;
+        person.bytes[3 * at + 1] = at % 2 == 0 ? 0 : 200;
+    }
+    std::string error;
+    ASSERT_TRUE(savePicture(path("person.png"), person, &error)) << error;
+    const auto contrast = [this, &error](const std::string& told, uint32_t column) {
+        EXPECT_EQ(run({"segment", path("person.png"), "--out", path("out.png"), "--background", told}), 0) << err;
+        Image composed;
+        EXPECT_TRUE(loadPicture(path("out.png"), composed, &error)) << error;
+        return composed.empty() ? -1 : std::abs(composed.row(18)[3 * column + 1] - composed.row(18)[3 * column + 4]);
+    };
+    EXPECT_GT(contrast("blur:0.5", 10), 100);
+    EXPECT_LT(contrast("blur:4", 10), 40);
+    EXPECT_LT(contrast("blur", 10), 120);
+    EXPECT_GT(contrast("blur:4", 50), 195);
+}
+
+TEST_F(ToolTest, BlurOfNoSensibleWidthIsRefused) {
+    for (const char* command : {"segment", "ladon"}) {
+        for (const char* told : {"blur:", "blur:0", "blur:soft"}) {
+            EXPECT_EQ(run({command, path("me.png"), "--out", path("out.png"), "--background", told}), 1) << told;
+            EXPECT_THAT(err, AllOf(StartsWith("zelclient: "), HasSubstr("blur:SIGMA"),
+                                   EndsWith(std::string("not ") + told + "\n")));
+        }
+        EXPECT_EQ(run({command, path("me.png"), "--background", path("nowall.png")}), 2);
+        EXPECT_THAT(err, HasSubstr("nowall.png"));
+        EXPECT_EQ(run({command, path("me.png"), "--background", ""}), 1);
+    }
+    EXPECT_FALSE(fs::exists(path("out.png")));
 }
 
 TEST_F(ToolTest, FacesAreToldInPixelsOfThePictureAndDrawn) {
@@ -276,13 +312,21 @@ TEST_F(ToolTest, LadonTellsAndDrawsAllThatItsModelGives) {
     EXPECT_THAT(out, HasSubstr("\"table_confidence\":null,"));
     const Image drawn = picture("out.png");
     EXPECT_NE(drawn.row(15)[3 * 16], 0) << "left edge of the face";
-    EXPECT_LT(drawn.row(25)[3 * 60], 255) << "the person is tinted";
-    EXPECT_EQ(drawn.row(25)[3 * 10], 0) << "the rest is not";
+    EXPECT_EQ(drawn.row(19)[3 * 60], 174) << "the person is tinted";
+    EXPECT_EQ(drawn.row(19)[3 * 10 + 1], 50) << "the rest is not";
     ASSERT_EQ(run({"ladon", path("me.png"), "--type", "9", "--capacity", "1"}), 0) << err;
     EXPECT_THAT(out,
                 StartsWith("me  64x36  person 50.0 %  gesture open palm 0.88  motion 0.250  2 faces  0.90 at 16,9 "));
     ASSERT_EQ(run({"ladon", path("me.png"), "--type", "9", "--json"}), 0) << err;
     EXPECT_THAT(out, HasSubstr("\"table_confidence\":0.750,"));
+}
+
+TEST_F(ToolTest, LadonDrawsOverABackgroundInPlaceOfTheTint) {
+    ASSERT_EQ(run({"ladon", path("me.png"), "--out", path("out.png"), "--background", "#0000ff"}), 0) << err;
+    const Image drawn = picture("out.png");
+    EXPECT_EQ(drawn.row(19)[3 * 10 + 2], 255) << "the background is new";
+    EXPECT_EQ(drawn.row(19)[3 * 60], 254) << "the person is not tinted";
+    EXPECT_GT(drawn.row(15)[3 * 16 + 1], 100) << "left edge of the face";
 }
 
 TEST_F(ToolTest, LadonWithoutFindingsIsNoFailure) {

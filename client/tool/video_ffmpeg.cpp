@@ -1,8 +1,12 @@
 #include <algorithm>
 #include <cctype>
+#include <iterator>
+#include <optional>
 #include <utility>
 
+#include "client/tool/Composite.h"
 #include "client/tool/frame_source.h"
+#include "qorvp/Format.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -40,6 +44,37 @@ struct CloseOutput {
 };
 template <class T>
 using Owned = std::unique_ptr<T, Free>;
+
+uint32_t formatOf(int format) {
+    switch (format) {
+        case AV_PIX_FMT_YUV420P:
+            return qorvp::kFormatI420;
+        case AV_PIX_FMT_NV12:
+            return qorvp::kFormatNv12;
+        case AV_PIX_FMT_NV21:
+            return qorvp::kFormatNv21;
+        default:
+            return 0;
+    }
+}
+
+// A decoded frame as the image library takes it; nothing for one whose colours would suffer, or a row or column be
+// lost.
+std::optional<qorvp::VpImage> videoOf(const AVFrame& frame) {
+    const uint32_t format = formatOf(frame.format);
+    const bool even = frame.width % 2 == 0 && frame.height % 2 == 0;
+    const bool alike = format != qorvp::kFormatI420 || frame.linesize[1] == frame.linesize[2];
+    const bool downwards = frame.linesize[0] > 0 && frame.linesize[1] > 0;
+    if (format == 0 || frame.color_range == AVCOL_RANGE_JPEG || !even || !alike || !downwards) return std::nullopt;
+    qorvp::VpImage video{};
+    std::copy_n(frame.data, std::size(video.planes), video.planes);
+    video.stride0 = frame.linesize[0];
+    video.stride1 = frame.linesize[1];
+    video.width = frame.width;
+    video.height = frame.height;
+    video.format = format;
+    return video;
+}
 
 class VideoReader final : public FrameSource {
   public:
@@ -106,6 +141,16 @@ class VideoReader final : public FrameSource {
     }
 
     bool convert(Image& frame) {
+        if (const std::optional<qorvp::VpImage> video = videoOf(*mFrame))
+            frame = converted(*video);
+        else if (!scale(frame))
+            return false;
+        ++mNumber;
+        return true;
+    }
+
+    // What the image library does not convert.
+    bool scale(Image& frame) {
         const int width = mFrame->width;
         const int height = mFrame->height;
         mScaler.reset(sws_getCachedContext(mScaler.release(), width, height, static_cast<AVPixelFormat>(mFrame->format),
@@ -115,7 +160,6 @@ class VideoReader final : public FrameSource {
         uint8_t* const planes[4] = {frame.bytes.data()};
         const int strides[4] = {width * 3};
         sws_scale(mScaler.get(), mFrame->data, mFrame->linesize, 0, height, planes, strides);
-        ++mNumber;
         return true;
     }
 
