@@ -79,6 +79,12 @@ Library& library() {
 
 }  // namespace
 
+Image enlarged(const Image& picture, uint32_t width, uint32_t height) {
+    Image result(width, height, picture.channels);
+    library().process(qorvp::kScaler, nullptr, recordOf(picture), recordOf(result));
+    return result;
+}
+
 Image blurred(const Image& picture, float sigma) {
     // The library blurs one channel or four.
     Image result = picture.channels == kRgb ? inChannels(picture, kRgba) : picture;

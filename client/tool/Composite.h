@@ -7,6 +7,9 @@
 // std::runtime_error is thrown for what the library cannot do: a side above 40960 pixels, or no memory.
 namespace zeltool {
 
+// The picture in a size that is smaller in no direction: each pixel lies between its neighbours.
+Image enlarged(const Image& picture, uint32_t width, uint32_t height);
+
 // Softened by a blur of `sigma` pixels, at least 0.5, every channel alike.
 Image blurred(const Image& picture, float sigma);
 

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstring>
 
+#include "client/tool/Composite.h"
+
 namespace zeltool {
 
 namespace {
@@ -45,6 +47,8 @@ uint8_t toByte(float value) {
 
 Image scaled(const Image& picture, uint32_t width, uint32_t height) {
     if (picture.width == width && picture.height == height) return picture;
+    // The library takes the four pixels around a place, and would miss most of a picture that shrinks.
+    if (picture.width <= width && picture.height <= height) return enlarged(picture, width, height);
     const uint32_t channels = picture.channels;
     const std::vector<Taps> across = tapsFor(picture.width, width);
     const std::vector<Taps> down = tapsFor(picture.height, height);

@@ -45,6 +45,23 @@ struct Video {
     qorvp::VpImage record{};
 };
 
+TEST(CompositeTest, GrowingGoesEvenlyFromOnePixelToTheNextInEachChannel) {
+    for (const uint32_t channels : {1u, 3u, 4u}) {
+        Image pair(2, 1, channels);
+        for (uint32_t channel = 0; channel < channels; ++channel)
+            pair.bytes[channels + channel] = static_cast<uint8_t>(100 + 40 * channel);
+        const Image grown = enlarged(pair, 8, 3);
+        ASSERT_EQ(grown.channels, channels);
+        for (uint32_t y = 0; y < 3; ++y) {
+            for (uint32_t x = 0; x < 8; ++x) {
+                const double share = std::clamp((x + 0.5) / 4 - 0.5, 0.0, 1.0);
+                for (uint32_t channel = 0; channel < channels; ++channel)
+                    EXPECT_NEAR(grown.row(y)[x * channels + channel], share * (100 + 40 * channel), 1.5) << x;
+            }
+        }
+    }
+}
+
 TEST(CompositeTest, BlurLeavesPlainPictures) {
     const Image plain = plainColour(20, 10, 50, 60, 70);
     EXPECT_EQ(blurred(plain, 4).bytes, plain.bytes);
