@@ -3,6 +3,7 @@
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "vp/src/ChromaMovesVector.cpp"
+#include "hwy/cache_control.h"
 #include "hwy/foreach_target.h"  // keep before highway.h
 #include "hwy/highway.h"
 #include "vp/src/RowVectors-inl.h"
@@ -21,9 +22,14 @@ ChromaKernels vectorChroma() {
 
 using Bytes = hn::ScalableTag<uint8_t>;
 
+// How far before its use a sample is asked for: the processor itself does not look beyond the page.
+constexpr int kAhead = 512;
+
 void interleave(const uint8_t* first, const uint8_t* second, uint8_t* pairs, int count) {
     const Bytes d;
     const bool done = forEachVector(count, hn::Lanes(d), [=](int i) HWY_ATTR {
+        hwy::Prefetch(first + i + kAhead);
+        hwy::Prefetch(second + i + kAhead);
         hn::StoreInterleaved2(hn::LoadU(d, first + i), hn::LoadU(d, second + i), d, pairs + i * 2);
     });
     if (!done) interleaveRow(first, second, pairs, count);
@@ -32,6 +38,7 @@ void interleave(const uint8_t* first, const uint8_t* second, uint8_t* pairs, int
 void separate(const uint8_t* pairs, uint8_t* first, uint8_t* second, int count) {
     const Bytes d;
     const bool done = forEachVector(count, hn::Lanes(d), [=](int i) HWY_ATTR {
+        hwy::Prefetch(pairs + i * 2 + 2 * kAhead);
         hn::Vec<Bytes> a, b;
         hn::LoadInterleaved2(d, pairs + i * 2, a, b);
         hn::StoreU(a, d, first + i);
@@ -46,6 +53,7 @@ void exchange(const uint8_t* from, uint8_t* to, int count) {
     const auto exchanged = hn::LoadDup128(d, kExchanged);
     const int lanes = static_cast<int>(hn::Lanes(d));
     const bool done = forEachVector(count, hn::Lanes(d), [=](int i) HWY_ATTR {
+        hwy::Prefetch(from + i * 2 + 2 * kAhead);
         const auto first = hn::LoadU(d, from + i * 2), second = hn::LoadU(d, from + i * 2 + lanes);
         hn::StoreU(hn::TableLookupBytes(first, exchanged), d, to + i * 2);
         hn::StoreU(hn::TableLookupBytes(second, exchanged), d, to + i * 2 + lanes);
