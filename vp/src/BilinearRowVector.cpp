@@ -6,6 +6,7 @@
 #define HWY_TARGET_INCLUDE "vp/src/BilinearRowVector.cpp"
 #include "hwy/foreach_target.h"  // keep before highway.h
 #include "hwy/highway.h"
+#include "vp/src/BytePairs-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace qorvp {
@@ -22,28 +23,6 @@ BilinearKernels vectorBilinear() {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-// Sums of neighbouring bytes' products and words made bytes block by block, which the vector library does not have.
-HWY_INLINE hn::Vec128<int16_t> pairSums(hn::Vec128<uint8_t> bytes, hn::Vec128<int8_t> factors) {
-    return hn::Vec128<int16_t>{_mm_maddubs_epi16(bytes.raw, factors.raw)};
-}
-HWY_INLINE hn::Vec128<int8_t> packed(hn::Vec128<int16_t> lower, hn::Vec128<int16_t> upper) {
-    return hn::Vec128<int8_t>{_mm_packs_epi16(lower.raw, upper.raw)};
-}
-
-#if HWY_TARGET <= HWY_AVX2
-
-HWY_INLINE hn::Vec256<int16_t> pairSums(hn::Vec256<uint8_t> bytes, hn::Vec256<int8_t> factors) {
-    return hn::Vec256<int16_t>{_mm256_maddubs_epi16(bytes.raw, factors.raw)};
-}
-HWY_INLINE hn::Vec256<int8_t> packed(hn::Vec256<int16_t> lower, hn::Vec256<int16_t> upper) {
-    return hn::Vec256<int8_t>{_mm256_packs_epi16(lower.raw, upper.raw)};
-}
-HWY_INLINE hn::Vec256<uint8_t> packedUnsigned(hn::Vec256<int16_t> lower, hn::Vec256<int16_t> upper) {
-    return hn::Vec256<uint8_t>{_mm256_packus_epi16(lower.raw, upper.raw)};
-}
-
-#endif
-
 using Bytes = hn::CappedTag<uint8_t, 32>;
 
 // Rows as bytes with a sign, which is taken back at the end: the sums would not fit otherwise.
@@ -54,7 +33,8 @@ HWY_INLINE hn::Vec<Bytes> blend(hn::Vec<Bytes> upper, hn::Vec<Bytes> lower, hn::
     const auto above = hn::Xor(upper, sign), below = hn::Xor(lower, sign);
     const auto half = [=](auto pairs)
                           HWY_ATTR { return hn::ShiftRight<8>(pairSums(factors, hn::BitCast(bytes, pairs))); };
-    const auto sums = packed(half(hn::InterleaveLower(d, above, below)), half(hn::InterleaveUpper(d, above, below)));
+    const auto sums =
+        packSignedBlocks(half(hn::InterleaveLower(d, above, below)), half(hn::InterleaveUpper(d, above, below)));
     return hn::Xor(hn::BitCast(d, sums), sign);
 }
 
@@ -111,8 +91,8 @@ HWY_INLINE hn::Vec256<int16_t> twoParts(const uint8_t* first, const uint8_t* sec
 
 HWY_INLINE hn::Vec<Bytes> fourParts(const Tables& tables, const uint8_t* from) {
     const ptrdiff_t* const base = tables.base;
-    return packedUnsigned(twoParts(from + base[0], from + base[2], tables.evenLookup, tables.evenWeights),
-                          twoParts(from + base[1], from + base[3], tables.oddLookup, tables.oddWeights));
+    return packBlocks(twoParts(from + base[0], from + base[2], tables.evenLookup, tables.evenWeights),
+                      twoParts(from + base[1], from + base[3], tables.oddLookup, tables.oddWeights));
 }
 
 HWY_INLINE void storeTwo(hn::Vec128<uint8_t> parts, uint8_t* first, uint8_t* second) {

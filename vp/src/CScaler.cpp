@@ -37,9 +37,18 @@ Planes regionOf(const VpImage& image, Planes planes) {
     return planes;
 }
 
+// Whether all samples lie in the middle of four, in rows that can be halved.
+bool isHalf(const Plane& from, const Plane& to) {
+    return from.width == to.width * 2 && from.height == to.height * 2 && to.bytes != 3;
+}
+
 }  // namespace
 
-CScaler::CScaler(uint32_t features) : m_kernels(bilinearKernels(features)), m_rows(m_kernels), m_chroma(m_kernels) {}
+CScaler::CScaler(uint32_t features)
+    : m_halveRows(halveRowsFor(features)),
+      m_kernels(bilinearKernels(features)),
+      m_rows(m_kernels),
+      m_chroma(m_kernels) {}
 
 int32_t CScaler::Uninit(uint32_t) {
     m_rows.release();
@@ -70,6 +79,11 @@ int32_t CScaler::GetParam(uint32_t, void* value) {
 }
 
 void CScaler::scalePlane(const Plane& from, const Plane& to, ScaledRows& rows) {
+    if (m_halveRows && isHalf(from, to)) {
+        for (int y = 0; y < to.height; ++y)
+            m_halveRows(from.row(y * 2), from.row(y * 2 + 1), to.bytes, to.row(y), to.width);
+        return;
+    }
     const ScaleAxis down(from.height, to.height);
     rows.begin(from, to.width);
     for (int y = 0; y < to.height; ++y) {

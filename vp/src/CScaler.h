@@ -2,6 +2,7 @@
 
 #include "qorvp/IQorVP.h"
 #include "vp/src/Features.h"
+#include "vp/src/HalveRows.h"
 #include "vp/src/ScaledRows.h"
 
 namespace qorvp {
@@ -27,6 +28,7 @@ class CScaler : public IStrategy {
   private:
     void scalePlane(const Plane& from, const Plane& to, ScaledRows& rows);
 
+    const HalveRows m_halveRows;  // null where halving goes like any other scaling
     const BilinearKernels m_kernels;
     ScaledRows m_rows;    // of plane 0
     ScaledRows m_chroma;  // of the others, which are of one size
