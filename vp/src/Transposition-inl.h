@@ -118,7 +118,7 @@ class Transposition {
     // Whether the plane is large enough for `run`.
     static bool fits(const Plane& from) { return from.width >= Samples::kLeastWidth && from.height >= kRows; }
 
-    // Tile by tile, so that whole cache lines are read and written while they are at hand.
+    // Tile by tile, so that cache lines and pages of memory are done with while they are at hand.
     static void run(const Plane& from, const Plane& to) {
         for (int top = 0; top < from.height; top += kTile) {
             for (int left = 0; left < from.width; left += kTile) tile(from, to, left, top);
@@ -132,7 +132,7 @@ class Transposition {
 
     static constexpr int kColumns = static_cast<int>(Columns::size());
     static constexpr int kRows = static_cast<int>(hn::MaxLanes(D()));
-    static constexpr int kTile = bytes == 3 ? 64 : 128 / bytes;
+    static constexpr int kTile = 128;
 
     static void tile(const Plane& from, const Plane& to, int left, int top) {
         const int width = from.width, height = from.height;
