@@ -48,6 +48,7 @@ Contest prepare(uint32_t format, FrameSize size) {
     if (format == qorvp::kFormatGrey)
         contest.admit({kLibyuv, [stage] { blendByLibyuv(*stage); }},
                       [&] { requireClose(stage->ours, stage->libyuv, 1, kLibyuv); });
+    stage->shareDestination();
     return contest;
 }
 

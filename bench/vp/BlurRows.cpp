@@ -46,6 +46,7 @@ Contest prepareAgainstOpenCv(FrameSize size) {
     };
     // One tap spreads farther than a Gaussian: the pictures are not alike, the job is.
     contest.admit({kOpenCv, byOpenCv}, [&] { requireSameBrightness(stage->ours, stage->openCv, kOpenCv); });
+    stage->shareDestination();
     return contest;
 }
 
@@ -60,6 +61,7 @@ Contest prepareSigmas(FrameSize size) {
     blurAndCheck(*stage, kSmallSigma);
     contest.admit({"ours of sigma 30", [stage] { blur(*stage, kLargeSigma); }},
                   [&] { blurAndCheck(*stage, kLargeSigma); });
+    stage->shareDestination();
     return contest;
 }
 

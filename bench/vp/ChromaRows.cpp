@@ -51,6 +51,7 @@ Contest prepare(const Move& move, FrameSize size) {
     contest.ours();
     contest.admit({kLibyuv, [stage, &move] { move.byLibyuv(stage->source.planes(), stage->libyuv.planes()); }},
                   [&] { requireClose(stage->libyuv, stage->ours, 0, kLibyuv); });
+    stage->shareDestination();
     return contest;
 }
 

@@ -93,6 +93,7 @@ Contest prepare(const Conversion& conversion, FrameSize size) {
     if (conversion.openCvCode != kNoCode)
         contest.admit({kOpenCv, [stage, &conversion] { convertByOpenCv(conversion, stage->source, stage->openCv); }},
                       [&] { requireLike(stage->openCv, kOpenCv); });
+    stage->shareDestination();
     return contest;
 }
 

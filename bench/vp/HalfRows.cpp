@@ -42,6 +42,7 @@ Contest prepare(FrameSize size) {
                   [&] { requireClose(stage->ours, stage->libyuv, 1, kLibyuv); });
     contest.admit({kOpenCv, [stage] { halveByOpenCv(stage->source, stage->openCv); }},
                   [&] { requireClose(stage->ours, stage->openCv, 1, kOpenCv); });
+    stage->shareDestination();
     return contest;
 }
 

@@ -78,6 +78,11 @@ qorvp::VpImage Image::record() const {
     return image;
 }
 
+void Image::shareMemoryOf(const Image& other) {
+    mPlanes = other.mPlanes;
+    mMemory.reset();
+}
+
 void Image::fillRandom(uint32_t seed) {
     std::mt19937 random(seed);
     std::generate(data(), data() + mBytes, [&random] { return static_cast<uint8_t>(random() >> 24); });

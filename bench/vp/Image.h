@@ -40,11 +40,13 @@ class Image {
     int width() const { return mPlanes[0].width; }
     int height() const { return mPlanes[0].height; }
     const std::vector<Plane>& planes() const { return mPlanes; }
-    uint8_t* data() const { return mMemory.get(); }
+    uint8_t* data() const { return mPlanes[0].data; }
     size_t bytes() const { return mBytes; }
     // The image as the library is told of it; holds as long as the image.
     qorvp::VpImage record() const;
 
+    // Gives its own memory up for that of `other`, of the same format and size, which must outlive it.
+    void shareMemoryOf(const Image& other);
     // Each byte at random, always the same from one seed.
     void fillRandom(uint32_t seed);
     // The same for 4:2:0 within the levels of video: luma 16..235, chroma 16..240.

@@ -78,6 +78,7 @@ Contest prepare(const Turned& turned, const Angle& angle, FrameSize size) {
             {kLibyuv, [stage, &turned,
                        &angle] { turned.byLibyuv(stage->source.planes(), stage->libyuv.planes(), angle.libyuvMode); }},
             [&] { requireClose(stage->libyuv, stage->ours, 0, kLibyuv); });
+    stage->shareDestination();
     return contest;
 }
 

@@ -80,6 +80,7 @@ Contest prepare(const Scaled& scaled, SizeChange change) {
     const double fromLibyuv = change.to.width > change.from.width ? kMostFromLibyuvEnlarged : kMostFromLibyuv;
     contest.admit({kLibyuv, [stage, &scaled] { scaled.byLibyuv(stage->source.planes(), stage->libyuv.planes()); }},
                   [&] { requireCloseOnAverage(stage->libyuv, stage->ours, fromLibyuv, kLibyuv); });
+    stage->shareDestination();
     return contest;
 }
 
