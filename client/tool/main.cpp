@@ -95,7 +95,7 @@ void addSegment(CLI::App& app, HostOptions& host, SegmentOptions& options) {
         "for 640\n"
         "pixels, 9.8 for 1920.\n\n" +
         examples("  zelclient segment me.jpg --out me.png --background '#2060a0'\n"
-                 "  zelclient segment me.jpg --out me.png --background blur:12\n"
+                 "  zelclient segment me.jpg --out me.png --background blur:3\n"
                  "  zelclient segment me.jpg --capacity 1 --cutout me.png --mask-out mask.png\n"
                  "  zelclient segment photos/ --out results --background beach.jpg --json\n"
                  "  zelclient segment talk.mp4 --out talk-blurred.mp4 --background blur\n"
