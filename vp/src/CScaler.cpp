@@ -70,14 +70,6 @@ int32_t CScaler::Process(uint32_t, VpImage* source, VpImage* destination) {
     return kOk;
 }
 
-int32_t CScaler::SetParam(uint32_t, const void* value) {
-    return value ? kErrorUnsupported : kErrorArgument;
-}
-
-int32_t CScaler::GetParam(uint32_t, void* value) {
-    return value ? kErrorUnsupported : kErrorArgument;
-}
-
 void CScaler::scalePlane(const Plane& from, const Plane& to, ScaledRows& rows) {
     if (m_halveRows && isHalf(from, to)) {
         for (int y = 0; y < to.height; ++y)

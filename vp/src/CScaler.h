@@ -1,8 +1,8 @@
 #pragma once
 
-#include "qorvp/IQorVP.h"
 #include "vp/src/Features.h"
 #include "vp/src/HalveRows.h"
+#include "vp/src/NoParameterStrategy.h"
 #include "vp/src/ScaledRows.h"
 
 namespace qorvp {
@@ -14,16 +14,13 @@ namespace qorvp {
 // kErrorUnsupported for format 1 or one that is none. kErrorArgument for planes that are missing, rows longer than
 // their stride, sizes outside 1..kLargestSide, a crop outside the source, formats that differ, planes that share bytes,
 // and for 4:2:0 formats an odd width, height or crop.
-class CScaler : public IStrategy {
+class CScaler : public NoParameterStrategy {
   public:
     explicit CScaler(uint32_t features = processorFeatures());
 
     // Gives the work memory back.
     int32_t Uninit(uint32_t number) override;
     int32_t Process(uint32_t number, VpImage* source, VpImage* destination) override;
-    // There is no parameter: kErrorArgument for null, kErrorUnsupported for anything else, which is left as it is.
-    int32_t SetParam(uint32_t number, const void* value) override;
-    int32_t GetParam(uint32_t number, void* value) override;
 
   private:
     void scalePlane(const Plane& from, const Plane& to, ScaledRows& rows);

@@ -8,10 +8,10 @@ namespace qorvp {
 
 // The strategies of createFrameWork() by number, and what each takes as its parameter. All other numbers are empty.
 inline constexpr uint32_t kConverter = 1;      // int32_t: degrees, 0 (as before the first) or 180
-inline constexpr uint32_t kBlur = 2;           // float: sigma in pixels
+inline constexpr uint32_t kBlur = 2;           // float: sigma, at least 0.5
 inline constexpr uint32_t kRotation = 3;       // int32_t: degrees clockwise, 90, 180 or 270
 inline constexpr uint32_t kScaler = 4;         // none
-inline constexpr uint32_t kHalfSize = 5;       // uint8_t, not looked at
+inline constexpr uint32_t kHalfSize = 5;       // none
 inline constexpr uint32_t kSteppedScaler = 6;  // uint8_t: kScaleWeighted (as before the first) or kScaleNearest
 inline constexpr uint32_t kBlend = 7;          // BlendParameter
 inline constexpr uint32_t kAspectFit = 13;     // AspectFitParameter
