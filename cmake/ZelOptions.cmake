@@ -23,6 +23,12 @@ else()
   message(FATAL_ERROR "zelhost runs on Windows x64 and Linux x64; this is ${CMAKE_SYSTEM_NAME}")
 endif()
 
+# The compiler keeps values in registers that its own version of an inline function leaves alone, though on Windows the
+# linker may take the version of another file. All code, dependencies too, must do without.
+if(WIN32)
+  add_compile_options(-fno-ipa-ra)
+endif()
+
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
