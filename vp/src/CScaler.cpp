@@ -37,15 +37,10 @@ Planes regionOf(const VpImage& image, Planes planes) {
     return planes;
 }
 
-// Whether all samples lie in the middle of four, in rows that can be halved.
-bool isHalf(const Plane& from, const Plane& to) {
-    return from.width == to.width * 2 && from.height == to.height * 2 && to.bytes != 3;
-}
-
 }  // namespace
 
 CScaler::CScaler(uint32_t features)
-    : m_halveRows(halveRowsFor(features)),
+    : m_halveRows((features & kAvx2) != 0 ? halveKernels(features).bilinear : nullptr),
       m_kernels(bilinearKernels(features)),
       m_rows(m_kernels),
       m_chroma(m_kernels) {}
@@ -71,9 +66,8 @@ int32_t CScaler::Process(uint32_t, VpImage* source, VpImage* destination) {
 }
 
 void CScaler::scalePlane(const Plane& from, const Plane& to, ScaledRows& rows) {
-    if (m_halveRows && isHalf(from, to)) {
-        for (int y = 0; y < to.height; ++y)
-            m_halveRows(from.row(y * 2), from.row(y * 2 + 1), to.bytes, to.row(y), to.width);
+    if (m_halveRows && isHalf(from, to) && to.bytes != 3) {
+        halvePlane(from, to, m_halveRows);
         return;
     }
     const ScaleAxis down(from.height, to.height);

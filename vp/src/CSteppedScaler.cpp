@@ -87,7 +87,10 @@ void takePlane(const Plane& from, const Plane& to, const SteppedKernels& kernels
 }  // namespace
 
 CSteppedScaler::CSteppedScaler(uint32_t features)
-    : m_features(features), m_halfSize(halfSizeKernels(features)), m_kernels(*steppedKernels(m_parameter, features)) {}
+    : m_features(features),
+      m_halfSize(halfSizeKernels(features)),
+      m_halveRows((features & kSse4) != 0 ? halveKernels(features).stepped : nullptr),
+      m_kernels(*steppedKernels(m_parameter, features)) {}
 
 int32_t CSteppedScaler::Process(uint32_t, VpImage* source, VpImage* destination) {
     if (!source || !destination) return kErrorArgument;
@@ -101,9 +104,17 @@ int32_t CSteppedScaler::Process(uint32_t, VpImage* source, VpImage* destination)
         return kOk;
     }
     if (video && !(isEven(*source) && isEven(*destination))) return kErrorArgument;
-    const auto scale = m_kernels.mix ? mixPlane : takePlane;
-    for (int index = 0; index < from->count; ++index) scale(from->plane[index], to->plane[index], m_kernels);
+    for (int index = 0; index < from->count; ++index) scalePlane(from->plane[index], to->plane[index]);
     return kOk;
+}
+
+void CSteppedScaler::scalePlane(const Plane& from, const Plane& to) const {
+    if (!m_kernels.mix)
+        takePlane(from, to, m_kernels);
+    else if (m_halveRows && isHalf(from, to))
+        halvePlane(from, to, m_halveRows);
+    else
+        mixPlane(from, to, m_kernels);
 }
 
 int32_t CSteppedScaler::SetParam(uint32_t number, const void* value) {

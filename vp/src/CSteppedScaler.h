@@ -2,6 +2,7 @@
 
 #include "vp/src/Features.h"
 #include "vp/src/HalfSize.h"
+#include "vp/src/HalveRows.h"
 #include "vp/src/ParameterStrategy.h"
 #include "vp/src/SteppedRows.h"
 
@@ -24,9 +25,12 @@ class CSteppedScaler : public ParameterStrategy<uint8_t> {
     int32_t SetParam(uint32_t number, const void* value) override;
 
   private:
+    void scalePlane(const Plane& from, const Plane& to) const;
+
     const uint32_t m_features;
     const HalfSizeKernels m_halfSize;
-    SteppedKernels m_kernels;  // of the mode
+    const HalveRows m_halveRows;  // null where halving goes like any other scaling
+    SteppedKernels m_kernels;     // of the mode
 };
 
 }  // namespace qorvp

@@ -2,17 +2,32 @@
 
 #include <cstdint>
 
+#include "vp/src/Planes.h"
+
+// What the scalers make of two rows where they halve width and height, so that each place lies in the middle of four
+// samples: in one step what their general steps make of them, byte for byte. `count` samples of `channels` bytes, 1, 2
+// or 4, from twice as many. `to` overlaps no row.
 namespace qorvp {
 
-// What the bilinear scaler makes of two rows where it halves width and height: each place lies in the middle of four
-// samples, ((a + b + 1) / 2 + (c + d + 1) / 2) / 2, c and d being those of the lower row. `count` samples of `channels`
-// bytes, 1, 2 or 4, from twice as many. `to` overlaps no row.
 using HalveRows = void (*)(const uint8_t* upper, const uint8_t* lower, int channels, uint8_t* to, int count);
 
-// The plain form, which says what the other does.
-void halveRows(const uint8_t* upper, const uint8_t* lower, int channels, uint8_t* to, int count);
+// The plain forms, which say what the others do. The scaler's rounds (a + b) / 2 up in a row and down between rows; the
+// stepped scaler's rounds down, but up from an a of 0, as its two weights make not quite 1.
+void halveBilinear(const uint8_t* upper, const uint8_t* lower, int channels, uint8_t* to, int count);
+void halveStepped(const uint8_t* upper, const uint8_t* lower, int channels, uint8_t* to, int count);
 
-// The vector form for a feature word; null without kAvx2, since rows are then scaled as any other.
-HalveRows halveRowsFor(uint32_t features);
+struct HalveKernels {
+    HalveRows bilinear;
+    HalveRows stepped;
+};
+
+// The vector forms for a feature word; null where rows are halved like they are scaled to any other size.
+HalveKernels halveKernels(uint32_t features);
+
+// Whether the destination has exactly half the source's width and height.
+bool isHalf(const Plane& from, const Plane& to);
+
+// A plane into one of half its size.
+void halvePlane(const Plane& from, const Plane& to, HalveRows halveRows);
 
 }  // namespace qorvp
