@@ -31,8 +31,9 @@ std::string formatted(const char* format, Values... values) {
 
 }  // namespace
 
+// What a failed row's goal would have been is not known any more: that it cannot reach it, is.
 bool Table::Row::hasGoal() const {
-    return !rivals.empty() || goals.leastCopyShare > 0;
+    return !failure.empty() || !rivals.empty() || goals.leastCopyShare > 0;
 }
 
 bool Table::Row::reached() const {

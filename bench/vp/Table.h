@@ -14,7 +14,7 @@ class Table {
     void add(const std::string& what, const Contest& contest, const ContestFigures& figures);
     // The row whose results were wrong or missing.
     void addFailure(const std::string& what, const std::string& why);
-    // Prints how many rows reached their goal and which did not.
+    // Prints how many rows reached their goal and which did not. A failed row counts among the latter.
     void tellMissed() const;
     // 2 when a row failed, else 1 when one missed its goal, else 0.
     int exitStatus() const;
