@@ -87,15 +87,11 @@ Contest prepare(const Scaled& scaled, SizeChange change) {
 }  // namespace
 
 void addScalerRows(PlannedRows& rows) {
-    for (const Scaled& scaled : kScaled) {
-        for (const SizeChange& change : kSizeChanges) {
-            // The stepped scaler is for sizes that are not half.
-            if (scaled.strategy == qorvp::kSteppedScaler && change.to.width * 2 == change.from.width) continue;
+    for (const Scaled& scaled : kScaled)
+        for (const SizeChange& change : kSizeChanges)
             rows.push_back({std::string(scaled.name) + " " + sizeName(change.from.width, change.from.height) + " to " +
                                 sizeName(change.to.width, change.to.height),
                             [&scaled, change] { return prepare(scaled, change); }});
-        }
-    }
 }
 
 }  // namespace zelbench::vp
