@@ -1,5 +1,3 @@
-#include <algorithm>
-
 #include "vp/src/BilinearRow.h"
 
 #undef HWY_TARGET_INCLUDE
@@ -21,22 +19,7 @@ BilinearKernels vectorBilinear() {
 
 #else
 
-namespace hn = hwy::HWY_NAMESPACE;
-
 using Bytes = hn::CappedTag<uint8_t, 32>;
-
-// Rows as bytes with a sign, which is taken back at the end: the sums would not fit otherwise.
-HWY_INLINE hn::Vec<Bytes> blend(hn::Vec<Bytes> upper, hn::Vec<Bytes> lower, hn::Vec<Bytes> factors) {
-    const Bytes d;
-    const hn::RebindToSigned<Bytes> bytes;
-    const auto sign = hn::Set(d, uint8_t{0x80});
-    const auto above = hn::Xor(upper, sign), below = hn::Xor(lower, sign);
-    const auto half = [=](auto pairs)
-                          HWY_ATTR { return hn::ShiftRight<8>(pairSums(factors, hn::BitCast(bytes, pairs))); };
-    const auto sums =
-        packSignedBlocks(half(hn::InterleaveLower(d, above, below)), half(hn::InterleaveUpper(d, above, below)));
-    return hn::Xor(hn::BitCast(d, sums), sign);
-}
 
 HWY_INLINE hn::Vec<Bytes> factorsOf(int f) {
     const hn::RepartitionToWide<Bytes> words;
@@ -52,7 +35,7 @@ void blendRows(const uint8_t* upper, const uint8_t* lower, int f, uint8_t* to, s
     }
     const auto factors = factorsOf(f);
     const auto at = [=](size_t i) HWY_ATTR {
-        hn::StoreU(blend(hn::LoadU(d, upper + i), hn::LoadU(d, lower + i), factors), d, to + i);
+        hn::StoreU(weightedMean(d, hn::LoadU(d, upper + i), hn::LoadU(d, lower + i), factors, factors), d, to + i);
     };
     for (size_t i = 0; i + lanes <= count; i += lanes) at(i);
     if (count % lanes != 0) at(count - lanes);
@@ -130,7 +113,7 @@ HWY_INLINE size_t blendQuads(const BilinearGroups& groups, const RowPair rows, i
         if (both) hn::StoreU(upper, d, rows.upper + i);
         hn::StoreU(lower, d, rows.lower + i);
         if (i + hn::Lanes(d) > groups.bytes) break;
-        hn::StoreU(blend(upper, lower, factors), d, to + i);
+        hn::StoreU(weightedMean(d, upper, lower, factors, factors), d, to + i);
         i += hn::Lanes(d);
     }
     return i;

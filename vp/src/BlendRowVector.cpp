@@ -20,22 +20,15 @@ BlendRow vectorBlend() {
 #else
 
 using Bytes = hn::CappedTag<uint8_t, 32>;
-using SignedBytes = hn::RebindToSigned<Bytes>;
 using Vector = hn::Vec<Bytes>;
 
-// The pixels less 128 are weighted, so that pairs of products fit 16 bits. A mask value of 0 has a weight of 256, which
-// does not fit a byte: there the background stays.
+// A mask value of 0 has a weight of 256, which does not fit a byte: there the background stays.
 HWY_INLINE Vector blended(Vector foreground, Vector mask, Vector background) {
     const Bytes d;
-    const SignedBytes signedBytes;
-    const auto middle = hn::Set(d, uint8_t{0x80});
-    const Vector rest = hn::Sub(hn::Zero(d), mask), f = hn::Xor(foreground, middle), b = hn::Xor(background, middle);
-    const auto lower =
-        pairSums(hn::InterleaveLower(d, rest, mask), hn::BitCast(signedBytes, hn::InterleaveLower(d, b, f)));
-    const auto upper =
-        pairSums(hn::InterleaveUpper(d, rest, mask), hn::BitCast(signedBytes, hn::InterleaveUpper(d, b, f)));
-    const auto mixed = packSignedBlocks(hn::ShiftRight<8>(lower), hn::ShiftRight<8>(upper));
-    return hn::IfThenElse(hn::Eq(mask, hn::Zero(d)), background, hn::Xor(hn::BitCast(d, mixed), middle));
+    const Vector rest = hn::Sub(hn::Zero(d), mask);
+    const Vector mixed =
+        weightedMean(d, background, foreground, hn::InterleaveLower(d, rest, mask), hn::InterleaveUpper(d, rest, mask));
+    return hn::IfThenElse(hn::Eq(mask, hn::Zero(d)), background, mixed);
 }
 
 // Blends a vector at `at`.

@@ -55,6 +55,19 @@ HWY_INLINE hn::Vec256<uint8_t> pack(hn::Vec256<int16_t> first, hn::Vec256<int16_
 
 #endif
 
+// (first w + second (256 - w)) >> 8 of each byte, the two weights, of 1 to 255, in turn for the lower halves of blocks
+// and for the upper. Bytes count from -128 on for it, so that the sums fit 16 bits.
+template <class D, class V = hn::Vec<D>>
+HWY_INLINE V weightedMean(D d, V first, V second, V lowerWeights, V upperWeights) {
+    const hn::RebindToSigned<D> values;
+    const auto middle = hn::Set(d, uint8_t{0x80});
+    const V a = hn::Xor(first, middle), b = hn::Xor(second, middle);
+    const auto lower = pairSums(lowerWeights, hn::BitCast(values, hn::InterleaveLower(d, a, b)));
+    const auto upper = pairSums(upperWeights, hn::BitCast(values, hn::InterleaveUpper(d, a, b)));
+    const auto means = packSignedBlocks(hn::ShiftRight<8>(lower), hn::ShiftRight<8>(upper));
+    return hn::Xor(hn::BitCast(d, means), middle);
+}
+
 #endif
 
 }  // namespace HWY_NAMESPACE

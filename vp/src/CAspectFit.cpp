@@ -50,8 +50,9 @@ int32_t CAspectFit::Process(uint32_t, VpImage* source, VpImage* destination) {
     const Size frame = {source->width, source->height};
     const Size target = {m_parameter.targetWidth, m_parameter.targetHeight};
     const Size ratio = {m_parameter.ratioWidth, m_parameter.ratioHeight};
-    if (std::min({target.width, target.height, ratio.width, ratio.height}) < 0) return kErrorArgument;
     const bool aimed = target.width != 0 && target.height != 0;
+    if (target.width < 0 || target.height < 0) return kErrorArgument;
+    if (!aimed && (ratio.width < 0 || ratio.height < 0)) return kErrorArgument;
     if (aimed && (target.width > frame.width || target.height > frame.height)) return kErrorArgument;
     const std::optional<Size> size = aimed ? target : largestOf(ratio, frame);
     if (!size) return kErrorFailed;

@@ -88,8 +88,8 @@ class Conversion {
     void copy(int index) const {
         Plane from = m_from.plane[index], to = m_to.plane[index];
         if (!m_mirror) joinRows({&from, &to});
-        const auto bytes = static_cast<size_t>(from.width) * static_cast<size_t>(from.bytes);
-        writeRows(to, from.width, from.height, m_mirror, [&](int y) { std::memcpy(to.row(y), from.row(y), bytes); });
+        writeRows(to, from.width, from.height, m_mirror,
+                  [&](int y) { std::memcpy(to.row(y), from.row(y), from.rowBytes()); });
     }
     void copyChroma() const {
         for (int index = 1; index < m_from.count; ++index) copy(index);

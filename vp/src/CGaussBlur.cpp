@@ -1,6 +1,8 @@
 #include "qorvp/CGaussBlur.h"
 
+#include <cstring>
 #include <mutex>
+#include <new>
 #include <optional>
 
 #include "qorvp/Format.h"
@@ -70,7 +72,7 @@ int32_t CGaussBlur::Uninit(uint32_t) {
     return kOk;
 }
 
-int32_t CGaussBlur::Process(uint32_t, VpImage* source, VpImage* destination) {
+int32_t CGaussBlur::Process(uint32_t, VpImage* source, VpImage* destination) try {
     if (!source || !destination) return kErrorArgument;
     const int channels = channelsOf(source->format);
     if (channels == 0) return kErrorUnsupported;
@@ -92,18 +94,20 @@ int32_t CGaussBlur::Process(uint32_t, VpImage* source, VpImage* destination) {
                                  m_work->transposed.data());
     }
     return kOk;
+} catch (const std::bad_alloc&) {
+    return kErrorFailed;
 }
 
 int32_t CGaussBlur::SetParam(uint32_t, const void* value) {
     if (!value) return kErrorArgument;
-    m_sigma = *static_cast<const float*>(value);
+    std::memcpy(&m_sigma, value, sizeof(m_sigma));
     sharedCoefficients().set(m_sigma);
     return kOk;
 }
 
 int32_t CGaussBlur::GetParam(uint32_t, void* value) {
     if (!value) return kErrorArgument;
-    *static_cast<float*>(value) = m_sigma;
+    std::memcpy(value, &m_sigma, sizeof(m_sigma));
     return kOk;
 }
 

@@ -10,30 +10,14 @@ namespace qorvp {
 
 namespace {
 
-bool isVideo(uint32_t format) {
-    switch (formatOf(format)) {
-        case kFormatI420:
-        case kFormatYv12:
-        case kFormatNv12:
-        case kFormatNv21:
-            return true;
-        default:
-            return false;
-    }
-}
-
 bool isEven(const VpImage& image) {
     return image.width % 2 == 0 && image.height % 2 == 0;
 }
 
-size_t rowBytes(const Plane& plane) {
-    return static_cast<size_t>(plane.width) * static_cast<size_t>(plane.bytes);
-}
-
 // Rows of the source at the destination's width, the two that were made last. Columns and source outlive it.
-class ScaledRows {
+class HeldRows {
   public:
-    ScaledRows(const Plane& from, const SteppedColumns& columns, SteppedRow scale)
+    HeldRows(const Plane& from, const SteppedColumns& columns, SteppedRow scale)
         : m_from(from), m_columns(columns), m_scale(scale) {
         for (Held& held : m_held) held.bytes.resize(columns.size());
     }
@@ -61,7 +45,7 @@ class ScaledRows {
 void mixPlane(const Plane& from, const Plane& to, const SteppedKernels& kernels) {
     const SteppedColumns columns = SteppedColumns::weighted(from, to, kernels.columnBits);
     const SteppedPositions positions(from.height, to.height, kWeightBits);
-    ScaledRows rows(from, columns, kernels.row);
+    HeldRows rows(from, columns, kernels.row);
     for (int y = 0; y < to.height; ++y) {
         const auto [index, weight] = positions.weighted(y);
         if (weight == 0)
@@ -77,7 +61,7 @@ void takePlane(const Plane& from, const Plane& to, const SteppedKernels& kernels
     for (int y = 0, last = -1; y < to.height; ++y) {
         const int index = positions.nearest(y);
         if (index == last)
-            std::copy_n(to.row(y - 1), rowBytes(to), to.row(y));
+            std::copy_n(to.row(y - 1), to.rowBytes(), to.row(y));
         else
             kernels.row(from.row(index), columns, to.row(y));
         last = index;
@@ -94,7 +78,7 @@ CSteppedScaler::CSteppedScaler(uint32_t features)
 
 int32_t CSteppedScaler::Process(uint32_t, VpImage* source, VpImage* destination) {
     if (!source || !destination) return kErrorArgument;
-    const bool video = isVideo(source->format);
+    const bool video = hasHalfChroma(source->format);
     if (!video && formatOf(source->format) != kFormatGrey) return kErrorUnsupported;
     const std::optional<Planes> from = planesOf(*source);
     const std::optional<Planes> to = planesOf(*destination);

@@ -1,9 +1,10 @@
 #include "qorvp/CVpFrameWork.h"
 
 #include <algorithm>
+#include <iterator>
 #include <new>
+#include <utility>
 
-#include "qorvp/Format.h"
 #include "qorvp/Parameters.h"
 
 namespace qorvp {
@@ -59,7 +60,7 @@ void CVpFrameWork::setStrategy(uint32_t number, std::unique_ptr<IStrategy> strat
     number = clampedNumber(number);
     const Lock lock(m_lock);
     std::unique_ptr<IStrategy>& held = m_strategies[number - 1];
-    if (held) held->Uninit(number);
+    if (held) guarded([&] { return held->Uninit(number); });
     held = std::move(strategy);
 }
 
@@ -75,7 +76,7 @@ int32_t CVpFrameWork::Uninit(uint32_t number) {
     number = clampedNumber(number);
     const Lock lock(m_lock);
     IStrategy* const held = strategy(number);
-    return held ? held->Uninit(number) : kOk;
+    return held ? guarded([&] { return held->Uninit(number); }) : kOk;
 }
 
 int32_t CVpFrameWork::Reserved(uint32_t) {
@@ -109,7 +110,7 @@ int32_t CVpFrameWork::GetParam(uint32_t number, void* value) {
     number = clampedNumber(number);
     const Lock lock(m_lock);
     IStrategy* const held = strategy(number);
-    return held ? held->GetParam(number, value) : kOk;
+    return held ? guarded([&] { return held->GetParam(number, value); }) : kOk;
 }
 
 int32_t CVpFrameWork::Reserved2(uint32_t) {

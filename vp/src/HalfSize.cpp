@@ -22,8 +22,7 @@ void halvePairs(const uint8_t* above, const uint8_t* below, uint8_t* to, size_t 
 }
 
 void halvePlane(const Plane& from, const Plane& to, HalfRow row) {
-    const auto bytes = static_cast<size_t>(to.width) * static_cast<size_t>(to.bytes);
-    for (int y = 0; y < to.height; ++y) row(from.row(2 * y), from.row(2 * y + 1), to.row(y), bytes);
+    for (int y = 0; y < to.height; ++y) row(from.row(2 * y), from.row(2 * y + 1), to.row(y), to.rowBytes());
 }
 
 }  // namespace

@@ -63,6 +63,10 @@ bool isSound(const VpImage& image, int index, const Plane& plane) {
     return plane.data && stride >= int64_t{plane.width} * plane.bytes;
 }
 
+bool isSide(int32_t size) {
+    return size >= 1 && size <= kLargestSide;
+}
+
 // The bytes from the first row's begin to the last row's end.
 struct Span {
     const uint8_t* begin;
@@ -70,7 +74,7 @@ struct Span {
 };
 
 ptrdiff_t rowBytes(const Plane& plane) {
-    return ptrdiff_t{plane.width} * plane.bytes;
+    return static_cast<ptrdiff_t>(plane.rowBytes());
 }
 
 Span spanOf(const Plane& plane) {
@@ -104,7 +108,7 @@ Plane flipped(Plane plane) {
 
 std::optional<Planes> planesOf(const VpImage& image) {
     const std::optional<Layout> layout = layoutOf(image.format);
-    if (!layout || image.width < 1 || image.height < 1) return std::nullopt;
+    if (!layout || !isSide(image.width) || !isSide(image.height)) return std::nullopt;
     Planes planes = {{}, layout->count};
     for (int index = 0; index < planes.count; ++index) {
         planes.plane[index] = planeOf(image, index, layout->plane[index]);

@@ -19,6 +19,7 @@ struct Plane {
     int bytes;  // of a sample: 1, 2 for a pair of chroma values, 2 to 4 for a pixel
 
     uint8_t* row(int y) const { return data + y * stride; }
+    size_t rowBytes() const { return static_cast<size_t>(width) * static_cast<size_t>(bytes); }
 };
 
 // The same rows in the opposite order.
@@ -30,7 +31,7 @@ struct Planes {
 };
 
 // The planes of an image by its format, at its whole size. Nothing for a format that has no planes here, a plane that
-// is missing, a size below 1, or a row that is longer than its stride.
+// is missing, a size outside 1..kLargestSide, or a row that is longer than its stride.
 std::optional<Planes> planesOf(const VpImage& image);
 
 // Makes each of the planes, which have one width and height, a single row when the rows of all follow each other

@@ -17,10 +17,6 @@ int64_t stepOf(int from, int to, int bits) {
     return static_cast<int64_t>(ratio * static_cast<float>(1 << bits));
 }
 
-size_t bytesOf(const Plane& plane) {
-    return static_cast<size_t>(plane.width) * static_cast<size_t>(plane.bytes);
-}
-
 uint8_t mixed(int a, int b, int weight) {
     return static_cast<uint8_t>((a * (kWholeWeight - weight) + b * weight + kHalfWeight) >> kWeightBits);
 }
@@ -61,7 +57,7 @@ SteppedFactors steppedFactors(int weight) {
 SteppedColumns SteppedColumns::nearest(const Plane& from, const Plane& to, int bits) {
     const SteppedPositions positions(from.width, to.width, bits);
     SteppedColumns columns;
-    columns.at.resize(bytesOf(to));
+    columns.at.resize(to.rowBytes());
     for (int x = 0, i = 0; x < to.width; ++x) {
         const int index = positions.nearest(x);
         for (int byte = 0; byte < to.bytes; ++byte, ++i) columns.at[i] = index * to.bytes + byte;
@@ -75,8 +71,8 @@ SteppedColumns SteppedColumns::weighted(const Plane& from, const Plane& to, int 
     const SteppedPositions positions(from.width, to.width, bits);
     SteppedColumns columns;
     columns.next = from.width > 1 ? from.bytes : 0;
-    columns.at.resize(bytesOf(to));
-    columns.weight.resize(bytesOf(to));
+    columns.at.resize(to.rowBytes());
+    columns.weight.resize(to.rowBytes());
     for (int x = 0, i = 0; x < to.width; ++x) {
         SteppedPosition position = positions.weighted(x);
         // The last sample is the second of a pair, so that each has one behind it.

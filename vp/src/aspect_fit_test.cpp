@@ -104,6 +104,10 @@ TEST_F(AspectFitTest, NumbersThatDoNotGoAreRefused) {
     EXPECT_EQ(mRegion.width, 0);
 }
 
+TEST_F(AspectFitTest, RatioIsNotLookedAtBesideATarget) {
+    expectRegion({640, 360, -4, 3}, frameOf(1280, 720), 320, 180, 960, 540);
+}
+
 TEST_F(AspectFitTest, LargestNumbersDoNotOverflow) {
     const int32_t most = std::numeric_limits<int32_t>::max();
     expectRegion({0, 0, most, 1}, frameOf(most, most), 0, most / 2, most, most / 2 + 1);

@@ -136,6 +136,17 @@ TEST_P(RowKernelsTest, PixelsEqualThePlainOnes) {
     }
 }
 
+TEST_P(RowKernelsTest, LongRowsOfPixelsEqualThePlainOnes) {
+    constexpr int kWidth = 1102;
+    const Row luma = row(kWidth * 2, Guard::kBehind), chroma = row(kWidth, Guard::kBehind);
+    const qorvp::YuvKernel plain = qorvp::yuvKernel(ChromaLayout::kUv, PixelLayout::kBgr);
+    const qorvp::YuvKernel convert = qorvp::yuvKernels(m_features)(ChromaLayout::kUv, PixelLayout::kBgr);
+    const Row expected = row(kWidth * 6, Guard::kBehind), actual(expected, Guard::kBehind);
+    plain({luma.data(), kWidth, chroma.data(), nullptr, expected.data(), kWidth * 3, kWidth});
+    convert({luma.data(), kWidth, chroma.data(), nullptr, actual.data(), kWidth * 3, kWidth});
+    EXPECT_EQ(actual, expected);
+}
+
 TEST_P(RowKernelsTest, PixelOfEveryColourEqualsThePlainOne) {
     const qorvp::YuvKernel plain = qorvp::yuvKernel(ChromaLayout::kPlanar, PixelLayout::kBgra);
     const qorvp::YuvKernel convert = qorvp::yuvKernels(m_features)(ChromaLayout::kPlanar, PixelLayout::kBgra);

@@ -14,9 +14,9 @@ namespace qorvp {
 // sigma. The crop is not looked at.
 //
 // Process returns kErrorUnsupported for any other format and kErrorArgument for a missing image or plane, a destination
-// of another size, or rows that are longer than their stride. The coefficients are one set for the whole process: the
-// last SetParam of any blur holds for all of them, and before the first it is that of sigma 0.5. Any thread may call
-// different objects at the same time.
+// of another size, sides above kLargestSide, or rows that are longer than their stride; kErrorFailed without memory.
+// The coefficients are one set for the whole process: the last SetParam of any blur holds for all of them, and before
+// the first it is that of sigma 0.5. Any thread may call different objects at the same time.
 class CGaussBlur : public IStrategy {
   public:
     CGaussBlur();
