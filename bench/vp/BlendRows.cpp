@@ -56,7 +56,7 @@ Contest prepare(uint32_t format, FrameSize size) {
 
 void addBlendRows(PlannedRows& rows) {
     for (const FrameSize size : kFrameSizes)
-        for (const uint32_t format : {qorvp::kFormatBgra, qorvp::kFormatGrey})
+        for (const uint32_t format : {qorvp::kFormatBgra, qorvp::kFormatBgr, qorvp::kFormatGrey})
             rows.push_back({"blend " + formatName(format) + " " + sizeName(size.width, size.height),
                             [format, size] { return prepare(format, size); }});
 }

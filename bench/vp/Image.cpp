@@ -109,6 +109,17 @@ void Image::fillScene(uint32_t seed) {
     }
 }
 
+void Image::fillWaves() {
+    constexpr float kHeight = 60, kStep = 0.04f;
+    for (const Plane& plane : mPlanes)
+        for (int y = 0; y < plane.height; ++y)
+            for (int i = 0; i < plane.stride; ++i) {
+                const auto x = static_cast<float>(i / plane.bytes);
+                const float shade = std::sin(x * kStep) + std::sin(static_cast<float>(y) * kStep);
+                plane.row(y)[i] = static_cast<uint8_t>(128.0f + kHeight * shade);
+            }
+}
+
 std::string formatName(uint32_t format) {
     return entryOf(format).name;
 }

@@ -53,6 +53,8 @@ class Image {
     void fillRandomVideo(uint32_t seed);
     // What cameras see rather: soft shades, edges and a little noise.
     void fillScene(uint32_t seed);
+    // Soft waves alone: next samples differ by at most 3 levels.
+    void fillWaves();
 
   private:
     uint32_t mFormat;

@@ -69,6 +69,16 @@ void blurLine(double* line, size_t count, size_t step, const Recursion& recursio
     }
 }
 
+// For each of `to` samples the one of `from` that is nearest, with steps of 1 / `unit`.
+std::vector<int> nearestSamples(int from, int to, int unit) {
+    const float ratio = static_cast<float>(from) / static_cast<float>(to);
+    const auto step = static_cast<int64_t>(ratio * static_cast<float>(unit));
+    std::vector<int> samples;
+    for (int64_t i = 0; i < to; ++i)
+        samples.push_back(std::min(static_cast<int>((step / 2 + i * step) / unit), from - 1));
+    return samples;
+}
+
 }  // namespace
 
 void convertByFormula(const Image& video, const Image& pixels) {
@@ -110,6 +120,20 @@ void halveByFormula(const Image& from, const Image& to) {
                 const uint8_t *upper = source.row(2 * y) + left, *lower = source.row(2 * y + 1) + left;
                 const int sum = upper[0] + upper[bytes] + lower[0] + lower[bytes];
                 target.row(y)[x] = static_cast<uint8_t>((sum + 2) / 4);
+            }
+    }
+}
+
+void takeNearestByFormula(const Image& from, const Image& to) {
+    for (size_t index = 0; index < to.planes().size(); ++index) {
+        const Plane &source = from.planes()[index], &target = to.planes()[index];
+        const std::vector<int> columns = nearestSamples(source.width, target.width, 65536);
+        const std::vector<int> rows = nearestSamples(source.height, target.height, 32768);
+        for (int y = 0; y < target.height; ++y)
+            for (int x = 0; x < target.width; ++x) {
+                const uint8_t* const sample =
+                    source.row(rows[static_cast<size_t>(y)]) + columns[static_cast<size_t>(x)] * source.bytes;
+                std::copy_n(sample, target.bytes, target.row(y) + x * target.bytes);
             }
     }
 }

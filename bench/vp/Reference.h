@@ -13,5 +13,8 @@ void blendByFormula(const Image& foreground, const Image& mask, const Image& bac
 void blurByRecursion(const Image& from, double sigma, const Image& to);
 // Each sample the mean of four, halves up.
 void halveByFormula(const Image& from, const Image& to);
+// The sample on which the middle of the destination's lies, by steps of whole numbers: of 1/65536 along rows and of
+// 1/32768 along columns, the step being the float ratio of the sizes in these, truncated.
+void takeNearestByFormula(const Image& from, const Image& to);
 
 }  // namespace zelbench::vp

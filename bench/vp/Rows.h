@@ -23,6 +23,8 @@ void addBlurRows(PlannedRows& rows);
 void addRotationRows(PlannedRows& rows);
 // To other sizes, by both scalers.
 void addScalerRows(PlannedRows& rows);
+// The same without mixing.
+void addNearestRows(PlannedRows& rows);
 // Video to half its width and height.
 void addHalfRows(PlannedRows& rows);
 

@@ -1,4 +1,5 @@
 #include <libyuv.h>
+#include <libyuv/scale_rgb.h>
 
 #include <opencv2/imgproc.hpp>
 
@@ -25,6 +26,11 @@ void scalePixels(const Planes& from, const Planes& to) {
                       to[0].width, to[0].height, libyuv::kFilterBilinear);
 }
 
+void scaleTriples(const Planes& from, const Planes& to) {
+    libyuv::RGBScale(from[0].data, from[0].stride, from[0].width, from[0].height, to[0].data, to[0].stride, to[0].width,
+                     to[0].height, libyuv::kFilterBilinear);
+}
+
 void scalePlanar(const Planes& from, const Planes& to) {
     libyuv::I420Scale(from[0].data, from[0].stride, from[1].data, from[1].stride, from[2].data, from[2].stride,
                       from[0].width, from[0].height, to[0].data, to[0].stride, to[1].data, to[1].stride, to[2].data,
@@ -46,6 +52,7 @@ struct Scaled {
 
 constexpr Scaled kScaled[] = {
     {"scale BGRA", qorvp::kScaler, qorvp::kFormatBgra, scalePixels},
+    {"scale BGR", qorvp::kScaler, qorvp::kFormatBgr, scaleTriples},
     {"scale I420", qorvp::kScaler, qorvp::kFormatI420, scalePlanar},
     {"scale NV12", qorvp::kScaler, qorvp::kFormatNv12, scalePaired},
     {"stepped I420", qorvp::kSteppedScaler, qorvp::kFormatI420, scalePlanar},

@@ -13,8 +13,8 @@ namespace zelbench::vp {
 namespace {
 
 void printHeading() {
-    std::printf("%-34s %8s %8s %8s %8s  %-20s\n", "", "ours", "", "libyuv", "OpenCV", "ours / the quicker");
-    std::printf("%-34s %8s %8s %8s %8s  %-20s %6s %5s %5s  %s\n", "what, in us", "p50", "p99", "p50", "p50",
+    std::printf("%-42s %8s %8s %8s %8s  %-20s\n", "", "ours", "", "libyuv", "OpenCV", "ours / the quicker");
+    std::printf("%-42s %8s %8s %8s %8s  %-20s %6s %5s %5s  %s\n", "what, in us", "p50", "p99", "p50", "p50",
                 "[95 % interval]", "spread", "GB/s", "copy", "goal");
 }
 
@@ -79,12 +79,12 @@ std::string Table::Row::rivalP50(const char* name) const {
 void Table::Row::print() const {
     const Comparison& quickest = figures.quickest;
     if (!failure.empty()) {
-        std::printf("%-34s %s: %s\n", what.c_str(), verdict(), failure.c_str());
+        std::printf("%-42s %s: %s\n", what.c_str(), verdict(), failure.c_str());
         return;
     }
     const std::string ratio =
         rivals.empty() ? "-" : formatted("%.3f [%.3f %.3f]", quickest.ratio, quickest.ratioLow, quickest.ratioHigh);
-    std::printf("%-34s %8.1f %8.1f %8s %8s  %-20s %4.0f %% %5.1f %3.0f %%  %s\n", what.c_str(), quickest.oursP50,
+    std::printf("%-42s %8.1f %8.1f %8s %8s  %-20s %4.0f %% %5.1f %3.0f %%  %s\n", what.c_str(), quickest.oursP50,
                 quickest.oursP99, rivalP50(kLibyuv).c_str(), rivalP50(kOpenCv).c_str(), ratio.c_str(),
                 quickest.spread * 100, gigabytesPerSecond(bytes, quickest.oursP50), figures.copyShare * 100, verdict());
     const bool inColumn =

@@ -10,7 +10,7 @@ namespace zelbench::vp {
 // What came of the rows, all times in microseconds.
 class Table {
   public:
-    // Prints the row at once, 120 columns wide; the heading comes with the first.
+    // Prints the row at once, 128 columns wide; the heading comes with the first.
     void add(const std::string& what, const Contest& contest, const ContestFigures& figures);
     // The row whose results were wrong or missing.
     void addFailure(const std::string& what, const std::string& why);

@@ -22,6 +22,7 @@ PlannedRows allRows() {
     zelbench::vp::addBlurRows(rows);
     zelbench::vp::addRotationRows(rows);
     zelbench::vp::addScalerRows(rows);
+    zelbench::vp::addNearestRows(rows);
     zelbench::vp::addHalfRows(rows);
     return rows;
 }
