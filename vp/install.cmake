@@ -7,6 +7,11 @@ set_target_properties(hwy PROPERTIES OUTPUT_NAME qorvp_hwy)
 # The public headers say no more; our own code is of the project's level.
 target_compile_features(qorvp INTERFACE cxx_std_17)
 
+# Line tables name the sources without the folder where they were built.
+foreach(target qorvp hwy)
+  target_compile_options(${target} PRIVATE -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
+endforeach()
+
 set(package ${CMAKE_CURRENT_BINARY_DIR}/package)
 configure_package_config_file(qorvpConfig.cmake.in ${package}/qorvpConfig.cmake INSTALL_DESTINATION lib/cmake/qorvp)
 # Below 1.0 the second number tells of changes that users see.

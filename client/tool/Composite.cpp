@@ -63,8 +63,12 @@ class Library {
         int32_t result = parameter ? m_frameWork->SetParam(strategy, parameter) : qorvp::kOk;
         if (result == qorvp::kOk) result = m_frameWork->Process(strategy, &source, &destination);
         if (result == qorvp::kOk) return;
-        throw std::runtime_error("the image library gave " + std::to_string(result) + " for a picture of " +
-                                 std::to_string(source.width) + "x" + std::to_string(source.height));
+        const auto size = [](const qorvp::VpImage& image) {
+            return std::to_string(image.width) + "x" + std::to_string(image.height);
+        };
+        throw std::runtime_error("the image library gave " + std::to_string(result) + " when it made a picture of " +
+                                 size(destination) + " from one of " + size(source) +
+                                 (result == qorvp::kErrorFailed ? ": there is not enough memory" : ""));
     }
 
   private:

@@ -70,6 +70,11 @@ void addOverlay(CLI::App& command, std::string& out, bool& json) {
     command.add_flag("--json", json, "one JSON object a line for each frame");
 }
 
+constexpr const char* kAboutSigma =
+    "A SIGMA is 0.5 to 100: at 2 the background is soft, at 10 only its lights and darks are left. Without one it goes "
+    "by\n"
+    "the picture's width: 5.7 for 640 pixels, 9.8 for 1920.\n\n";
+
 CLI::Option* addBackground(CLI::App& command, std::string& background, const std::string& meaning) {
     return command.add_option("--background", background, meaning)->check([](const std::string& told) {
         return told.empty() ? "a colour, blur or a picture" : "";
@@ -90,16 +95,13 @@ void addSegment(CLI::App& app, HostOptions& host, SegmentOptions& options) {
     addRepeat(*command, options.repeat, options.skip);
     command->add_flag("--json", options.json, "one JSON object a line for each frame");
     addHostOptions(*command, host);
-    command->footer(
-        "A SIGMA is 0.5 to 100: 2 is soft, 10 leaves lights and darks. Without one it is what the width asks for: 5.7 "
-        "for 640\n"
-        "pixels, 9.8 for 1920.\n\n" +
-        examples("  zelclient segment me.jpg --out me.png --background '#2060a0'\n"
-                 "  zelclient segment me.jpg --out me.png --background blur:3\n"
-                 "  zelclient segment me.jpg --capacity 1 --cutout me.png --mask-out mask.png\n"
-                 "  zelclient segment photos/ --out results --background beach.jpg --json\n"
-                 "  zelclient segment talk.mp4 --out talk-blurred.mp4 --background blur\n"
-                 "  zelclient segment --camera 0 --frames 100 --out camera.mkv\n"));
+    command->footer(kAboutSigma +
+                    examples("  zelclient segment me.jpg --out me.png --background '#2060a0'\n"
+                             "  zelclient segment me.jpg --out me.png --background blur:3\n"
+                             "  zelclient segment me.jpg --capacity 1 --cutout me.png --mask-out mask.png\n"
+                             "  zelclient segment photos/ --out results --background beach.jpg --json\n"
+                             "  zelclient segment talk.mp4 --out talk-blurred.mp4 --background blur\n"
+                             "  zelclient segment --camera 0 --frames 100 --out camera.mkv\n"));
 }
 
 void addLadon(CLI::App& app, HostOptions& host, LadonOptions& options) {
@@ -120,7 +122,8 @@ void addLadon(CLI::App& app, HostOptions& host, LadonOptions& options) {
         "gesture_scores, nine of them; motion, 0 to 1; skip_run, unchanged frames in a row; faces, each with x, y, "
         "width,\n"
         "height, score and points, 478 of [x, y, z] or null; table_confidence, 0 to 1 or null; round_trip_us.\n"
-        "Places are in pixels of the input.\n\n" +
+        "Places are in pixels of the input.\n" +
+        kAboutSigma +
         examples("  zelclient ladon me.jpg --out me-found.png\n"
                  "  zelclient ladon me.jpg --out me-found.png --background blur\n"
                  "  zelclient ladon talk.mp4 --capacity 1 --out talk-found.mp4 --json\n"
