@@ -40,6 +40,17 @@ double brightness(const Image& image) {
     return sum / static_cast<double>(image.bytes());
 }
 
+double roughness(const Image& image) {
+    const Plane& plane = image.planes()[0];
+    uint64_t sum = 0;
+    for (int y = 0; y < plane.height; ++y) {
+        const uint8_t* const row = plane.row(y);
+        for (int i = plane.bytes; i < plane.stride; ++i)
+            sum += static_cast<uint64_t>(std::abs(row[i] - row[i - plane.bytes]));
+    }
+    return static_cast<double>(sum) / (static_cast<double>(plane.stride - plane.bytes) * plane.height);
+}
+
 void require(double difference, double most, const char* measure, const std::string& whose) {
     if (difference <= most) return;
     char text[96];
@@ -61,6 +72,14 @@ void requireCloseOnAverage(const Image& expected, const Image& image, double mos
 
 void requireSameBrightness(const Image& expected, const Image& image, const std::string& whose) {
     require(std::abs(brightness(expected) - brightness(image)), 3, "levels of brightness", whose);
+}
+
+void requireSmooth(const Image& source, const Image& image, double mostShare, const std::string& whose) {
+    const double share = roughness(image) / roughness(source);
+    if (share <= mostShare) return;
+    char text[96];
+    std::snprintf(text, sizeof text, " leave %.3g of the differences within rows; %.3g is allowed", share, mostShare);
+    throw std::runtime_error("the bytes of " + whose + text);
 }
 
 }  // namespace zelbench::vp

@@ -16,4 +16,8 @@ void requireCloseOnAverage(const Image& expected, const Image& image, double mos
 // The means over all bytes alone, for blurs of different shapes.
 void requireSameBrightness(const Image& expected, const Image& image, const std::string& whose);
 
+// That pixels beside each other in a row differ in the mean by at most so much of what they differ by in the source.
+// For images of one plane.
+void requireSmooth(const Image& source, const Image& image, double mostShare, const std::string& whose);
+
 }  // namespace zelbench::vp
