@@ -13,10 +13,6 @@ namespace zelbench::vp {
 
 namespace {
 
-struct SizeChange {
-    FrameSize from, to;
-};
-
 constexpr SizeChange kSizeChanges[] = {{{1280, 720}, {1920, 1080}}, {{1920, 1080}, {1280, 720}}};
 
 // Means over soft waves, where all samples taken one aside both ways make 2. libyuv takes ours; OpenCV, which goes by

@@ -12,6 +12,10 @@ struct FrameSize {
 };
 inline constexpr FrameSize kFrameSizes[] = {{1280, 720}, {1920, 1080}};
 
+struct SizeChange {
+    FrameSize from, to;
+};
+
 // 4:2:0 video to pixels.
 void addConverterRows(PlannedRows& rows);
 // 4:2:0 video to other layouts of its chroma.

@@ -58,10 +58,6 @@ constexpr Scaled kScaled[] = {
     {"stepped I420", qorvp::kSteppedScaler, qorvp::kFormatI420, scalePlanar},
 };
 
-struct SizeChange {
-    FrameSize from, to;
-};
-
 constexpr SizeChange kSizeChanges[] = {
     {{1280, 720}, {1920, 1080}}, {{1920, 1080}, {1280, 720}}, {{1920, 1080}, {960, 540}}};
 
