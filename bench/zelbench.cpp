@@ -40,7 +40,8 @@ int main(int argc, char** argv) {
     app.add_option("--switch-pairs", settings.switchPairs, "pairs of blocks of one switch each")
         ->check(CLI::Range(5, 1000))
         ->capture_default_str();
-    app.add_option("--json", json, "also write the rows to this file");
+    app.add_option("--json", json, "also write the rows to this file; of several, to the last")
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     app.add_option("rows", rows, "all by default")->check(CLI::IsMember(known));
     app.add_option("--echo", echo)->expected(2)->group("");
     CLI11_PARSE(app, argc, argv);

@@ -58,7 +58,8 @@ int main(int argc, char** argv) {
         ->check(CLI::Range(0.01, 600.0))
         ->capture_default_str();
     app.add_flag("--quick", quick, "as --seconds 0.3: wider intervals");
-    app.add_option("--json", json, "also write the rows to this file");
+    app.add_option("--json", json, "also write the rows to this file; of several, to the last")
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     app.add_option("rows", words, "words: the rows whose names contain one of them; all by default");
     CLI11_PARSE(app, argc, argv);
     const PlannedRows rows = rowsNamed(words);
