@@ -29,6 +29,14 @@ std::string formatted(const char* format, Values... values) {
     return text;
 }
 
+// For JSON, which has no other word for what was not measured.
+template <class Number>
+std::string numberOrNull(bool known, Number value) {
+    std::ostringstream out;
+    out << value;
+    return known ? out.str() : "null";
+}
+
 }  // namespace
 
 // What a failed row's goal would have been is not known any more: that it cannot reach it, is.
@@ -94,16 +102,20 @@ void Table::Row::print() const {
 
 std::string Table::Row::json() const {
     const Comparison& quickest = figures.quickest;
+    const bool timed = failure.empty(), compared = timed && !rivals.empty();
     std::ostringstream out;
-    out << "{\"what\": " << quoted(what) << ", \"unit\": \"us\", \"p50\": " << quickest.oursP50
-        << ", \"p99\": " << quickest.oursP99 << ", \"rivals\": {";
+    out << "{\"what\": " << quoted(what) << ", \"unit\": \"us\", \"p50\": " << numberOrNull(timed, quickest.oursP50)
+        << ", \"p99\": " << numberOrNull(timed, quickest.oursP99) << ", \"rivals\": {";
     for (size_t index = 0; index < figures.rivalP50.size(); ++index)
         out << (index == 0 ? "" : ", ") << quoted(rivals[index]) << ": " << figures.rivalP50[index];
-    out << "}, \"ratio\": " << quickest.ratio << ", \"ratioLow\": " << quickest.ratioLow
-        << ", \"ratioHigh\": " << quickest.ratioHigh << ", \"spread\": " << quickest.spread << ", \"bytes\": " << bytes
-        << ", \"gigabytesPerSecond\": " << gigabytesPerSecond(bytes, quickest.oursP50)
-        << ", \"copyGigabytesPerSecond\": " << gigabytesPerSecond(bytes, figures.copyP50)
-        << ", \"copyShare\": " << figures.copyShare << ", \"goal\": " << quoted(goal()) << ", \"reached\": "
+    out << "}, \"ratio\": " << numberOrNull(compared, quickest.ratio)
+        << ", \"ratioLow\": " << numberOrNull(compared, quickest.ratioLow)
+        << ", \"ratioHigh\": " << numberOrNull(compared, quickest.ratioHigh)
+        << ", \"spread\": " << numberOrNull(timed, quickest.spread) << ", \"bytes\": " << numberOrNull(timed, bytes)
+        << ", \"gigabytesPerSecond\": " << numberOrNull(timed, gigabytesPerSecond(bytes, quickest.oursP50))
+        << ", \"copyGigabytesPerSecond\": " << numberOrNull(timed, gigabytesPerSecond(bytes, figures.copyP50))
+        << ", \"copyShare\": " << numberOrNull(timed, figures.copyShare) << ", \"goal\": " << quoted(goal())
+        << ", \"reached\": "
         << (!hasGoal()  ? "null"
             : reached() ? "true"
                         : "false")

@@ -18,6 +18,7 @@ class Table {
     void tellMissed() const;
     // 2 when a row failed, else 1 when one missed its goal, else 0.
     int exitStatus() const;
+    // What was not measured is null. Raises std::runtime_error when the file cannot be written.
     void writeJson(const std::string& file) const;
 
   private:
