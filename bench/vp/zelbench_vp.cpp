@@ -27,6 +27,17 @@ PlannedRows allRows() {
     return rows;
 }
 
+// "convert, chroma, blend": what the names begin with.
+std::string firstWords() {
+    std::string words, last;
+    for (const PlannedRow& row : allRows()) {
+        const std::string word = row.name.substr(0, row.name.find(' '));
+        if (word != last) words += (words.empty() ? "" : ", ") + word;
+        last = word;
+    }
+    return words;
+}
+
 // The rows whose names contain one of the words; all without any.
 PlannedRows rowsNamed(const std::vector<std::string>& words) {
     PlannedRows rows = allRows();
@@ -61,10 +72,11 @@ int main(int argc, char** argv) {
     app.add_option("--json", json, "also write the rows to this file; of several, to the last")
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     app.add_option("rows", words, "words: the rows whose names contain one of them; all by default");
+    app.footer("The rows' names begin with " + firstWords() + ".");
     CLI11_PARSE(app, argc, argv);
     const PlannedRows rows = rowsNamed(words);
     if (rows.empty()) {
-        std::fprintf(stderr, "zelbench_vp: no row has such a name\n");
+        std::fprintf(stderr, "zelbench_vp: no row has such a name; they begin with %s\n", firstWords().c_str());
         return 2;
     }
     zelbench::warnWhenUnoptimised("zelbench_vp");
