@@ -114,8 +114,8 @@ void Image::fillWaves() {
     for (const Plane& plane : mPlanes)
         for (int y = 0; y < plane.height; ++y)
             for (int i = 0; i < plane.stride; ++i) {
-                const auto x = static_cast<float>(i / plane.bytes);
-                const float shade = std::sin(x * kStep) + std::sin(static_cast<float>(y) * kStep);
+                const int x = i / plane.bytes;
+                const float shade = std::sin(static_cast<float>(x) * kStep) + std::sin(static_cast<float>(y) * kStep);
                 plane.row(y)[i] = static_cast<uint8_t>(128.0f + kHeight * shade);
             }
 }
