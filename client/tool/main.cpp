@@ -70,7 +70,7 @@ void addOverlay(CLI::App& command, std::string& out, bool& json) {
     command.add_flag("--json", json, "one JSON object a line for each frame");
 }
 
-constexpr const char* kAboutSigma =
+const std::string kAboutSigma =
     "A SIGMA is 0.5 to 100: at 2 the background is soft, at 10 only its lights and darks are left. Without one it goes "
     "by\n"
     "the picture's width: 5.7 for 640 pixels, 9.8 for 1920.\n\n";

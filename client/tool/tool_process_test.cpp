@@ -507,22 +507,6 @@ TEST_F(ToolTest, DoctorTrustsNoReport) {
     EXPECT_LT(out.size(), 4000u);
 }
 
-// Video is converted by the image library, whose white is 253.
-TEST_F(ToolTest, WhiteOfAVideoIsThatOfTheImageLibrary) {
-    if (!canDoVideo()) GTEST_SKIP() << "this build reads pictures only";
-    std::string error;
-    auto video = createVideo(path("white.mkv"), 25, &error);
-    ASSERT_TRUE(video) << error;
-    ASSERT_TRUE(video->put(plainColour(64, 36, 255, 255, 255))) << video->error();
-    ASSERT_TRUE(video->finish()) << video->error();
-    auto back = openVideo(path("white.mkv"), &error);
-    ASSERT_TRUE(back) << error;
-    Image frame;
-    ASSERT_TRUE(back->next(frame));
-    EXPECT_EQ(frame.width, 64u);
-    EXPECT_EQ(std::count(frame.bytes.begin(), frame.bytes.end(), 253), std::ssize(frame.bytes));
-}
-
 TEST_F(ToolTest, VideoGoesThroughOrIsRefusedClearly) {
     if (!canDoVideo()) {
         std::ofstream(path("talk.mp4")) << "any";
