@@ -20,7 +20,7 @@ ChromaKernels vectorChroma() {
 
 #else
 
-using Bytes = hn::ScalableTag<uint8_t>;
+using Bytes = hn::CappedTag<uint8_t, 32>;
 
 // How far before its use a sample is asked for: the processor itself does not look beyond the page.
 constexpr int kAhead = 512;

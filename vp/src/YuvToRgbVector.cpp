@@ -21,7 +21,7 @@ YuvKernel vectorYuvKernel(ChromaLayout chroma, PixelLayout pixels) {
 
 #else
 
-using Bytes = hn::ScalableTag<uint8_t>;
+using Bytes = hn::CappedTag<uint8_t, 32>;
 using Words = hn::RepartitionToWide<Bytes>;
 using Shorts = hn::RebindToSigned<Words>;
 using HalfBytes = hn::Half<Bytes>;
