@@ -1,5 +1,7 @@
 #include "vp/src/HalveRows.h"
 
+#include <algorithm>
+
 namespace qorvp {
 
 namespace {
@@ -21,7 +23,7 @@ int roundedDown(int a, int b) {
 }
 
 int stepped(int a, int b) {
-    return (a + b + (a == 0 ? 1 : 0)) >> 1;
+    return (std::max(a, 1) + b) >> 1;
 }
 
 }  // namespace

@@ -12,7 +12,7 @@ namespace qorvp {
 using HalveRows = void (*)(const uint8_t* upper, const uint8_t* lower, int channels, uint8_t* to, int count);
 
 // The plain forms, which say what the others do. The scaler's rounds (a + b) / 2 up in a row and down between rows; the
-// stepped scaler's rounds down, but up from an a of 0, as its two weights make not quite 1.
+// stepped scaler's rounds down, with an a of 0 taken for 1, as its two weights make not quite 1.
 void halveBilinear(const uint8_t* upper, const uint8_t* lower, int channels, uint8_t* to, int count);
 void halveStepped(const uint8_t* upper, const uint8_t* lower, int channels, uint8_t* to, int count);
 
