@@ -33,9 +33,9 @@ HWY_INLINE hn::Vec128<int8_t> packSignedBlocks(hn::Vec128<int16_t> lower, hn::Ve
     return hn::Vec128<int8_t>{_mm_packs_epi16(lower.raw, upper.raw)};
 }
 
-// As packBlocks, all of the first vector before all of the second.
-HWY_INLINE hn::Vec128<uint8_t> pack(hn::Vec128<int16_t> first, hn::Vec128<int16_t> second) {
-    return packBlocks(first, second);
+// What lies in the lower halves of blocks before what lies in the upper ones.
+HWY_INLINE hn::Vec128<uint8_t> lowerHalvesFirst(hn::Vec128<uint8_t> bytes) {
+    return bytes;
 }
 
 #if HWY_TARGET <= HWY_AVX2
@@ -49,11 +49,17 @@ HWY_INLINE hn::Vec256<uint8_t> packBlocks(hn::Vec256<int16_t> lower, hn::Vec256<
 HWY_INLINE hn::Vec256<int8_t> packSignedBlocks(hn::Vec256<int16_t> lower, hn::Vec256<int16_t> upper) {
     return hn::Vec256<int8_t>{_mm256_packs_epi16(lower.raw, upper.raw)};
 }
-HWY_INLINE hn::Vec256<uint8_t> pack(hn::Vec256<int16_t> first, hn::Vec256<int16_t> second) {
-    return hn::Vec256<uint8_t>{_mm256_permute4x64_epi64(packBlocks(first, second).raw, _MM_SHUFFLE(3, 1, 2, 0))};
+HWY_INLINE hn::Vec256<uint8_t> lowerHalvesFirst(hn::Vec256<uint8_t> bytes) {
+    return hn::Vec256<uint8_t>{_mm256_permute4x64_epi64(bytes.raw, _MM_SHUFFLE(3, 1, 2, 0))};
 }
 
 #endif
+
+// As packBlocks, all of the first vector before all of the second.
+template <class V>
+HWY_INLINE auto pack(V first, V second) {
+    return lowerHalvesFirst(packBlocks(first, second));
+}
 
 // (first w + second (256 - w)) >> 8 of each byte, the two weights, of 1 to 255, in turn for the lower halves of blocks
 // and for the upper. Bytes count from -128 on for it, so that the sums fit 16 bits.

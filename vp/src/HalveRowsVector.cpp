@@ -22,59 +22,67 @@ HalveKernels vectorHalve() {
 #else
 
 using Bytes = hn::CappedTag<uint8_t, 32>;
-using SignedBytes = hn::RebindToSigned<Bytes>;
-using Words = hn::RepartitionToWide<SignedBytes>;
+
+using Vector = hn::Vec<Bytes>;
+
+// Two vectors of a row: the even samples of both and the odd ones, those of the first vector in the lower halves of
+// blocks.
+struct Neighbours {
+    Vector even, odd;
+};
+
+template <int channels>
+HWY_INLINE Neighbours neighbours(const uint8_t* row) {
+    alignas(16) static constexpr uint8_t kOfOne[16] = {0, 2, 4, 6, 8, 10, 12, 14, 1, 3, 5, 7, 9, 11, 13, 15};
+    alignas(16) static constexpr uint8_t kOfTwo[16] = {0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15};
+    alignas(16) static constexpr uint8_t kOfFour[16] = {0, 1, 2, 3, 8, 9, 10, 11, 4, 5, 6, 7, 12, 13, 14, 15};
+    const Bytes d;
+    const hn::Repartition<uint64_t, Bytes> halves;
+    const auto order = hn::LoadDup128(d, channels == 1 ? kOfOne : channels == 2 ? kOfTwo : kOfFour);
+    const auto load = [=](const uint8_t* place)
+                          HWY_ATTR { return hn::BitCast(halves, hn::TableLookupBytes(hn::LoadU(d, place), order)); };
+    const auto first = load(row), second = load(row + hn::Lanes(d));
+    return {hn::BitCast(d, hn::InterleaveLower(halves, first, second)),
+            hn::BitCast(d, hn::InterleaveUpper(halves, first, second))};
+}
 
 struct Bilinear {
     static constexpr HalveRows kPlain = halveBilinear;
-    static HWY_INLINE hn::Vec<Words> across(hn::Vec<Bytes> pairs) {
-        const auto sums = pairSums(pairs, hn::Set(SignedBytes(), int8_t{1}));
-        return hn::ShiftRight<1>(hn::Add(sums, hn::Set(Words(), int16_t{1})));
-    }
-    static HWY_INLINE hn::Vec<Words> down(hn::Vec<Words> above, hn::Vec<Words> below) {
-        return hn::ShiftRight<1>(hn::Add(above, below));
+    static HWY_INLINE Vector meanOf(const Neighbours& upper, const Neighbours& lower) {
+        const Vector above = hn::AverageRound(upper.even, upper.odd), below = hn::AverageRound(lower.even, lower.odd);
+        const Vector half = hn::And(hn::Xor(above, below), hn::Set(Bytes(), uint8_t{1}));
+        return hn::Sub(hn::AverageRound(above, below), half);
     }
 };
 
-// A first value of 0 counts as 1.
+// Bytes are taken from 255, so that the mean that rounds up rounds them down.
 struct Stepped {
     static constexpr HalveRows kPlain = halveStepped;
-    static HWY_INLINE hn::Vec<Words> across(hn::Vec<Bytes> pairs) {
-        const auto atLeast = hn::BitCast(Bytes(), hn::Set(Words(), int16_t{1}));
-        return hn::ShiftRight<1>(pairSums(hn::Max(pairs, atLeast), hn::Set(SignedBytes(), int8_t{1})));
+    static HWY_INLINE Vector meanOf(const Neighbours& upper, const Neighbours& lower) {
+        const Vector above = meanOfInverted(hn::Not(upper.even), hn::Not(upper.odd));
+        const Vector below = meanOfInverted(hn::Not(lower.even), hn::Not(lower.odd));
+        return hn::Not(meanOfInverted(above, below));
     }
-    static HWY_INLINE hn::Vec<Words> down(hn::Vec<Words> above, hn::Vec<Words> below) {
-        return hn::ShiftRight<1>(hn::Add(hn::Max(above, hn::Set(Words(), int16_t{1})), below));
+    static HWY_INLINE Vector meanOfInverted(Vector a, Vector b) {
+        return hn::AverageRound(hn::Min(a, hn::Set(Bytes(), uint8_t{254})), b);
     }
 };
 
-// Bytes in such an order within blocks that those of one channel of two neighbours lie beside each other.
-template <int channels>
-HWY_INLINE hn::Vec<Bytes> neighbours(const uint8_t* row) {
-    alignas(16) static constexpr uint8_t kOfTwo[16] = {0, 2, 1, 3, 4, 6, 5, 7, 8, 10, 9, 11, 12, 14, 13, 15};
-    alignas(16) static constexpr uint8_t kOfFour[16] = {0, 4, 1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15};
-    const auto bytes = hn::LoadU(Bytes(), row);
-    if constexpr (channels == 1) return bytes;
-    return hn::TableLookupBytes(bytes, hn::LoadDup128(Bytes(), channels == 2 ? kOfTwo : kOfFour));
-}
-
 template <class Rounding, int channels>
-HWY_INLINE hn::Vec<Words> means(const uint8_t* above, const uint8_t* below) {
-    return Rounding::down(Rounding::across(neighbours<channels>(above)), Rounding::across(neighbours<channels>(below)));
+HWY_INLINE Vector means(const uint8_t* above, const uint8_t* below) {
+    return lowerHalvesFirst(Rounding::meanOf(neighbours<channels>(above), neighbours<channels>(below)));
 }
 
 template <class Rounding, int channels>
 void halve(const uint8_t* upper, const uint8_t* lower, uint8_t* to, int count) {
     const Bytes d;
-    const int lanes = static_cast<int>(hn::Lanes(d)), bytes = count * channels;
+    const int bytes = count * channels;
     const ptrdiff_t ahead = ptrdiff_t{4} * bytes;  // the next two rows, where these lie close to each other
     const bool done = forEachVector(bytes, hn::Lanes(d), [=](int i) HWY_ATTR {
         const uint8_t *const above = upper + i * 2, *const below = lower + i * 2;
         hwy::Prefetch(above + ahead);
         hwy::Prefetch(below + ahead);
-        const auto first = means<Rounding, channels>(above, below);
-        const auto second = means<Rounding, channels>(above + lanes, below + lanes);
-        hn::StoreU(pack(first, second), d, to + i);
+        hn::StoreU(means<Rounding, channels>(above, below), d, to + i);
     });
     if (!done) Rounding::kPlain(upper, lower, channels, to, count);
 }
