@@ -23,11 +23,11 @@ ChromaKernels vectorChroma() {
 using Bytes = hn::CappedTag<uint8_t, 32>;
 
 // How far before its use a sample is asked for: the processor itself does not look beyond the page.
-constexpr int kAhead = 512;
+constexpr size_t kAhead = 512;
 
 void interleave(const uint8_t* first, const uint8_t* second, uint8_t* pairs, int count) {
     const Bytes d;
-    const bool done = forEachVector(count, hn::Lanes(d), [=](int i) HWY_ATTR {
+    const bool done = forEachVector(count, hn::Lanes(d), [=](size_t i) HWY_ATTR {
         hwy::Prefetch(first + i + kAhead);
         hwy::Prefetch(second + i + kAhead);
         hn::StoreInterleaved2(hn::LoadU(d, first + i), hn::LoadU(d, second + i), d, pairs + i * 2);
@@ -37,7 +37,7 @@ void interleave(const uint8_t* first, const uint8_t* second, uint8_t* pairs, int
 
 void separate(const uint8_t* pairs, uint8_t* first, uint8_t* second, int count) {
     const Bytes d;
-    const bool done = forEachVector(count, hn::Lanes(d), [=](int i) HWY_ATTR {
+    const bool done = forEachVector(count, hn::Lanes(d), [=](size_t i) HWY_ATTR {
         hwy::Prefetch(pairs + i * 2 + 2 * kAhead);
         hn::Vec<Bytes> a, b;
         hn::LoadInterleaved2(d, pairs + i * 2, a, b);
@@ -51,8 +51,8 @@ void exchange(const uint8_t* from, uint8_t* to, int count) {
     const Bytes d;
     alignas(16) static constexpr uint8_t kExchanged[16] = {1, 0, 3, 2, 5, 4, 7, 6, 9, 8, 11, 10, 13, 12, 15, 14};
     const auto exchanged = hn::LoadDup128(d, kExchanged);
-    const int lanes = static_cast<int>(hn::Lanes(d));
-    const bool done = forEachVector(count, hn::Lanes(d), [=](int i) HWY_ATTR {
+    const size_t lanes = hn::Lanes(d);
+    const bool done = forEachVector(count, hn::Lanes(d), [=](size_t i) HWY_ATTR {
         hwy::Prefetch(from + i * 2 + 2 * kAhead);
         const auto first = hn::LoadU(d, from + i * 2), second = hn::LoadU(d, from + i * 2 + lanes);
         hn::StoreU(hn::TableLookupBytes(first, exchanged), d, to + i * 2);

@@ -78,7 +78,7 @@ void halve(const uint8_t* upper, const uint8_t* lower, uint8_t* to, int count) {
     const Bytes d;
     const int bytes = count * channels;
     const ptrdiff_t ahead = ptrdiff_t{4} * bytes;  // the next two rows, where these lie close to each other
-    const bool done = forEachVector(bytes, hn::Lanes(d), [=](int i) HWY_ATTR {
+    const bool done = forEachVector(bytes, hn::Lanes(d), [=](size_t i) HWY_ATTR {
         const uint8_t *const above = upper + i * 2, *const below = lower + i * 2;
         hwy::Prefetch(above + ahead);
         hwy::Prefetch(below + ahead);

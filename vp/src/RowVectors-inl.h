@@ -18,9 +18,11 @@ namespace hn = hwy::HWY_NAMESPACE;
 // neighbour. False, and nothing done, when count is smaller than a vector.
 template <class Body>
 HWY_INLINE bool forEachVector(int count, size_t lanes, Body body) {
-    const int step = static_cast<int>(lanes);
-    if (count < step) return false;
-    for (int i = 0; i < count; i += step) body(HWY_MIN(i, count - step));  // called once, so that it is inlined
+    const auto all = static_cast<size_t>(count);
+    if (all < lanes) return false;
+    size_t i = 0;
+    for (; i + lanes <= all; i += lanes) body(i);
+    if (i < all) body(all - lanes);
     return true;
 }
 
