@@ -34,6 +34,17 @@ std::string withoutReturns(std::string text) {
 
 }  // namespace
 
+void removeFolder(const fs::path& folder) {
+    std::error_code error;
+    std::vector<fs::path> entries;
+    if (fs::is_directory(fs::symlink_status(folder, error))) {
+        for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error))
+            entries.push_back(entry->path());
+    }
+    for (const fs::path& entry : entries) removeFolder(entry);
+    fs::remove(folder, error);
+}
+
 TemporaryFolder::TemporaryFolder() {
     static std::atomic<int> count{0};
     root_ = fs::temp_directory_path() /
@@ -42,8 +53,7 @@ TemporaryFolder::TemporaryFolder() {
 }
 
 TemporaryFolder::~TemporaryFolder() {
-    std::error_code error;
-    fs::remove_all(root_, error);
+    removeFolder(root_);
 }
 
 std::string TemporaryFolder::path(const std::string& name) const {

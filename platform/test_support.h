@@ -10,6 +10,10 @@
 // What the tests of several folders share: folders of their own and children that are run to their end.
 namespace platform::test {
 
+// Removes a folder and all that it holds, as far as that can be. What the standard library has for it never ends on
+// Windows when another process takes a file away meanwhile.
+void removeFolder(const std::filesystem::path& folder);
+
 // A fresh empty folder, removed with its contents.
 class TemporaryFolder {
   public:

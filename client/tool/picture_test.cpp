@@ -6,6 +6,7 @@
 
 #include "client/tool/PictureFile.h"
 #include "platform/include/thread.h"
+#include "platform/test_support.h"
 
 namespace {
 
@@ -128,10 +129,7 @@ TEST(PictureTest, PersonIsMeasured) {
 
 class PictureFileTest : public testing::Test {
   protected:
-    ~PictureFileTest() override {
-        std::error_code ignored;
-        std::filesystem::remove_all(folder, ignored);
-    }
+    ~PictureFileTest() override { platform::test::removeFolder(folder); }
     std::string path(const std::string& name) const { return (folder / name).string(); }
 
     std::filesystem::path folder = [] {

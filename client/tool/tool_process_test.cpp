@@ -15,6 +15,7 @@
 #include "platform/include/module.h"
 #include "platform/include/process.h"
 #include "platform/include/thread.h"
+#include "platform/test_support.h"
 
 namespace fs = std::filesystem;
 
@@ -42,10 +43,7 @@ class ToolTest : public testing::Test {
         std::string error;
         EXPECT_TRUE(savePicture(path("me.png"), picture, &error)) << error;
     }
-    ~ToolTest() override {
-        std::error_code ignored;
-        fs::remove_all(folder, ignored);
-    }
+    ~ToolTest() override { platform::test::removeFolder(folder); }
 
     std::string path(const std::string& name) const { return (folder / name).string(); }
 
