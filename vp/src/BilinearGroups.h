@@ -16,9 +16,9 @@ struct BilinearGroups {
     static constexpr int kPartBytes = 8;     // of a row, at most
     static constexpr int kWindowBytes = 16;  // of a source
 
-    // Parts 0, 2, 1, 3 in this order, so that two vectors of 32 bytes packed block by block have all in theirs. Byte i
-    // of a part is (a * weights[2i] + b * weights[2i + 1] + 64) >> 7, a and b being the source's bytes lookup[2i] and
-    // lookup[2i + 1] behind the part's base. The two weights' sum is 128.
+    // The parts are in the order 0, 2, 1, 3, so that two vectors of 32 bytes packed block by block have all in theirs.
+    // Byte i of a part is (a * weights[2i] + b * weights[2i + 1] + 64) >> 7, a and b being the source's bytes
+    // lookup[2i] and lookup[2i + 1] behind the part's base. The two weights' sum is 128.
     struct alignas(32) Quad {
         uint8_t lookup[4][kWindowBytes];
         int8_t weights[4][kWindowBytes];
