@@ -125,9 +125,27 @@ step_failed() { # NAME ARGS
 tell_failed_tests() { # LOG
     grep -q '^The following tests FAILED:' "$1" || return 0
     echo "zel: what failed in it:"
-    grep -aE -B 2 -A 12 '(: Failure|SUMMARY: [A-Za-z]+Sanitizer|WARNING: ThreadSanitizer)' "$1" | tail -n 200
-    grep -aE '^\[  FAILED  \] .*(\)|[a-z])$' "$1" | sort -u
-    sed -n '/^The following tests FAILED:/,$p' "$1" | grep -E '^[[:space:]]+[0-9]+ - '
+    {
+        grep -aE -B 2 -A 12 '(: Failure|SUMMARY: [A-Za-z]+Sanitizer|WARNING: ThreadSanitizer)' "$1" | tail -n 200
+        grep -aE '^\[  FAILED  \] .*(\)|[a-z])$' "$1" | sort -u
+        tell_unfinished_tests "$1"
+        sed -n '/^The following tests FAILED:/,$p' "$1" | grep -E '^[[:space:]]+[0-9]+ - '
+    } || true # any of them may have found nothing
+}
+
+# The last lines of each program that was ended: the test that it was in is the last that it names.
+tell_unfinished_tests() { # LOG
+    awk '
+        function tell(  i) {
+            if (title == "") return
+            print title
+            for (i = count > 12 ? count - 11 : 1; i <= count; ++i) print line[i]
+            title = ""
+        }
+        /^ *[0-9]+\/[0-9]+ Test +#/ { tell(); count = 0; if (/\*\*\*(Timeout|Exception)/) title = $0; next }
+        /^ +Start +[0-9]+: / || /^[0-9]+% tests passed/ { tell(); next }
+        { line[++count] = $0 }
+        END { tell() }' "$1"
 }
 
 running=
@@ -319,6 +337,7 @@ do_run_checks() {
 }
 
 do_lint() {
+    cmake/no-atomic-waits
     cmake/tidy "$PWD/build/asan" platform ipc util engines crash detect host client plugins tests vp
     cmake/tidy "$PWD/build/fuzz" fuzz
 }

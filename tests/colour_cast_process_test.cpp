@@ -12,6 +12,7 @@
 #include "client/tool/PictureFile.h"
 #include "platform/include/module.h"
 #include "platform/include/process.h"
+#include "platform/test_support.h"
 #include "tests/support/HostProcess.h"
 
 namespace fs = std::filesystem;
@@ -80,10 +81,7 @@ class ColourCastTest : public testing::Test {
         save(in / "plain.png", photograph);
         for (const Cast& cast : kCasts) save(file(in, cast), withGains(photograph, cast.gains));
     }
-    ~ColourCastTest() override {
-        std::error_code ignored;
-        fs::remove_all(folder, ignored);
-    }
+    ~ColourCastTest() override { platform::test::removeFolder(folder); }
 
     static fs::path file(const fs::path& where, const Cast& cast, const char* ending = ".png") {
         return where / (cast.name + std::string(ending));
