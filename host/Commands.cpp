@@ -76,6 +76,7 @@ void ZelMLHost::setOption(uint32_t optionNumber, uint8_t option) {
     QOR_INFO("zelipc:setOption start" << CM_THIS);
     if (static_cast<ipc::OptionNumber>(optionNumber) != ipc::OptionNumber::AutoSkipVBG) return;
     QOR_INFO("zelipc:setOption AutoSkipVBG: " << static_cast<unsigned>(option) << CM_THIS);
-    if (const auto helper = vinoHelper()) helper->setAutoSkipVBG(option != 0);
-    if (const auto helper = ladonVinoHelper()) helper->frames().setAutoSkipVBG(option != 0);
+    if (const auto helper = helperOf(m_pVinoHelper)) helper->setAutoSkipVBG(option != 0);
+    if (const auto helper = helperOf(m_pLadonVinoHelper)) helper->frames().setAutoSkipVBG(option != 0);
+    if (const auto helper = helperOf(m_pLadonXnnHelper)) helper->frames().setAutoSkipVBG(option != 0);
 }

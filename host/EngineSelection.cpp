@@ -27,21 +27,6 @@ void fillModelName(ipc::Event& event, const std::string& name) {
 
 }  // namespace
 
-std::shared_ptr<ZelVinoHelper> ZelMLHost::vinoHelper() {
-    const std::lock_guard<std::recursive_mutex> lock(mEngineMutex);
-    return m_pVinoHelper;
-}
-
-std::shared_ptr<ZelLadonVinoHelper> ZelMLHost::ladonVinoHelper() {
-    const std::lock_guard<std::recursive_mutex> lock(mEngineMutex);
-    return m_pLadonVinoHelper;
-}
-
-std::shared_ptr<ZelLadonXnnHelper> ZelMLHost::ladonXnnHelper() {
-    const std::lock_guard<std::recursive_mutex> lock(mEngineMutex);
-    return m_pLadonXnnHelper;
-}
-
 void ZelMLHost::setModelType(uint32_t type, DEV_PERFORMANCE_TYPE capacity) {
     std::string device = "CPU";
     std::unique_lock<std::recursive_mutex> lock(mEngineMutex);
@@ -107,14 +92,14 @@ std::string ZelMLHost::resolveDevice(uint32_t& type) const {
 // A module that is started again goes with the old one: the host then has no model for its type until the next start.
 void ZelMLHost::retireEngine(ZEL_TYPE oldType, ZEL_TYPE newType) {
     if (oldType == ZEL_TYPE::kModule) mZelHelper.Release();
-    if (isSegmentation(oldType) && !isSegmentation(newType)) m_pVinoHelper.reset();
+    if (isSegmentation(oldType) && !isSegmentation(newType)) setHelper(m_pVinoHelper, {});
     if (isLadonOnVino(oldType) && !isLadonOnVino(newType) && m_pLadonVinoHelper) retireLadonVinoHelper();
 }
 
 // A helper that still loads waits for onLadonLoaded.
 void ZelMLHost::retireLadonVinoHelper() {
     mDeleteLadonPending = m_pLadonVinoHelper->loading();
-    if (!mDeleteLadonPending) m_pLadonVinoHelper.reset();
+    if (!mDeleteLadonPending) setHelper(m_pLadonVinoHelper, {});
 }
 
 // On the thread of the load, which has a share of the helper of its own.
@@ -123,7 +108,7 @@ void ZelMLHost::onLadonLoaded(uint32_t type) {
     if (!isLadonOnVino(static_cast<ZEL_TYPE>(type)) || !m_pLadonVinoHelper || isLadonOnVino(mZelType)) return;
     if (m_pLadonVinoHelper->loading() || !mDeleteLadonPending) return;
     mDeleteLadonPending = false;
-    m_pLadonVinoHelper.reset();
+    setHelper(m_pLadonVinoHelper, {});
 }
 
 // A first switch to type 10 leaves the name as it was.
@@ -142,19 +127,19 @@ bool ZelMLHost::initMLengine(ZEL_TYPE type, const std::string& device, DEV_PERFO
         case ZEL_TYPE::kVinoAuto:
         case ZEL_TYPE::kVinoCpu:
             started = initHelper(ZEL_HELPER_TYPE::kVino, device, capacity);
-            if (const auto helper = vinoHelper()) mModelName = helper->networkName();
+            if (const auto helper = helperOf(m_pVinoHelper)) mModelName = helper->networkName();
             break;
         case ZEL_TYPE::kLadonVinoGpu:
         case ZEL_TYPE::kLadonVinoCpu:
             started = initHelper(ZEL_HELPER_TYPE::kLadonVino, device, capacity);
-            if (const auto helper = ladonVinoHelper()) mModelName = helper->networkName();
+            if (const auto helper = helperOf(m_pLadonVinoHelper)) mModelName = helper->networkName();
             break;
         case ZEL_TYPE::kLadonXnnGpu:
         case ZEL_TYPE::kLadonXnnCpu:
         case ZEL_TYPE::kLadonXnnNpu:
             started = initHelper(ZEL_HELPER_TYPE::kLadonXnn, device, capacity);
             if (takesNameOfXnn(type)) {
-                if (const auto helper = ladonXnnHelper()) mModelName = helper->networkName();
+                if (const auto helper = helperOf(m_pLadonXnnHelper)) mModelName = helper->networkName();
             }
             break;
         default:
@@ -191,11 +176,11 @@ bool ZelMLHost::startModule() {
 }
 
 bool ZelMLHost::startVinoHelper(const std::string& device, DEV_PERFORMANCE_TYPE capacity) {
-    std::shared_ptr<ZelVinoHelper> helper = vinoHelper();
+    std::shared_ptr<ZelVinoHelper> helper = helperOf(m_pVinoHelper);
     if (!helper) {
         helper = std::make_shared<ZelVinoHelper>();
         const std::lock_guard<std::recursive_mutex> lock(mEngineMutex);
-        m_pVinoHelper = helper;
+        setHelper(m_pVinoHelper, helper);
     }
     helper->uninit();
     return startOn(helper, device, capacity);
@@ -210,7 +195,7 @@ bool ZelMLHost::startLadonXnnHelper(const std::string& device, DEV_PERFORMANCE_T
     std::shared_ptr<ZelLadonXnnHelper> helper;
     {
         const std::lock_guard<std::recursive_mutex> lock(mEngineMutex);
-        if (!m_pLadonXnnHelper) m_pLadonXnnHelper = std::make_shared<ZelLadonXnnHelper>(mXnnLibPath);
+        if (!m_pLadonXnnHelper) setHelper(m_pLadonXnnHelper, std::make_shared<ZelLadonXnnHelper>(mXnnLibPath));
         helper = m_pLadonXnnHelper;
     }
     const std::string wanted = device.empty() ? helper->deviceType() : device;
@@ -224,7 +209,7 @@ std::shared_ptr<ZelLadonVinoHelper> ZelMLHost::restingLadonVinoHelper() {
     const std::lock_guard<std::recursive_mutex> lock(mEngineMutex);
     mDeleteLadonPending = false;
     if (!m_pLadonVinoHelper) {
-        m_pLadonVinoHelper = std::make_shared<ZelLadonVinoHelper>();
+        setHelper(m_pLadonVinoHelper, std::make_shared<ZelLadonVinoHelper>());
         m_pLadonVinoHelper->setGpuLoadedCallback([this](uint32_t type) { onLadonLoaded(type); });
     }
     m_pLadonVinoHelper->uninit();

@@ -37,9 +37,9 @@ ZelMLHost::~ZelMLHost() {
     {
         const std::lock_guard<std::recursive_mutex> lock(mEngineMutex);
         mZelHelper.Release();
-        m_pVinoHelper.reset();
-        m_pLadonVinoHelper.reset();
-        m_pLadonXnnHelper.reset();
+        setHelper(m_pVinoHelper, {});
+        setHelper(m_pLadonVinoHelper, {});
+        setHelper(m_pLadonXnnHelper, {});
     }
     teardown();
 }

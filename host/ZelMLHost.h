@@ -133,9 +133,20 @@ class ZelMLHost : public CCmAsyncTimerSink {
     void retireEngine(ZEL_TYPE oldType, ZEL_TYPE newType);
     std::string resolveDevice(uint32_t& type) const;
     void retireLadonVinoHelper();
-    std::shared_ptr<ZelVinoHelper> vinoHelper();
-    std::shared_ptr<ZelLadonVinoHelper> ladonVinoHelper();
-    std::shared_ptr<ZelLadonXnnHelper> ladonXnnHelper();
+
+    // A helper as it stands, whatever a frame holds meanwhile.
+    template <class Helper>
+    std::shared_ptr<Helper> helperOf(const std::shared_ptr<Helper>& member) const {
+        const std::lock_guard<std::mutex> lock(mHelperMutex);
+        return member;
+    }
+
+    // Under mEngineMutex as well. The one before ends after mHelperMutex is free.
+    template <class Helper>
+    void setHelper(std::shared_ptr<Helper>& member, std::shared_ptr<Helper> helper) {
+        const std::lock_guard<std::mutex> lock(mHelperMutex);
+        member.swap(helper);
+    }
 
     // Logs.
     bool sendLogLine(uint32_t level, const char* text, uint32_t length);
@@ -176,9 +187,10 @@ class ZelMLHost : public CCmAsyncTimerSink {
     ZEL_TYPE mZelType = ZEL_TYPE::kIdle;                         // under mEngineMutex; written by the main thread only
     DEV_PERFORMANCE_TYPE mDevCapacity = 0;                       // under mEngineMutex; written by the main thread only
     ZelHelper mZelHelper;                                        // under mEngineMutex
-    std::shared_ptr<ZelVinoHelper> m_pVinoHelper;                // under mEngineMutex; a background load shares it
+    std::shared_ptr<ZelVinoHelper> m_pVinoHelper;                // read under either of its mutexes, written under
+                                                                 // both; a background load shares it
     std::shared_ptr<ZelLadonVinoHelper> m_pLadonVinoHelper;      // the same
-    std::shared_ptr<ZelLadonXnnHelper> m_pLadonXnnHelper;        // under mEngineMutex; made at first use, stays
+    std::shared_ptr<ZelLadonXnnHelper> m_pLadonXnnHelper;        // the same; made at first use, stays
     std::unique_ptr<ZelFaceVinoHelper> m_pFaceVinoHelper;        // under mEngineMutex; made with the first frame
     std::unique_ptr<ZelContentVinoHelper> m_pContentVinoHelper;  // the same
     bool mDeleteLadonPending = false;   // a retired Ladon helper waits for its load; under mEngineMutex
@@ -193,6 +205,7 @@ class ZelMLHost : public CCmAsyncTimerSink {
     std::mutex mTeardownMutex;
     bool mTornDown = false;            // under mTeardownMutex
     mutable std::mutex mChannelMutex;  // over the channel pointers only; taken last
+    mutable std::mutex mHelperMutex;   // over the pointers of the three helpers only; taken last
 
     WorkCounter mFramesInWork;
     WorkCounter mLoadsInWork;

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "host/HostEngineFixture.h"
+#include "host/ReplacedNetworks.h"
 #include "platform/include/clock.h"
 
 namespace {
@@ -23,6 +24,34 @@ class HostGpuTest : public HostGpuFixture {
     }
 
     const std::vector<uint8_t> mFrame = std::vector<uint8_t>(256 * 144 * 3, 90);
+};
+
+// Segmentation by a small network, whose mask is byte 0 of the picture's pixels. A person stands on the left.
+class HostSmallMaskTest : public HostEngineFixture {
+  protected:
+    static constexpr uint32_t kWidth = 16, kHeight = 8;
+
+    void SetUp() override {
+        ReplacedNetworks::put(140, 150, mask_networks::make({}));
+        HostEngineFixture::SetUp();
+        eventsOf(3, 0);
+    }
+
+    // `corner` is the person's byte in the columns that are farthest from the outline.
+    void send(uint8_t corner) {
+        std::vector<uint8_t> frame(size_t{kWidth} * kHeight * 3);
+        for (size_t at = 0; at < frame.size(); at += 3) {
+            const size_t x = at / 3 % kWidth;
+            if (x < 8) frame[at] = x < 2 ? corner : 240;
+        }
+        mClient->frame(kWidth, kHeight, frame);
+    }
+    uint8_t cornerOfMask() {
+        const auto mask = mClient->mask();
+        return mask ? mask->data.front() : 0;
+    }
+
+    const ReplacedNetworks mNetworks;
 };
 
 using testing::ElementsAre;
@@ -148,6 +177,27 @@ TEST_F(HostGpuTest, TypeChangeDuringTheLoadFreesNothingInUse) {
     }
     mClient->frame(256, 144, mFrame);
     EXPECT_TRUE(mClient->mask());
+}
+
+TEST_F(HostSmallMaskTest, OptionTurnsSkippingOff) {
+    send(240);
+    const uint8_t before = cornerOfMask();
+    send(200);
+    EXPECT_EQ(cornerOfMask(), before) << "nothing has changed along the outline";
+    mClient->command(ipc::CommandCode::SetOption, 0);
+    settle();
+    send(200);
+    EXPECT_LT(cornerOfMask(), before);
+}
+
+// A client that reads no masks blocks a frame, but not the commands that it sends meanwhile.
+TEST_F(HostSmallMaskTest, OptionWaitsForNoFrame) {
+    for (size_t frame = 0; frame < ipc::FrameChannel::kSlots + 1; ++frame) send(240);
+    platform::sleepMilliseconds(100);  // for the last one to get to where it waits
+    mClient->command(ipc::CommandCode::SetOption, 0);
+    mClient->command(ipc::CommandCode::InitClient);
+    EXPECT_TRUE(mClient->event(ipc::EventCode::InitClientReply, 10000));
+    for (size_t frame = 0; frame < ipc::FrameChannel::kSlots + 1; ++frame) EXPECT_TRUE(mClient->mask());
 }
 
 }  // namespace

@@ -68,6 +68,17 @@ TEST_F(HostXnnTest, FirstSwitchToTypeTenKeepsTheNameBefore) {
     EXPECT_THAT(mNames, ElementsAre("SmallXnn"));
 }
 
+TEST_F(HostXnnTest, OptionTurnsSkippingOff) {
+    eventsOf(kXnnCpu, 0);
+    bool skipped = false;
+    for (int i = 0; i < 60 && !skipped; ++i) skipped = run()->skipRun > 0;
+    ASSERT_TRUE(skipped);
+    mClient->command(ipc::CommandCode::SetOption, 0);
+    settle();
+    const uint32_t last = run()->skipRun;
+    for (int i = 0; i < 40; ++i) EXPECT_EQ(run()->skipRun, last) << i;
+}
+
 TEST_F(HostXnnTest, MissingLibraryIsAFailedStart) {
     tellFolder("/no/such/folder");
     EXPECT_THAT(eventsOf(kXnnCpu, 0), ElementsAre(4u));

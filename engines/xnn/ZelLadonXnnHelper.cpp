@@ -107,8 +107,8 @@ std::string named(const char* name, const std::string& value) {
 // One engine with its network, as the frames' road sees it. Its input is the helper's.
 class ZelLadonXnnHelper::Serving : public LadonEngine {
   public:
-    Serving(std::unique_ptr<PluginEngine> engine, bool large, float* input)
-        : mEngine(std::move(engine)), mLarge(large), mInput(input), mDims(mEngine->getLayerDims(kInputName)) {
+    Serving(std::unique_ptr<PluginEngine> engine, float* input)
+        : mEngine(std::move(engine)), mInput(input), mDims(mEngine->getLayerDims(kInputName)) {
         if (mDims.size() != 4) throw std::runtime_error("the input has not 4 dimensions");
     }
 
@@ -133,11 +133,9 @@ class ZelLadonXnnHelper::Serving : public LadonEngine {
     bool fits() const {
         return height() <= kPresetHeight && width() <= kPresetWidth && mDims[1] <= kPlanes && mDims[0] == 1;
     }
-    bool large() const { return mLarge; }
 
   private:
     std::unique_ptr<PluginEngine> mEngine;
-    const bool mLarge;
     float* const mInput;
     const Dims mDims;
     mutable std::map<std::string, Dims> mOutputDims;
@@ -221,7 +219,7 @@ bool ZelLadonXnnHelper::rebuildOnCpu() {
 std::shared_ptr<ZelLadonXnnHelper::Serving> ZelLadonXnnHelper::serving(Built&& built) {
     if (!built.engine) return nullptr;
     try {
-        return std::make_shared<Serving>(std::move(built.engine), built.large, mInputBuffer.data());
+        return std::make_shared<Serving>(std::move(built.engine), mInputBuffer.data());
     } catch (...) {
         QOR_ERROR("zelipc >> ZelLadonXnnHelper::initXnn, " << cm::currentExceptionText());
         return nullptr;
@@ -261,7 +259,7 @@ ZelLadonXnnHelper::Built ZelLadonXnnHelper::buildEngine(const std::string& devic
     const CreateOrder order(device);
 
     const uint32_t start = platform::tickCount();
-    Built built{loadEngine(), InferenceEngine::details::scanNetworkEnds(std::string(textOf(description))).name, large};
+    Built built{loadEngine(), InferenceEngine::details::scanNetworkEnds(std::string(textOf(description))).name};
     void* const address = built.engine.get();
     QOR_INFO(kEngineLine << address << kCreateLine << order.device << named("gpu_throttle_level", kThrottleLevel)
                          << ", version:" << built.engine->version()
@@ -335,14 +333,14 @@ void ZelLadonXnnHelper::takeFinishedJob() {
         QOR_INFO("zelipc>> ZelLadonXnnHelper::switchEngine, delete m_backupXnnEngine");
         return;
     }
-    if (wanted == mBackupDeviceType && backupServes()) putBackupInPlace();
+    if (wanted == mBackupDeviceType && backupFits()) putBackupInPlace();
 }
 
-// Another network may have been chosen since the job began.
-bool ZelLadonXnnHelper::backupServes() {
-    if (m_backupXnnEngine->large() == mKeepRawMask && m_backupXnnEngine->fits()) return true;
+// The network need not be the one that was chosen last: like the engine on the CPU, it stays what its start made it.
+bool ZelLadonXnnHelper::backupFits() {
+    if (m_backupXnnEngine->fits()) return true;
     retire(std::move(m_backupXnnEngine));
-    QOR_INFO("zelipc>> ZelLadonXnnHelper::switchEngine network is no longer wanted"
+    QOR_INFO("zelipc>> ZelLadonXnnHelper::switchEngine, the network is too large"
              << named("mBackupDeviceType", mBackupDeviceType));
     return false;
 }

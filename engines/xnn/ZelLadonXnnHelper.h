@@ -89,7 +89,6 @@ class ZelLadonXnnHelper {
     struct Built {
         std::unique_ptr<xnn::inference::PluginEngine> engine;  // null when it failed
         std::string networkName;
-        bool large = false;
     };
 
     Built initXnn(const std::string& device, bool large);
@@ -103,7 +102,7 @@ class ZelLadonXnnHelper {
     void takeFinishedJob() ZEL_REQUIRES(mLock);
     void watch();
     bool pauseWatch();
-    bool backupServes() ZEL_REQUIRES(mLock);
+    bool backupFits() ZEL_REQUIRES(mLock);
     void putBackupInPlace() ZEL_REQUIRES(mLock);
     void fallBackToCpu() ZEL_REQUIRES(mLock);
     void wantDevice(const std::string& device);
