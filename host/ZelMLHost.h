@@ -187,8 +187,8 @@ class ZelMLHost : public CCmAsyncTimerSink {
     ZEL_TYPE mZelType = ZEL_TYPE::kIdle;                         // under mEngineMutex; written by the main thread only
     DEV_PERFORMANCE_TYPE mDevCapacity = 0;                       // under mEngineMutex; written by the main thread only
     ZelHelper mZelHelper;                                        // under mEngineMutex
-    std::shared_ptr<ZelVinoHelper> m_pVinoHelper;                // read under either of its mutexes, written under
-                                                                 // both; a background load shares it
+    std::shared_ptr<ZelVinoHelper> m_pVinoHelper;                // read under mEngineMutex or mHelperMutex, written
+                                                                 // under both; a background load shares it
     std::shared_ptr<ZelLadonVinoHelper> m_pLadonVinoHelper;      // the same
     std::shared_ptr<ZelLadonXnnHelper> m_pLadonXnnHelper;        // the same; made at first use, stays
     std::unique_ptr<ZelFaceVinoHelper> m_pFaceVinoHelper;        // under mEngineMutex; made with the first frame
