@@ -26,7 +26,7 @@ Bytes read(const char* path) {
 qorvp::VpImage imageOf(uint32_t format, Bytes& bytes, int width, int height) {
     qorvp::VpImage image{};
     image.planes[0] = bytes.data();
-    image.stride0 = static_cast<int32_t>(bytes.size()) / height;
+    image.stride0 = static_cast<int32_t>(bytes.size() / static_cast<size_t>(height));
     image.width = width;
     image.height = height;
     image.format = format;
@@ -35,7 +35,7 @@ qorvp::VpImage imageOf(uint32_t format, Bytes& bytes, int width, int height) {
 
 qorvp::VpImage videoOf(Bytes& bytes, int width, int height) {
     qorvp::VpImage video = imageOf(qorvp::kFormatNv12, bytes, width, height);
-    video.planes[1] = bytes.data() + width * height;
+    video.planes[1] = bytes.data() + static_cast<size_t>(width) * static_cast<size_t>(height);
     video.stride0 = width;
     video.stride1 = width;
     return video;
@@ -70,8 +70,9 @@ int main(int count, char** arguments) {
     Bytes frame = read(arguments[1]), mask = read(arguments[2]);
     const int width = std::atoi(arguments[3]), height = std::atoi(arguments[4]);
     const auto pixels = static_cast<size_t>(width) * static_cast<size_t>(height);
-    if (width < 2 || height < 2 || frame.size() != pixels / 2 * 3 || mask.size() != pixels) {
-        std::fputs("background: the files are missing, or not of that size\n", stderr);
+    const bool even = width >= 2 && height >= 2 && width % 2 == 0 && height % 2 == 0;
+    if (!even || frame.size() != pixels / 2 * 3 || mask.size() != pixels) {
+        std::fputs("background: the size is not even, or the files are missing or not of that size\n", stderr);
         return 1;
     }
     Bytes picture(pixels * 4), background(pixels * 4);

@@ -13,7 +13,8 @@ namespace qorvp {
 //
 // A ratio's two values are exchanged when the frame is landscape, at least as wide as high, and the pair is not, or the
 // other way round. kErrorFailed for a ratio with a 0 or one whose values exceed the frame; kErrorArgument for null, a
-// frame without a size, a parameter below 0 or a target larger than the frame.
+// frame without a size, a parameter below 0 or a target larger than the frame: its region would begin before the frame
+// and end behind it, and a view of it leave the frame's memory.
 class CAspectFit : public ParameterStrategy<AspectFitParameter> {
   public:
     int32_t Process(uint32_t number, VpImage* source, VpImage* destination) override;

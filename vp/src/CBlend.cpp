@@ -7,17 +7,7 @@ namespace qorvp {
 namespace {
 
 bool isBlended(uint32_t format) {
-    switch (formatOf(format)) {
-        case kFormatBgra:
-        case kFormatBgr:
-        case kFormatRgba:
-        case kFormatArgb:
-        case kFormatAbgr:
-        case kFormatGrey:
-            return true;
-        default:
-            return false;
-    }
+    return isFormat(format) && !hasHalfChroma(format) && formatOf(format) != kFormatRgb565;
 }
 
 bool haveOneSize(const VpImage& a, const VpImage& b) {

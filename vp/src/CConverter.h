@@ -13,7 +13,8 @@ namespace qorvp {
 // columns of a destination that is as large or larger and shares no byte with the source; the rest of it stays.
 //
 // Rows are written in the opposite order when just one of the two formats is bottom-up; with both, both count as not.
-// The parameter turns the picture by 0 or 180 degrees.
+// The parameter turns the picture by 0 or 180 degrees; 90 and 270 are not done here. The destination's size is looked
+// at for both.
 //
 // kErrorUnsupported for any other pair of formats or angle; kErrorArgument for planes that are missing, rows longer
 // than their stride, a size below 2 or a destination that is too small or overlaps.

@@ -5,7 +5,6 @@
 #include <new>
 #include <optional>
 
-#include "qorvp/Format.h"
 #include "vp/src/AlignedFloats.h"
 #include "vp/src/Blur.h"
 #include "vp/src/Features.h"
@@ -39,19 +38,8 @@ SharedCoefficients& sharedCoefficients() {
 
 // Channels of the formats that are blurred; 0 for any other.
 int channelsOf(uint32_t format) {
-    switch (formatOf(format)) {
-        case kFormatBgra:
-        case kFormatRgba:
-        case kFormatArgb:
-        case kFormatAbgr:
-            return 4;
-        case kFormatI420:
-        case kFormatYv12:
-        case kFormatGrey:
-            return 1;
-        default:
-            return 0;
-    }
+    const int bytes = sampleBytes(format);
+    return bytes == 4 || (bytes == 1 && !hasChromaPairs(format)) ? bytes : 0;
 }
 
 }  // namespace

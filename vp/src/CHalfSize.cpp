@@ -4,7 +4,7 @@ namespace qorvp {
 
 int32_t CHalfSize::Process(uint32_t, VpImage* source, VpImage* destination) {
     if (!source || !destination) return kErrorArgument;
-    if (!isHalved(source->format)) return kErrorUnsupported;
+    if (!hasChromaPairs(source->format)) return kErrorUnsupported;
     const bool fits = source->format == destination->format && isExactHalf(*source, *destination);
     const std::optional<Planes> from = planesOf(*source);
     const std::optional<Planes> to = planesOf(*destination);

@@ -10,10 +10,6 @@ bool isScaled(uint32_t format) {
     return isFormat(format) && formatOf(format) != kFormatRgb565;
 }
 
-bool isSizeSound(const VpImage& image) {
-    return image.width >= 1 && image.width <= kLargestSide && image.height >= 1 && image.height <= kLargestSide;
-}
-
 bool isCropInside(const VpImage& image) {
     return image.cropX >= 0 && image.cropX < image.width && image.cropY >= 0 && image.cropY < image.height;
 }
@@ -54,8 +50,8 @@ int32_t CScaler::Uninit(uint32_t) {
 int32_t CScaler::Process(uint32_t, VpImage* source, VpImage* destination) {
     if (!source || !destination) return kErrorArgument;
     if (!isScaled(source->format)) return kErrorUnsupported;
-    const bool fits = source->format == destination->format && isSizeSound(*source) && isSizeSound(*destination) &&
-                      isCropInside(*source) && (!hasHalfChroma(source->format) || isEven(*source, *destination));
+    const bool fits = source->format == destination->format && isCropInside(*source) &&
+                      (!hasHalfChroma(source->format) || isEven(*source, *destination));
     const std::optional<Planes> from = planesOf(*source);
     const std::optional<Planes> to = planesOf(*destination);
     if (!fits || !from || !to || shareBytes(*from, *to)) return kErrorArgument;

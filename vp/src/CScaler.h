@@ -12,8 +12,8 @@ namespace qorvp {
 // from the top, for rows that lie bottom-up too.
 //
 // kErrorUnsupported for format 1 or one that is none. kErrorArgument for planes that are missing, rows longer than
-// their stride, sizes outside 1..kLargestSide, a crop outside the source, formats that differ, planes that share bytes,
-// and for 4:2:0 formats an odd width, height or crop.
+// their stride, sizes outside 1..kLargestSide, a crop below 0 or outside the source, formats that differ, planes that
+// share bytes, and for 4:2:0 formats an odd width, height or crop.
 class CScaler : public NoParameterStrategy {
   public:
     explicit CScaler(uint32_t features = processorFeatures());

@@ -83,7 +83,7 @@ int32_t CSteppedScaler::Process(uint32_t, VpImage* source, VpImage* destination)
     const std::optional<Planes> from = planesOf(*source);
     const std::optional<Planes> to = planesOf(*destination);
     if (source->format != destination->format || !from || !to || shareBytes(*from, *to)) return kErrorArgument;
-    if (isHalved(source->format) && isExactHalf(*source, *destination)) {
+    if (hasChromaPairs(source->format) && isExactHalf(*source, *destination)) {
         halveSize(*from, *to, m_halfSize);
         return kOk;
     }

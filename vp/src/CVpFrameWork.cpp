@@ -26,8 +26,7 @@ bool isAmongPlanarFormats(uint32_t format) {
 
 bool isGeometrySound(const VpImage& image) {
     return image.width >= 1 && image.width <= kLargestSide && image.height >= 1 && image.height <= kLargestSide &&
-           image.cropY >= 0 && image.cropY < image.height && image.cropX >= 0 && image.cropX < image.width &&
-           image.stride0 >= image.width;
+           image.cropY < image.height && image.cropX < image.width && image.stride0 >= image.width;
 }
 
 bool areImagesSound(uint32_t number, const VpImage& source, const VpImage& destination) {

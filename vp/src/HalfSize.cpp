@@ -1,7 +1,5 @@
 #include "vp/src/HalfSize.h"
 
-#include "qorvp/Format.h"
-
 namespace qorvp {
 
 namespace {
@@ -21,7 +19,7 @@ void halvePairs(const uint8_t* above, const uint8_t* below, uint8_t* to, size_t 
     }
 }
 
-void halvePlane(const Plane& from, const Plane& to, HalfRow row) {
+void meanPlane(const Plane& from, const Plane& to, HalfRow row) {
     for (int y = 0; y < to.height; ++y) row(from.row(2 * y), from.row(2 * y + 1), to.row(y), to.rowBytes());
 }
 
@@ -40,10 +38,6 @@ HalfSizeKernels plainHalfSize() {
     return {{kPlain, kPlain, kPlain, kPlain}};
 }
 
-bool isHalved(uint32_t format) {
-    return formatOf(format) == kFormatNv12 || formatOf(format) == kFormatNv21;
-}
-
 bool isExactHalf(const VpImage& from, const VpImage& to) {
     return to.width == from.width >> 1 && to.height == from.height >> 1;
 }
@@ -51,8 +45,8 @@ bool isExactHalf(const VpImage& from, const VpImage& to) {
 void halveSize(const Planes& from, const Planes& to, const HalfSizeKernels& kernels) {
     const Plane &luma = to.plane[0], &pairs = to.plane[1];
     const HalfSizeKernel& kernel = kernels.of(halfSizeForm(from.plane[0].width, luma.width, luma.height));
-    halvePlane(from.plane[0], luma, kernel.luma);
-    halvePlane(from.plane[1], pairs, kernel.pairs);
+    meanPlane(from.plane[0], luma, kernel.luma);
+    meanPlane(from.plane[1], pairs, kernel.pairs);
 }
 
 }  // namespace qorvp

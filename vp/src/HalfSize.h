@@ -33,13 +33,10 @@ struct HalfSizeKernels {
 HalfSizeKernels halfSizeKernels(uint32_t features);
 HalfSizeKernels plainHalfSize();
 
-// Whether the format has luma and chroma pairs.
-bool isHalved(uint32_t format);
-
 // Whether one image's size is half of the other's.
 bool isExactHalf(const VpImage& from, const VpImage& to);
 
-// Between planes of such a format and of such sizes.
+// Between planes of a format that has chroma pairs, and of such sizes.
 void halveSize(const Planes& from, const Planes& to, const HalfSizeKernels& kernels);
 
 }  // namespace qorvp

@@ -138,6 +138,16 @@ bool hasHalfChroma(uint32_t format) {
     return layout && layout->count > 1;
 }
 
+bool hasChromaPairs(uint32_t format) {
+    const std::optional<Layout> layout = layoutOf(format);
+    return layout && layout->count == 2;
+}
+
+int sampleBytes(uint32_t format) {
+    const std::optional<Layout> layout = layoutOf(format);
+    return layout ? layout->plane[0].bytes : 0;
+}
+
 bool shareBytes(const Planes& from, const Planes& to) {
     for (int i = 0; i < from.count; ++i) {
         for (int k = 0; k < to.count; ++k) {

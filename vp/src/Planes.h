@@ -44,6 +44,12 @@ bool isFormat(uint32_t format);
 // Whether the number, bottom-up or not, is a 4:2:0 format: planes of chroma at half the width and height.
 bool hasHalfChroma(uint32_t format);
 
+// Whether it is one whose chroma lies in pairs, in one plane.
+bool hasChromaPairs(uint32_t format);
+
+// Bytes of a sample of plane 0; 0 for a number that is no format.
+int sampleBytes(uint32_t format);
+
 // Whether planes of the two have bytes in common.
 bool shareBytes(const Planes& from, const Planes& to);
 

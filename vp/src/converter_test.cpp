@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <functional>
+#include <utility>
 
 #include "qorvp/Parameters.h"
 #include "qorvp/createFrameWork.h"
@@ -193,8 +195,18 @@ TEST_F(ConverterTest, ImagesThatDoNotGoTogetherAreRefused) {
     TestImage other(24, 4, 4);
     other.image().planes[1] = from.image().planes[1];
     EXPECT_EQ(convert(from, other), kErrorArgument);
-    from.image().planes[2] = nullptr;
-    EXPECT_EQ(convert(from, narrow), kErrorArgument);
+}
+
+TEST_F(ConverterTest, MissingPlanesAreRefused) {
+    TestImage from(23, 4, 4), to(24, 4, 4);
+    ASSERT_EQ(convert(from, to), kOk);
+    for (VpImage* image : {&from.image(), &to.image()}) {
+        for (uint8_t*& plane : image->planes) {
+            uint8_t* const held = std::exchange(plane, nullptr);
+            EXPECT_EQ(convert(from, to), kErrorArgument);
+            plane = held;
+        }
+    }
 }
 
 TEST_F(ConverterTest, AngleIsTold) {
@@ -227,6 +239,42 @@ TEST(CreateFrameWorkTest, NumbersHaveTheirStrategies) {
     const qorvp::AspectFitParameter square = {0, 0, 1, 1};
     EXPECT_EQ(frameWork->SetParam(qorvp::kAspectFit, &square), kOk);
     EXPECT_EQ(frameWork->Process(qorvp::kAspectFit, &pixels.image(), &turned.image()), kOk);
-    for (const uint32_t number : {5u, 6u, 8u, 18u})
+    TestImage pairs(26, 8, 8), half(26, 4, 4), smaller(26, 6, 6);
+    EXPECT_EQ(frameWork->Process(qorvp::kHalfSize, &pairs.image(), &half.image()), kOk);
+    EXPECT_EQ(frameWork->Process(qorvp::kHalfSize, &pairs.image(), &smaller.image()), kErrorArgument);
+    EXPECT_EQ(frameWork->Process(qorvp::kSteppedScaler, &pairs.image(), &smaller.image()), kOk);
+    const uint8_t mode = qorvp::kScaleNearest;
+    EXPECT_EQ(frameWork->SetParam(qorvp::kHalfSize, &mode), kErrorUnsupported);
+    EXPECT_EQ(frameWork->SetParam(qorvp::kSteppedScaler, &mode), kOk);
+}
+
+TEST(CreateFrameWorkTest, NullImageIsOfNoFormat) {
+    const auto frameWork = qorvp::createFrameWork();
+    const int32_t degrees = 90;
+    EXPECT_EQ(frameWork->SetParam(qorvp::kRotation, &degrees), kOk);
+    const std::pair<uint32_t, uint32_t> formats[] = {
+        {qorvp::kConverter, 23}, {qorvp::kBlur, 23},          {qorvp::kRotation, 23}, {qorvp::kScaler, 23},
+        {qorvp::kHalfSize, 26},  {qorvp::kSteppedScaler, 23}, {qorvp::kBlend, 31}};
+    for (const auto& [number, format] : formats) {
+        TestImage image(format, 4, 4);
+        EXPECT_EQ(frameWork->Process(number, nullptr, &image.image()), kErrorUnsupported) << number;
+        EXPECT_EQ(frameWork->Process(number, &image.image(), nullptr),
+                  number == qorvp::kConverter ? kErrorUnsupported : kErrorArgument)
+            << number;
+    }
+}
+
+TEST(CreateFrameWorkTest, AllOtherNumbersAreEmpty) {
+    const auto frameWork = qorvp::createFrameWork();
+    // Room for any parameter. A strategy refuses this one, or tells it again.
+    using Bytes = std::array<uint8_t, 256>;
+    Bytes given{};
+    for (const uint32_t number : {8u, 9u, 10u, 11u, 12u, 14u, 15u, 16u, 17u, 18u}) {
+        Bytes told;
+        told.fill(7);
+        EXPECT_EQ(frameWork->SetParam(number, given.data()), kOk) << number;
+        EXPECT_EQ(frameWork->GetParam(number, told.data()), kOk) << number;
+        EXPECT_EQ(told[0], 7) << number;
         EXPECT_EQ(frameWork->Process(number, nullptr, nullptr), kErrorUnsupported) << number;
+    }
 }

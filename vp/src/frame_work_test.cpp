@@ -32,6 +32,7 @@ class NotingStrategy : public qorvp::IStrategy {
 
     int32_t Init(uint32_t number, void*) override { return note("Init", number); }
     int32_t Uninit(uint32_t number) override { return note("Uninit", number); }
+    int32_t Reserved(uint32_t number) override { return note("Reserved", number); }
     int32_t Process(uint32_t number, VpImage* source, VpImage* destination) override {
         from = *source;
         to = *destination;
@@ -42,15 +43,17 @@ class NotingStrategy : public qorvp::IStrategy {
     }
     int32_t SetParam(uint32_t number, const void*) override { return note("SetParam", number); }
     int32_t GetParam(uint32_t number, void*) override { return note("GetParam", number); }
+    int32_t Reserved2(uint32_t number) override { return note("Reserved2", number); }
 
     VpImage from{};
     VpImage to{};
+    int32_t answer = kAnswer;
     bool outOfMemory = false;
 
   private:
     int32_t note(const char* call, uint32_t number) {
         mCalls.push_back(call + (" " + std::to_string(number)));
-        return kAnswer;
+        return answer;
     }
 
     std::vector<std::string>& mCalls;
@@ -94,9 +97,10 @@ TEST_F(FrameWorkTest, NumberIsClampedFromItsLowByte) {
         EXPECT_EQ(frameWork.GetParam(asked, &value), kAnswer) << asked;
         EXPECT_EQ(frameWork.Uninit(asked), kAnswer) << asked;
         EXPECT_EQ(frameWork.Process(asked, nullptr, nullptr), kAnswer) << asked;
+        EXPECT_EQ(frameWork.Init(asked, nullptr), kAnswer) << asked;
         const std::string number = std::to_string(held);
-        EXPECT_THAT(calls,
-                    ElementsAre("SetParam " + number, "GetParam " + number, "Uninit " + number, "Process " + number));
+        EXPECT_THAT(calls, ElementsAre("SetParam " + number, "GetParam " + number, "Uninit " + number,
+                                       "Process " + number, "Uninit " + number, "Init " + number));
     }
 }
 
@@ -115,6 +119,13 @@ TEST_F(FrameWorkTest, EmptyNumberDoesNothing) {
     EXPECT_EQ(process(3), kErrorUnsupported);
     EXPECT_EQ(mFrameWork.Reserved(3), kOk);
     EXPECT_EQ(mFrameWork.Reserved2(3), kOk);
+}
+
+TEST_F(FrameWorkTest, ReservedCallsReachNoStrategy) {
+    hold(3);
+    EXPECT_EQ(mFrameWork.Reserved(3), kOk);
+    EXPECT_EQ(mFrameWork.Reserved2(3), kOk);
+    EXPECT_THAT(mCalls, IsEmpty());
 }
 
 TEST_F(FrameWorkTest, NullParameterIsRefused) {
@@ -181,10 +192,10 @@ TEST_F(FrameWorkTest, GeometryOfBothImagesMustHold) {
         return image;
     };
     const VpImage good = mSource;
-    const VpImage bad[] = {
-        with(good, &VpImage::width, 0),  with(good, &VpImage::width, -1),  with(good, &VpImage::height, 0),
-        with(good, &VpImage::cropX, 2),  with(good, &VpImage::cropX, -1),  with(good, &VpImage::cropY, 2),
-        with(good, &VpImage::cropY, -1), with(good, &VpImage::stride0, 1), with(good, &VpImage::height, 40961)};
+    const VpImage bad[] = {with(good, &VpImage::width, 0),     with(good, &VpImage::width, -1),
+                           with(good, &VpImage::height, 0),    with(good, &VpImage::cropX, 2),
+                           with(good, &VpImage::cropY, 2),     with(good, &VpImage::stride0, 1),
+                           with(good, &VpImage::height, 40961)};
     for (const VpImage& image : bad) {
         VpImage fine = good, wrong = image;
         EXPECT_EQ(mFrameWork.Process(3, &wrong, &fine), kErrorArgument);
@@ -192,8 +203,13 @@ TEST_F(FrameWorkTest, GeometryOfBothImagesMustHold) {
         EXPECT_EQ(mFrameWork.Process(3, nullptr, &wrong), kErrorArgument);
     }
     EXPECT_THAT(mCalls, IsEmpty());
-    mSource.cropX = mSource.cropY = 1;
-    EXPECT_EQ(process(3), kAnswer);
+    for (const int32_t crop : {1, -1}) {
+        for (int32_t VpImage::*const field : {&VpImage::cropX, &VpImage::cropY}) {
+            mSource = with(good, field, crop);
+            mDestination = with(good, field, crop);
+            EXPECT_EQ(process(3), kAnswer) << crop;
+        }
+    }
 }
 
 TEST_F(FrameWorkTest, SidesGoUpTo40960) {
@@ -215,6 +231,38 @@ TEST_F(FrameWorkTest, OnlyStrategiesOneAndThirteenChangeTheDestinationsRecord) {
     }
 }
 
+TEST_F(FrameWorkTest, RecordComesBackFromAFailureToo) {
+    for (const uint32_t number : {1, 13}) {
+        hold(number).answer = kErrorFailed;
+        mDestination.cropX = 0;
+        EXPECT_EQ(process(number), kErrorFailed);
+        EXPECT_EQ(mDestination.cropX, 77) << number;
+        hold(number).outOfMemory = true;
+        mDestination.cropX = 0;
+        EXPECT_EQ(process(number), kErrorFailed);
+        EXPECT_EQ(mDestination.cropX, 77) << number;
+    }
+}
+
+TEST_F(FrameWorkTest, StrategyMayCallTheObjectBack) {
+    struct Returning : qorvp::IStrategy {
+        explicit Returning(CVpFrameWork& owner) : frameWork(owner) {}
+        int32_t Process(uint32_t number, VpImage* source, VpImage* destination) override {
+            float value = 0;
+            EXPECT_EQ(frameWork.SetParam(number, &value), kAnswer);
+            return frameWork.Process(4, source, destination);
+        }
+        int32_t SetParam(uint32_t, const void*) override { return kAnswer; }
+        int32_t GetParam(uint32_t, void*) override { return kOk; }
+        CVpFrameWork& frameWork;
+    };
+    const NotingStrategy& other = hold(4);
+    mFrameWork.setStrategy(3, std::make_unique<Returning>(mFrameWork));
+    EXPECT_EQ(process(3), kAnswer);
+    EXPECT_THAT(mCalls, ElementsAre("Process 4"));
+    EXPECT_EQ(other.from.width, 2);
+}
+
 TEST_F(FrameWorkTest, MissingMemoryIsAFailure) {
     hold(3).outOfMemory = true;
     EXPECT_EQ(process(3), kErrorFailed);
@@ -231,6 +279,8 @@ TEST_F(FrameWorkTest, EveryStrategyIsUninitedAndDestroyedAtTheEnd) {
 
 TEST_F(FrameWorkTest, OneCallRunsAtATime) {
     struct Counting : qorvp::IStrategy {
+        int32_t Init(uint32_t, void*) override { return Process(0, nullptr, nullptr); }
+        int32_t Uninit(uint32_t) override { return Process(0, nullptr, nullptr); }
         int32_t Process(uint32_t, VpImage*, VpImage*) override {
             if (++inside != 1) together = true;
             std::this_thread::yield();
@@ -253,6 +303,8 @@ TEST_F(FrameWorkTest, OneCallRunsAtATime) {
                 mFrameWork.Process(3, nullptr, nullptr);
                 mFrameWork.SetParam(3, &value);
                 mFrameWork.GetParam(3, &value);
+                mFrameWork.Init(3, nullptr);
+                mFrameWork.Uninit(3);
             }
         });
     }

@@ -124,6 +124,8 @@ TEST_F(GaussBlurTest, ImagesThatDoNotGoTogetherAreRefused) {
     EXPECT_EQ(mBlur.Process(2, &part, &overlapping), kErrorArgument);
     --image.image().stride0;
     EXPECT_EQ(blur(image, image), kErrorArgument);
+    ++image.image().stride0;
+    EXPECT_EQ(blur(image, image), kOk);
     image.image().planes[0] = nullptr;
     EXPECT_EQ(blur(image, image), kErrorArgument);
 }
@@ -140,6 +142,15 @@ TEST_F(GaussBlurTest, LastSigmaOfAnyBlurHoldsForAll) {
     EXPECT_EQ(sigma, 1);
     setSigma(1);
     EXPECT_EQ(blurred(qorvp::kFormatGrey, 40, 40), narrow);
+}
+
+TEST_F(GaussBlurTest, SigmaIsToldAsItWasGiven) {
+    for (const float given : {0.1f, -2.0f, 1e6f}) {
+        setSigma(given);
+        float told = 0;
+        EXPECT_EQ(mBlur.GetParam(2, &told), kOk);
+        EXPECT_EQ(told, given);
+    }
 }
 
 TEST_F(GaussBlurTest, NullParameterIsRefused) {

@@ -46,6 +46,18 @@ std::vector<uint8_t> halved(HalfRow row, const std::vector<uint8_t>& above, cons
     return to;
 }
 
+// Kernels that note which form's they are, and write nothing.
+struct Taken {
+    std::vector<HalfSizeForm> luma, pairs;
+};
+Taken taken;
+
+template <HalfSizeForm form>
+HalfSizeKernel notingKernel() {
+    return {[](const uint8_t*, const uint8_t*, uint8_t*, size_t) { taken.luma.push_back(form); },
+            [](const uint8_t*, const uint8_t*, uint8_t*, size_t) { taken.pairs.push_back(form); }};
+}
+
 }  // namespace
 
 TEST(HalfSizeTest, FormGoesByTheWidthOfTheSource) {
@@ -65,6 +77,29 @@ TEST(HalfSizeTest, OddDestinationTakesTheLastForm) {
     EXPECT_EQ(halfSizeForm(48, 24, 1), HalfSizeForm::kAny);
     EXPECT_EQ(halfSizeForm(64, 31, 32), HalfSizeForm::kAny);
     EXPECT_EQ(halfSizeForm(64, 32, 30), HalfSizeForm::kBy32);
+}
+
+TEST(HalfSizeTest, PictureTakesTheFormOfItsLuma) {
+    const qorvp::HalfSizeKernels kernels = {{notingKernel<HalfSizeForm::kBy32>(), notingKernel<HalfSizeForm::kBy16>(),
+                                             notingKernel<HalfSizeForm::kBy8>(), notingKernel<HalfSizeForm::kAny>()}};
+    struct Case {
+        int width, height;
+        HalfSizeForm form;
+    };
+    for (const auto& [width, height, form] : {Case{64, 4, HalfSizeForm::kBy32},
+                                              {65, 5, HalfSizeForm::kAny},
+                                              {48, 4, HalfSizeForm::kBy16},
+                                              {40, 4, HalfSizeForm::kBy8},
+                                              {36, 4, HalfSizeForm::kAny},
+                                              {64, 6, HalfSizeForm::kAny},
+                                              {66, 4, HalfSizeForm::kAny}}) {
+        taken = {};
+        qorvp::test::TestImage from(qorvp::kFormatNv12, width, height), to(qorvp::kFormatNv12, width / 2, height / 2);
+        qorvp::halveSize(from.planes(), to.planes(), kernels);
+        const auto rows = static_cast<size_t>(height / 2);
+        EXPECT_EQ(taken.luma, std::vector<HalfSizeForm>(rows, form)) << width << 'x' << height;
+        EXPECT_EQ(taken.pairs, std::vector<HalfSizeForm>(rows / 2, form)) << width << 'x' << height;
+    }
 }
 
 TEST(HalfSizeTest, MeanOfFourIsRoundedToTheNearest) {

@@ -21,15 +21,8 @@ class RotationTest : public testing::Test {
         return mRotation.Process(3, &from.image(), &to.image());
     }
 
-    std::mt19937 mRandom{1};
-    qorvp::CRotation mRotation;
-};
-
-}  // namespace
-
-TEST_F(RotationTest, EveryPlaneIsTurned) {
-    for (const uint32_t format : kAllFormats) {
-        if (format == qorvp::kFormatGrey) continue;
+    // By every angle.
+    void expectTurned(uint32_t format) {
         TestImage from(format, 11, 6, 1);
         from.fillRandom(mRandom);
         for (const int32_t degrees : {90, 180, 270}) {
@@ -43,6 +36,19 @@ TEST_F(RotationTest, EveryPlaneIsTurned) {
                 by(source.plane[plane], turned.plane[plane]);
             }
             EXPECT_EQ(to.samples(), expected.samples()) << format << " by " << degrees;
+        }
+    }
+
+    std::mt19937 mRandom{1};
+    qorvp::CRotation mRotation;
+};
+
+}  // namespace
+
+TEST_F(RotationTest, EveryPlaneIsTurned) {
+    for (const uint32_t order : {0u, qorvp::kBottomUp}) {
+        for (const uint32_t format : kAllFormats) {
+            if (format != qorvp::kFormatGrey) expectTurned(format | order);
         }
     }
 }

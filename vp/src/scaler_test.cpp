@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <limits>
 
 #include "qorvp/Parameters.h"
+#include "qorvp/createFrameWork.h"
 #include "vp/src/TestImage.h"
 
 namespace {
@@ -229,7 +231,7 @@ TEST_F(ScalerTest, ImagesThatDoNotGoAreRefused) {
         EXPECT_EQ(resultWith(&VpImage::stride0, 23, inSource), kErrorArgument);
         EXPECT_EQ(resultWith(&VpImage::stride0, -32, inSource), kErrorArgument);
     }
-    for (const int32_t crop : {-1, 8, 0x7FFFFFFF}) {
+    for (const int32_t crop : {-1, -2, std::numeric_limits<int32_t>::min(), 8, 0x7FFFFFFF}) {
         EXPECT_EQ(resultWith(&VpImage::cropX, crop, true), kErrorArgument) << crop;
         EXPECT_EQ(resultWith(&VpImage::cropY, crop, true), kErrorArgument) << crop;
     }
@@ -244,6 +246,17 @@ TEST_F(ScalerTest, ImagesThatDoNotGoAreRefused) {
     EXPECT_EQ(mScaler.Process(4, &from.image(), &part), kErrorArgument);
     from.image().planes[0] = nullptr;
     EXPECT_EQ(scale(from, to), kErrorArgument);
+}
+
+TEST_F(ScalerTest, CropBelowZeroThatTheFrontObjectPassesIsRefused) {
+    const auto vp = qorvp::createFrameWork();
+    TestImage from(qorvp::kFormatI420, 8, 8), to(qorvp::kFormatI420, 6, 6);
+    ASSERT_EQ(vp->Process(qorvp::kScaler, &from.image(), &to.image()), kOk);
+    for (int32_t VpImage::*const field : {&VpImage::cropX, &VpImage::cropY}) {
+        VpImage outside = from.image();
+        outside.*field = -2;
+        EXPECT_EQ(vp->Process(qorvp::kScaler, &outside, &to.image()), kErrorArgument);
+    }
 }
 
 TEST_F(ScalerTest, HalvedChromaWantsEvenSizes) {

@@ -6,7 +6,8 @@
 
 namespace qorvp {
 
-// A front object with the strategies of Parameters.h under their numbers.
+// A front object with the strategies of Parameters.h under their numbers. Throws std::bad_alloc when there is no
+// memory.
 std::unique_ptr<CVpFrameWork> createFrameWork();
 
 }  // namespace qorvp
