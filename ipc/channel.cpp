@@ -203,7 +203,9 @@ bool ChannelCore::writeSlot(SlotCallback fill, void* context, uint32_t timeoutMs
     return written;
 }
 
+// The look behind the deadline is the last: a peer that keeps the event set does not prolong a call.
 bool ChannelCore::writeInTurn(SlotCallback fill, void* context, const Deadline& deadline) {
+    bool isLastLook = false;
     while (!mClosed && !broken()) {
         const int32_t node = mMode == Mode::Writer && mData ? take(header().freeList, mAvailable) : kNoNode;
         if (node != kNoNode) {
@@ -211,7 +213,8 @@ bool ChannelCore::writeInTurn(SlotCallback fill, void* context, const Deadline& 
             return give(node, header().filledList, mFilled);
         }
         countRetry();
-        if (broken() || !waitForFreeSlot(deadline.remainingMs())) break;
+        if (isLastLook || broken() || !waitForFreeSlot(deadline.remainingMs())) break;
+        isLastLook = deadline.remainingMs() == 0;
     }
     return false;
 }
@@ -219,16 +222,18 @@ bool ChannelCore::writeInTurn(SlotCallback fill, void* context, const Deadline& 
 bool ChannelCore::readSlot(SlotCallback consume, void* context, uint32_t timeoutMs) {
     if (mMode != Mode::Reader || !mData) return false;
     const Deadline deadline(timeoutMs);
+    bool isLastLook = false;
     for (;;) {
         const int32_t node = take(header().filledList, mFilled);
         if (node != kNoNode) {
             deliver(node, consume, context);
             return true;
         }
-        if (mClosed) return false;
+        if (mClosed || isLastLook) return false;
         if (mFilled.wait(deadline.remainingMs()) != platform::WaitResult::kSignalled) return false;
-        if (mClosed) return false;
         mDeliveries.eventTaken();
+        if (mClosed) return false;
+        isLastLook = deadline.remainingMs() == 0;
     }
 }
 

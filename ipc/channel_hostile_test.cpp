@@ -67,6 +67,27 @@ TEST_F(ChannelHostileTest, BrokenReaderSleepsOnItsEventUntilItIsStopped) {
     EXPECT_EQ(objects.waits(), 2);
 }
 
+// A peer that sets the events at every wait, a few times only once the time is over, so that a failure is no hang.
+TEST_F(ChannelHostileTest, EventsThatAreSetAllTheTimeDoNotProlongTimedCalls) {
+    int late = 0;
+    objects.beforeWait = [&](platform::Handle event, uint32_t timeoutMs) {
+        if (timeoutMs == 0) ++late;
+        if (late < 5) platform::systemKernelObjects().setEvent(event);
+    };
+    for (const uint32_t timeoutMs : {0u, 20u}) {
+        late = 0;
+        EXPECT_FALSE(reader->read(nullptr, timeoutMs));
+        EXPECT_LE(late, 1);
+    }
+    const auto full = TestChannel::openForWrite(uniqueName());
+    for (uint32_t i = 0; i < TestChannel::kSlots; ++i) ASSERT_TRUE(full->write(nullptr, 0));
+    for (const uint32_t timeoutMs : {0u, 20u}) {
+        late = 0;
+        EXPECT_FALSE(full->write(nullptr, timeoutMs));
+        EXPECT_LE(late, 1);
+    }
+}
+
 TEST_F(ChannelHostileTest, TailOutsideTheNodesLosesTheRecordAndBreaksTheWriter) {
     raw.header().filledList.tail = 1 << 30;
     EXPECT_FALSE(send(1));

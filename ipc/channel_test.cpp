@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <future>
 #include <random>
@@ -167,6 +168,39 @@ TEST_F(ChannelTest, StopReleasesAReaderWhoseRecordCameWithoutItsSet) {
 TEST_F(ChannelTest, TimedReadGivesUp) {
     EXPECT_FALSE(reader->read(nullptr, 0));
     EXPECT_FALSE(reader->read(nullptr, 20));
+}
+
+TEST_F(ChannelTest, RecordThatComesAfterTheLastLookOfATimedReadIsDelivered) {
+    bool sent = false;
+    objects.beforeWait = [&](platform::Handle, uint32_t) {
+        if (!sent) sent = send(7);
+    };
+    EXPECT_EQ(receive(0), 7);
+}
+
+TEST_F(ChannelTest, SlotThatComesFreeAfterTheLastLookOfATimedWriteIsUsed) {
+    fillAllSlots();
+    bool taken = false;
+    objects.beforeWait = [&](platform::Handle, uint32_t) {
+        if (!taken) taken = receive() == 0;
+    };
+    EXPECT_TRUE(send(4, 0));
+    for (uint32_t i = 1; i <= 4; ++i) EXPECT_EQ(receive(), i);
+}
+
+// The stop comes between the reader's last look and its wait, which takes the event.
+TEST_F(ChannelTest, ReaderThatIsStoppedAtItsWaitStaysIntact) {
+    fillAllSlots();
+    for (uint32_t i = 0; i < TestChannel::kSlots; ++i) EXPECT_EQ(receive(), i);
+    send(4);
+    EXPECT_EQ(receive(), 4);
+    objects.beforeWait = [this](platform::Handle, uint32_t) { reader->stop(); };
+    EXPECT_EQ(receive(platform::kInfinite), -1);
+    objects.beforeWait = nullptr;
+    objects.loseSets = true;  // as between a writer's push and its set
+    send(5);
+    EXPECT_EQ(receive(), 5);
+    EXPECT_FALSE(reader->broken());
 }
 
 TEST_F(ChannelTest, BlockedReadIsWokenByAWrite) {
@@ -426,17 +460,23 @@ TEST_F(ChannelListenerTest, StopLetsTheChannelGo) {
 }
 
 TEST_F(ChannelListenerTest, StopDuringACallbackWaitsForIt) {
-    std::promise<void> inside;
+    std::promise<void> inside, gate;
     std::atomic<bool> left{false};
     ChannelListener<TestChannel> listener;
     listener.start(reader, [&](const TestRecord&) {
         inside.set_value();
+        gate.get_future().wait();
         left = true;
     });
     send(1);
     inside.get_future().wait();
-    listener.stop();
-    EXPECT_TRUE(left);
+    auto stopped = std::async(std::launch::async, [&] {
+        listener.stop();
+        EXPECT_TRUE(left);
+    });
+    EXPECT_EQ(stopped.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    gate.set_value();
+    stopped.get();
 }
 
 TEST_F(ChannelListenerTest, WithoutAChannelNoThreadStarts) {

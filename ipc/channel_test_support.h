@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -84,6 +85,8 @@ class WatchedKernelObjects final : public platform::KernelObjects {
     bool failCreateMapping = false;
     int failViews = 0;                  // so many calls fail
     std::atomic<bool> loseSets{false};  // those that come with records, as from a process killed at that moment
+    // Called at the start of every wait, also of one that may not block; to be set before it is used.
+    std::function<void(platform::Handle event, uint32_t timeoutMs)> beforeWait;
 
     // Names in the order of the calls, each with what was done: "event NAME", "open NAME", "create NAME".
     std::vector<std::string> calls() const {
@@ -119,6 +122,7 @@ class WatchedKernelObjects final : public platform::KernelObjects {
             ++mWaits;
             mWaitBegan.notify_all();
         }
+        if (beforeWait) beforeWait(event, timeoutMs);
         return mSystem.waitEvent(event, timeoutMs);
     }
     void closeEvent(platform::Handle event) override {

@@ -29,8 +29,8 @@ class Process {
     virtual void kill() = 0;
 };
 
-// Starts `program` with UTF-8 arguments, no shell between. Null on failure, with the reason in *error if given. The child
-// inherits no open file of ours but its standard streams; stdin is empty.
+// Starts `program` with UTF-8 arguments, no shell between. Null on failure, with the reason in *error if given. The
+// child inherits no open file of ours but its standard streams; stdin is empty.
 std::unique_ptr<Process> startProcess(const std::string& program, const std::vector<std::string>& arguments,
                                       const ProcessOptions& options, std::string* error);
 
@@ -39,6 +39,10 @@ bool killProcess(int id);
 
 // Ends this very process at once with the given code: no destructors, no handlers.
 [[noreturn]] void endProcess(int exitCode);
+
+// The arguments of main, the program's name first, in UTF-8: on Windows main is given them in the system's code page,
+// so they are taken from the command line itself.
+std::vector<std::string> programArguments(int count, char** arguments);
 
 // Environment variable as UTF-8, "" when unset.
 std::string environmentVariable(const char* name);

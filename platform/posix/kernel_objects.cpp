@@ -18,6 +18,7 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/posix/descriptor.h"
 #include "platform/posix/shared_views.h"
 
 // Objects are files of /dev/shm. Whoever has one open holds a shared lock on it, so that a file that can be locked
@@ -59,7 +60,7 @@ void fail(const char* action, const Wanted& wanted, int code, const std::string&
 class File {
   public:
     File() = default;
-    explicit File(int descriptor) : mDescriptor(descriptor) {}
+    explicit File(int descriptor) : mDescriptor(aboveStreams(descriptor)) {}
     File(File&& other) noexcept : mDescriptor(std::exchange(other.mDescriptor, -1)) {}
     File& operator=(File&& other) noexcept {
         std::swap(mDescriptor, other.mDescriptor);

@@ -170,6 +170,27 @@ TEST_F(SharedFileTest, DescriptorsAreClosedOnExec) {
     objects.closeMapping(mapping);
 }
 
+// What is written to a closed stream would go into an object that has its number.
+TEST_F(SharedFileTest, ObjectsLeaveTheNumbersOfClosedStreamsAlone) {
+    const pid_t child = fork();
+    if (child == 0) {
+        for (int stream = 0; stream < 3; ++stream) close(stream);
+        const Handle created = create();
+        const Handle opened = objects.openMapping(name.c_str(), 4096);
+        bool good = created && opened;
+        for (int stream = 0; stream < 3; ++stream) good = good && fcntl(stream, F_GETFD) == -1;
+        sweepAbandonedObjects();
+        good = good && exists();  // both are still locked
+        if (created) objects.closeMapping(created);
+        good = good && exists();
+        if (opened) objects.closeMapping(opened);
+        _exit(good && !exists() ? 0 : 1);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
 TEST_F(SharedFileTest, SweepRemovesWhatNobodyHolds) {
     int removed = 0;
     while (removed == 0) {  // unless a sweep of another program comes first

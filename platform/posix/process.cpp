@@ -19,6 +19,7 @@
 
 #include "platform/include/clock.h"
 #include "platform/include/kernel_objects.h"
+#include "platform/posix/descriptor.h"
 
 // POSIX leaves it to its users to declare this; some headers do all the same.
 extern char** environ;  // NOLINT(readability-redundant-declaration)
@@ -187,7 +188,10 @@ class Streams {
     bool open(const ProcessOptions& options, std::string& error) {
         if (!openFile("/dev/null", O_RDONLY, input_, error)) return false;
         if (!openOutput(options.standardOutput, output_, error)) return false;
-        if (options.standardError == "inherit") return true;
+        if (options.standardError == "inherit") {
+            const bool isThere = fcntl(STDERR_FILENO, F_GETFD) >= 0;
+            return isThere || openOutput("", error_, error);  // a program without streams has none to share
+        }
         if (!options.standardError.empty() && options.standardError == options.standardOutput) {
             error_.reset(fcntl(output_.get(), F_DUPFD_CLOEXEC, 3));
             if (error_.get() < 0) error = "cannot share " + options.standardOutput + ": " + errorText(errno);
@@ -209,8 +213,7 @@ class Streams {
     }
 
     static bool openFile(const std::string& path, int flags, Descriptor& descriptor, std::string& error) {
-        const Descriptor opened(::open(path.c_str(), flags | O_CLOEXEC, 0666));
-        if (opened.get() >= 0) descriptor.reset(fcntl(opened.get(), F_DUPFD_CLOEXEC, 3));
+        descriptor.reset(aboveStreams(::open(path.c_str(), flags | O_CLOEXEC, 0666)));
         if (descriptor.get() < 0) error = "cannot open " + path + ": " + errorText(errno);
         return descriptor.get() >= 0;
     }
@@ -240,10 +243,9 @@ class ReportPipe {
     bool open() {
         int ends[2];
         if (pipe2(ends, O_CLOEXEC) != 0) return false;
-        read_.reset(ends[0]);
-        const Descriptor low(ends[1]);
-        write_.reset(fcntl(low.get(), F_DUPFD_CLOEXEC, 3));
-        return write_.get() >= 0;
+        read_.reset(aboveStreams(ends[0]));
+        write_.reset(aboveStreams(ends[1]));
+        return read_.get() >= 0 && write_.get() >= 0;
     }
 
     int writeEnd() const { return write_.get(); }
@@ -296,7 +298,7 @@ std::unique_ptr<Process> start(const std::string& program, const std::vector<std
     setup.dieWithParent = options.dieWithParent;
     const pid_t child = forkChild(setup);
     if (child < 0) return failed(program, errno, error);
-    const int handle = static_cast<int>(syscall(SYS_pidfd_open, child, 0));
+    const int handle = aboveStreams(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
     const int reason = handle < 0 ? errno : report.readError();
     if (reason != 0) {
         endAndReap(child);
@@ -322,6 +324,10 @@ bool killProcess(int id) {
 
 void endProcess(int exitCode) {
     _exit(exitCode);
+}
+
+std::vector<std::string> programArguments(int count, char** arguments) {
+    return {arguments, arguments + count};
 }
 
 std::string environmentVariable(const char* name) {

@@ -35,6 +35,21 @@ bool waitForLine(const std::string& path, std::string& line) {
     return false;
 }
 
+// Runs platform_test_entry to its end in the streams that `prepare` leaves; its wait status.
+template <class Prepare>
+int statusOfEntry(const char* argument, Prepare prepare) {
+    const std::string program = siblingProgram("platform_test_entry");
+    const pid_t child = fork();
+    if (child == 0) {
+        prepare();
+        execl(program.c_str(), program.c_str(), argument, nullptr);
+        _exit(99);
+    }
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return status;
+}
+
 bool signalIsIn(const std::string& status, const std::string& set, int signal) {
     std::istringstream stream(status.substr(status.find(set + ":") + set.size() + 1));
     uint64_t bits = 0;
@@ -85,6 +100,26 @@ TEST(LinuxProcessTest, StreamsAreRightEvenWhenOurOwnAreClosed) {
     EXPECT_EQ(status, 0);
     EXPECT_EQ(readFile(folder.path("output")), "out 0\n");
     EXPECT_EQ(readFile(folder.path("error")), "err\n");
+}
+
+TEST(LinuxProcessTest, ClosedErrorStreamIsInheritedAsAnEmptyOne) {
+    const TemporaryFolder folder;
+    const pid_t bare = fork();
+    if (bare == 0) {
+        close(1);
+        close(2);
+        ProcessOptions options;
+        options.standardError = "inherit";
+        // Lives on, so that what it needs here could lie in the place of our stream.
+        const auto before = startProcess(childProgram(), {"exit", "0"}, options, nullptr);
+        options.standardOutput = folder.path("output");
+        const auto child = startProcess(childProgram(), {"descriptors"}, options, nullptr);
+        _exit(child && child->waitForExit(kInfinite) ? child->exitCode() : 99);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(bare, &status, 0), bare);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(readFile(folder.path("output")), "0 1 2 ");
 }
 
 TEST(LinuxProcessTest, ChildThatASignalEndedHas128PlusItsNumber) {
@@ -155,6 +190,33 @@ TEST(LinuxProcessTest, ChildDiesWithTheParentThatAskedForIt) {
 TEST(LinuxEntryTest, ArgumentBytesThatAreNoTextSurvive) {
     const Outcome outcome = runToEnd(siblingProgram("platform_test_entry"), {"MID=\xff\xc3\xa4\xc3"});
     EXPECT_EQ(outcome.output, "MID=\xff\xc3\xa4\xc3|0|0");
+}
+
+TEST(LinuxEntryTest, NoFileTakesTheNumberOfAClosedStream) {
+    for (const bool all : {false, true}) {
+        for (int stream = 0; stream < 3; ++stream) {
+            const int status = statusOfEntry("NUMBER", [=] {
+                for (int i = 0; i < 3; ++i) {
+                    if (all || i == stream) close(i);
+                }
+            });
+            ASSERT_TRUE(WIFEXITED(status)) << status;
+            EXPECT_GE(WEXITSTATUS(status), 3);
+            EXPECT_LT(WEXITSTATUS(status), 99);
+        }
+    }
+}
+
+TEST(LinuxEntryTest, ProgramOutlivesTheReaderOfItsOutput) {
+    const int status = statusOfEntry("PID=1", [] {
+        signal(SIGPIPE, SIG_DFL);
+        int ends[2];
+        if (pipe(ends) != 0 || dup2(ends[1], 1) != 1 || dup2(ends[1], 2) != 2) _exit(98);
+        close(ends[0]);
+        close(ends[1]);
+    });
+    ASSERT_TRUE(WIFEXITED(status)) << status;
+    EXPECT_EQ(WEXITSTATUS(status), 37);
 }
 
 TEST(LinuxExceptionFilterTest, FaultsOfLinuxHaveTheCodesThatFit) {

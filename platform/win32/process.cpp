@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <psapi.h>
+#include <shellapi.h>
 
 #include <algorithm>
 #include <cwchar>
@@ -250,6 +251,16 @@ bool killProcess(int id) {
 void endProcess(int exitCode) {
     TerminateProcess(GetCurrentProcess(), static_cast<UINT>(exitCode));
     __builtin_unreachable();
+}
+
+std::vector<std::string> programArguments(int count, char** arguments) {
+    int words = 0;
+    wchar_t** line = CommandLineToArgvW(GetCommandLineW(), &words);
+    if (!line) return {arguments, arguments + count};
+    std::vector<std::string> utf8;
+    for (int i = 0; i < words; ++i) utf8.push_back(utf8FromWide(line[i]));
+    LocalFree(line);
+    return utf8;
 }
 
 std::string environmentVariable(const char* name) {
