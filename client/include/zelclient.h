@@ -211,11 +211,14 @@ typedef void (*zelclient_on_state)(void* user, zelclient_state state);
 /* A line of the host's log: level 0 failure, 1 warning, 2 progress; `text` has `length` bytes and a terminator. */
 typedef void (*zelclient_on_log)(void* user, uint32_t level, const char* text, size_t length);
 
+/* A trace_level: as the caller's own variable ZELHOST_TRACE says, 2 where it says nothing. */
+#define ZELCLIENT_TRACE_INHERIT (-2)
+
 typedef struct zelclient_options {
     uint32_t struct_size;           /* set by zelclient_options_init */
     const char* host_program;       /* path of the host, UTF-8; required */
-    const char* const* environment; /* "NAME=value" texts up to a NULL, set for the host on top of the caller's own;
-                                       NULL for none */
+    const char* const* environment; /* "NAME=value" texts up to a NULL, set for the host on top of the caller's own and
+                                       of what trace_level sets; of two for one name the last. NULL for none */
     const char* host_stdout;        /* file that takes the host's standard output; NULL discards it */
     const char* host_stderr;        /* the same for its standard error; "inherit" leaves the caller's */
     const char* plugin_directory;   /* folder of the library xnn ("xnn.dll", "libxnn.so") for the model types 8 to 10,
@@ -234,7 +237,8 @@ typedef struct zelclient_options {
                                        default */
     uint32_t restarts_per_minute;   /* more than this many in a minute and the client gives up, 10 by default; 0 gives up
                                        on the first host that ends */
-    int32_t trace_level;            /* most that the host logs: 0 failures, 1 warnings, 2 (default) progress; -1 nothing */
+    int32_t trace_level;            /* most that the host logs: 0 failures, 1 warnings, 2 progress; -1 nothing. By default
+                                       ZELCLIENT_TRACE_INHERIT */
     zelclient_on_result on_result;  /* NULL: results are queued for zelclient_poll, the newest 16 of them */
     zelclient_on_state on_state;    /* NULL for none */
     zelclient_on_log on_log;        /* NULL for none */
@@ -268,19 +272,24 @@ void zelclient_stop(zelclient* client);
  *   ZELCLIENT_OK              asked for; zelclient_wait_model waits for it
  *   ZELCLIENT_ERROR_ARGUMENT  the host has no such type (4, or above 10) or no such capacity (above 1)
  *   ZELCLIENT_ERROR_FAILED    hosts keep ending
+ *   ZELCLIENT_ERROR_MEMORY    asked for all the same, the host hears of it later
  */
 zelclient_error zelclient_choose_model(zelclient* client, uint32_t type, uint32_t capacity);
 
 /*
  * Turns the repeating of masks of a still picture on (1) or off (0), now and after every later start of a model.
  *   ZELCLIENT_OK, ZELCLIENT_ERROR_ARGUMENT
+ *   ZELCLIENT_ERROR_MEMORY    it is kept, the host hears of it later
  */
 zelclient_error zelclient_set_auto_skip(zelclient* client, uint32_t on);
 
 /*
- * Waits until the model last asked for is in force, at most timeout_ms.
+ * Waits until the model last asked for is in force, at most timeout_ms. From the end of a host until its model is in
+ * force in the next one, none is.
  *   ZELCLIENT_OK, ZELCLIENT_TIMEOUT
  *   ZELCLIENT_ERROR_FAILED    the host could not start it, or hosts keep ending
+ *   ZELCLIENT_ERROR_ARGUMENT  a null pointer
+ *   ZELCLIENT_ERROR_MEMORY
  */
 zelclient_error zelclient_wait_model(zelclient* client, uint32_t timeout_ms);
 
@@ -291,6 +300,7 @@ zelclient_error zelclient_wait_model(zelclient* client, uint32_t timeout_ms);
  *   ZELCLIENT_ERROR_ARGUMENT  no picture, no pixels, a size that its kind does not have, a stride below its rows, or an
  *                             unknown kind; zelclient_last_error says which
  *   ZELCLIENT_ERROR_FAILED    the state is ZELCLIENT_FAILED
+ *   ZELCLIENT_ERROR_MEMORY    not accepted
  */
 zelclient_error zelclient_submit(zelclient* client, const zelclient_frame* frame);
 
@@ -299,8 +309,10 @@ zelclient_error zelclient_submit(zelclient* client, const zelclient_frame* frame
  * or zelclient_stop of this client.
  *   ZELCLIENT_OK              *result is filled in
  *   ZELCLIENT_TIMEOUT         there is none (yet); *result is untouched
- *   ZELCLIENT_ERROR_FAILED    there is none and none will come
+ *   ZELCLIENT_ERROR_FAILED    there is none and none will come: the state is ZELCLIENT_FAILED, and every accepted frame
+ *                             has had its result
  *   ZELCLIENT_ERROR_ARGUMENT  a null pointer, or the client has an on_result
+ *   ZELCLIENT_ERROR_MEMORY    *result is untouched, and so is what there may be
  * zelclient_wait waits at most timeout_ms for one.
  */
 zelclient_error zelclient_poll(zelclient* client, zelclient_result* result);

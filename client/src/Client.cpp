@@ -78,10 +78,10 @@ Client::~Client() {
     {
         std::lock_guard lock(mMutex);
         mStopping = true;
+        finishWhenDone();
         if (mSession) mSession->terminate();
     }
     mChanged.notify_all();
-    mResults.finish(true);
     if (mMonitor.joinable()) mMonitor.join();
     if (mSession) endHost();
 }
@@ -93,7 +93,7 @@ zelclient_error Client::chooseModel(uint32_t type, uint32_t capacity) {
     mWantedCapacity = capacity;
     mModelUnsent = true;
     mModelStatus = ModelStatus::Pending;
-    mResults.finish(false);
+    finishWhenDone();
     sendCommands();
     return ZELCLIENT_OK;
 }
@@ -117,13 +117,13 @@ zelclient_error Client::submit(const FrameView& frame, uint64_t tag) {
     std::lock_guard lock(mMutex);
     if (noMasksWillCome()) return ZELCLIENT_ERROR_FAILED;
     Ticket ticket;
-    ticket.number = ++mAccepted;
+    ticket.number = mAccepted + 1;
     ticket.tag = tag;
     ticket.kind = frame.kind;
     ticket.width = frame.width;
     ticket.height = frame.height;
-    if (mWaiting.empty() && sendNow(frame, ticket)) return ZELCLIENT_OK;
-    keep(frame, ticket);
+    if (!mWaiting.empty() || !sendNow(frame, ticket)) keep(frame, ticket);
+    ++mAccepted;
     return ZELCLIENT_OK;
 }
 
@@ -136,7 +136,9 @@ zelclient_error Client::poll(uint32_t timeoutMs, zelclient_result& result) {
     if (mResults.hasCallback()) return ZELCLIENT_ERROR_ARGUMENT;
     if (mResults.poll(timeoutMs, result)) return ZELCLIENT_OK;
     std::lock_guard lock(mMutex);
-    return noMasksWillCome() || mStopping ? ZELCLIENT_ERROR_FAILED : ZELCLIENT_TIMEOUT;
+    if (!noResultWillCome()) return ZELCLIENT_TIMEOUT;
+    // One may have come since.
+    return mResults.poll(0, result) ? ZELCLIENT_OK : ZELCLIENT_ERROR_FAILED;
 }
 
 zelclient_state Client::state() {
@@ -197,6 +199,7 @@ void Client::onModelName(const std::string& name) {
 void Client::onModelType(uint32_t type) {
     {
         std::lock_guard lock(mMutex);
+        if (!mSession) return;
         mHello = true;
         mTypeInForce = type;
         if (mRepliesDue > 0) --mRepliesDue;
@@ -208,10 +211,8 @@ void Client::onModelType(uint32_t type) {
                              " and stays at type " + std::to_string(type) + "; its log says why";
         }
         mServing = mServing || type != 0;
-        if (noMasksWillCome()) {
-            dropWaiting(ZELCLIENT_FRAME_FAILED);
-            mResults.finish(true);
-        }
+        if (noMasksWillCome()) dropWaiting(ZELCLIENT_FRAME_FAILED);
+        finishWhenDone();
         sendNextFrame();
     }
     mChanged.notify_all();
@@ -250,7 +251,9 @@ void Client::onAnswer(AnswerChannels channel, const Read& read) {
     {
         std::lock_guard lock(mMutex);
         if ((mInHost.answers & channel) == 0) return;
-        ticket = std::exchange(mInHost, Ticket());
+        ticket = mInHost;
+        // It stays in the host's place until its result is queued, or the next one's might come before it.
+        mInHost.answers = 0;
     }
     Result result = resultOf(ticket);
     result.data = mResults.spareData();
@@ -261,6 +264,7 @@ void Client::onAnswer(AnswerChannels channel, const Read& read) {
         if (masked) mNewestMaskAt = now();
         if (!wrong.empty()) mLastError = wrong;
         mResults.put(std::move(result));
+        freeHost();
         sendCommands();
         sendNextFrame();
     }
@@ -277,12 +281,13 @@ uint64_t Client::frameGivenBack(AnswerChannels channel) {
 void Client::onNoAnswer(AnswerChannels channel, uint64_t frame) {
     {
         std::lock_guard lock(mMutex);
-        if (mInHost.number != frame) return;
+        if (mInHost.number != frame || (mInHost.answers & channel) == 0) return;
         mInHost.answers &= ~channel;
         if (mInHost.answers != 0) return;
         mLastError = "the host gave no answer to a frame of " + std::to_string(mInHost.width) + "x" +
                      std::to_string(mInHost.height);
-        dropFrame(std::exchange(mInHost, Ticket()), ZELCLIENT_FRAME_FAILED);
+        dropFrame(mInHost, ZELCLIENT_FRAME_FAILED);
+        freeHost();
         sendCommands();
         sendNextFrame();
     }
@@ -334,7 +339,7 @@ bool Client::hangs(uint64_t time, std::string* why) {
     const auto tooLongAgo = [&](uint64_t moment) { return time > limit + std::max(moment, mWatchedFrom); };
     if (tooLongAgo(mSession->lastLife())) {
         *why = "gave no sign of life";
-    } else if (mInHost.number != 0 && tooLongAgo(mInHost.sentAt)) {
+    } else if (mInHost.answers != 0 && tooLongAgo(mInHost.sentAt)) {
         *why = "did not finish a frame";
     }
     return !why->empty();
@@ -353,12 +358,15 @@ void Client::hostEnded() {
         mLastError += left;
         mEndedFor.clear();
         session = std::move(mSession);
+        mModelStatus = ModelStatus::Pending;
+        finishWhenDone();
     }
     announceState();
     session->close();
     {
         std::lock_guard lock(mMutex);
-        if (mInHost.number != 0) dropFrame(std::exchange(mInHost, Ticket()), ZELCLIENT_FRAME_LOST);
+        if (mInHost.number != 0) dropFrame(mInHost, ZELCLIENT_FRAME_LOST);
+        freeHost();
         mNewestMaskAt = 0;
         mHello = false;
     }
@@ -403,10 +411,14 @@ void Client::giveUp(const std::string& why) {
         std::lock_guard lock(mMutex);
         mGivenUp = true;
         mLastError += "; giving up: " + why;
+        if (mInHost.answers != 0) {
+            dropFrame(mInHost, ZELCLIENT_FRAME_LOST);
+            freeHost();
+        }
         dropWaiting(ZELCLIENT_FRAME_LOST);
+        finishWhenDone();
     }
     mChanged.notify_all();
-    mResults.finish(true);
     mResults.deliver();
     announceState();
 }
@@ -465,9 +477,7 @@ void Client::sendNextFrame() {
     const Ticket& ticket = next.ticket;
     FrameView frame{ticket.kind, ticket.width, ticket.height, 0, next.pixels.data()};
     frame.stride = frame.rowBytes();
-    if (!sendNow(frame, ticket)) return;
-    mSpareFrames.push_back(std::move(next.pixels));
-    mWaiting.pop_front();
+    if (sendNow(frame, ticket)) popWaiting();
 }
 
 bool Client::sendNow(const FrameView& frame, Ticket ticket) {
@@ -522,11 +532,6 @@ bool Client::tableComes() const {
 }
 
 void Client::keep(const FrameView& frame, const Ticket& ticket) {
-    if (mWaiting.size() == mSettings.framesInFlight) {
-        dropFrame(mWaiting.front().ticket, ZELCLIENT_FRAME_REPLACED);
-        mSpareFrames.push_back(std::move(mWaiting.front().pixels));
-        mWaiting.pop_front();
-    }
     Waiting kept;
     kept.ticket = ticket;
     if (!mSpareFrames.empty()) {
@@ -535,7 +540,17 @@ void Client::keep(const FrameView& frame, const Ticket& ticket) {
     }
     kept.pixels.resize(frame.rowBytes() * frame.height);
     frame.copyTo(kept.pixels.data());
+    if (mWaiting.size() == mSettings.framesInFlight) {
+        dropFrame(mWaiting.front().ticket, ZELCLIENT_FRAME_REPLACED);
+        popWaiting();
+    }
     mWaiting.push_back(std::move(kept));
+}
+
+void Client::popWaiting() {
+    std::vector<uint8_t> pixels = std::move(mWaiting.front().pixels);
+    mWaiting.pop_front();
+    mSpareFrames.push_back(std::move(pixels));
 }
 
 Result Client::resultOf(const Ticket& ticket) {
@@ -555,12 +570,24 @@ void Client::dropFrame(const Ticket& ticket, zelclient_status status) {
 }
 
 void Client::dropWaiting(zelclient_status status) {
-    for (Waiting& waiting : mWaiting) dropFrame(waiting.ticket, status);
-    mWaiting.clear();
+    for (; !mWaiting.empty(); popWaiting()) dropFrame(mWaiting.front().ticket, status);
+}
+
+void Client::freeHost() {
+    mInHost = Ticket();
+    finishWhenDone();
 }
 
 bool Client::noMasksWillCome() const {
     return mGivenUp || (mModelStatus == ModelStatus::Refused && mTypeInForce == 0);
+}
+
+bool Client::noResultWillCome() const {
+    return mStopping || (noMasksWillCome() && mInHost.number == 0);
+}
+
+void Client::finishWhenDone() {
+    mResults.finish(noResultWillCome());
 }
 
 zelclient_state Client::stateNow() const {

@@ -80,7 +80,7 @@ class Client final : public SessionEvents {
         uint32_t width = 0;
         uint32_t height = 0;
         uint64_t sentAt = 0;         // microseconds
-        AnswerChannels answers = 0;  // where its answer may still come
+        AnswerChannels answers = 0;  // where its answer may still come; 0 while that is read
         bool withTable = false;      // a Ladon answer has its colour table
     };
     struct Waiting {
@@ -127,11 +127,16 @@ class Client final : public SessionEvents {
     AnswerChannels answersFor(ipc::FrameKind kind) const;
     bool tableComes() const;
     void keep(const FrameView& frame, const Ticket& ticket);
+    void popWaiting();
     static Result resultOf(const Ticket& ticket);
     void dropFrame(const Ticket& ticket, zelclient_status status);
     void dropWaiting(zelclient_status status);
+    void freeHost();
     zelclient_state stateNow() const;
     bool noMasksWillCome() const;
+    bool noResultWillCome() const;
+    // To be called after each change of what noResultWillCome looks at.
+    void finishWhenDone();
 
     void announceState();
 
@@ -160,7 +165,7 @@ class Client final : public SessionEvents {
     bool mServing = false;  // this host has a model, or was asked to have none
     std::string mModelName;
 
-    Ticket mInHost;  // the frame that the host has
+    Ticket mInHost;  // the frame that the host has, until its result is queued
     std::deque<Waiting> mWaiting;
     std::vector<std::vector<uint8_t>> mSpareFrames;
     uint64_t mAccepted = 0;

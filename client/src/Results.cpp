@@ -31,13 +31,13 @@ zelclient_result view(const Result& result) {
 void ResultQueue::put(Result&& result) {
     {
         std::lock_guard lock(mMutex);
-        ++mCounts[result.status];
         if (!mCallback && mQueue.size() == kKept) {
             recycle(std::move(mQueue.front().data));
             mQueue.pop_front();
             ++mUnread;
         }
         mQueue.push_back(std::move(result));
+        ++mCounts[mQueue.back().status];
     }
     mArrived.notify_one();
 }
@@ -79,7 +79,7 @@ void ResultQueue::finish(bool finished) {
         std::lock_guard lock(mMutex);
         mFinished = finished;
     }
-    mArrived.notify_all();
+    if (finished) mArrived.notify_all();
 }
 
 ResultData ResultQueue::spareData() {

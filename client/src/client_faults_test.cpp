@@ -20,7 +20,16 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
 
-using ClientFaultsTest = ClientFixture;
+class ClientFaultsTest : public ClientFixture {
+  protected:
+    // At once, not when the time is over.
+    bool toldThatNoneWillCome() {
+        const uint64_t from = platform::monotonicMicroseconds();
+        zelclient_result result{};
+        return zelclient_wait(client, 2 * kDeadlineMs, &result) == ZELCLIENT_ERROR_FAILED &&
+               platform::monotonicMicroseconds() - from < uint64_t{kDeadlineMs} * 1000;
+    }
+};
 
 TEST_F(ClientFaultsTest, FailedFrameIsToldAndTheNextMaskIsItsOwn) {
     misbehave("fail-every=2");
@@ -55,6 +64,28 @@ TEST_F(ClientFaultsTest, PairingHoldsWhenFramesPileUpAndFail) {
         ASSERT_GE(result.tag, last);
         last = result.tag;
     }
+}
+
+TEST_F(ClientFaultsTest, FrameThatTheHostHasWhenItRefusesAModelGetsItsResult) {
+    misbehave("refuse=1,slow-ms=300");
+    options.model_type = ZELCLIENT_MODEL_IDLE;
+    start();
+    ASSERT_EQ(submitFaces(1, 1), ZELCLIENT_OK);
+    ASSERT_EQ(zelclient_choose_model(client, ZELCLIENT_MODEL_SEGMENTATION_CPU, 0), ZELCLIENT_OK);
+    EXPECT_EQ(zelclient_wait_model(client, kDeadlineMs), ZELCLIENT_ERROR_FAILED);
+    EXPECT_EQ(next().status, ZELCLIENT_BOXES);
+    EXPECT_TRUE(toldThatNoneWillCome());
+}
+
+TEST_F(ClientFaultsTest, FrameWithoutAnAnswerThatTheHostHasWhenItRefusesAModelGetsItsResult) {
+    misbehave("refuse=1,slow-ms=300,fail-every=1");
+    options.model_type = ZELCLIENT_MODEL_IDLE;
+    start();
+    ASSERT_EQ(submitFaces(1, 1), ZELCLIENT_OK);
+    ASSERT_EQ(zelclient_choose_model(client, ZELCLIENT_MODEL_SEGMENTATION_CPU, 0), ZELCLIENT_OK);
+    EXPECT_EQ(zelclient_wait_model(client, kDeadlineMs), ZELCLIENT_ERROR_FAILED);
+    EXPECT_EQ(next().status, ZELCLIENT_FRAME_FAILED);
+    EXPECT_TRUE(toldThatNoneWillCome());
 }
 
 class BadMaskTest : public ClientFixture, public testing::WithParamInterface<int> {};
@@ -336,6 +367,40 @@ TEST_F(ClientFaultsTest, HostThatNeverLivesEndsInFailed) {
     EXPECT_EQ(next().status, ZELCLIENT_FRAME_LOST);
     zelclient_result result{};
     EXPECT_EQ(zelclient_wait(client, kDeadlineMs, &result), ZELCLIENT_ERROR_FAILED);
+}
+
+TEST_F(ClientFaultsTest, HostAfterOneThatRefusedTheModelIsWaitedFor) {
+    misbehave("refuse=1", true);
+    start();
+    ASSERT_EQ(zelclient_wait_model(client, kDeadlineMs), ZELCLIENT_ERROR_FAILED);
+    ASSERT_TRUE(platform::killProcess(info().host_pid));
+    ASSERT_TRUE(waitFor([&] { return std::count(states.begin(), states.end(), ZELCLIENT_STARTING) == 1; }));
+    EXPECT_EQ(zelclient_wait_model(client, kDeadlineMs), ZELCLIENT_OK);
+    EXPECT_THAT(roundTrip(1, 8).mask, IsAMaskOf(8));
+}
+
+class NoHostTest : public ClientFixture {
+  protected:
+    NoHostTest() : mCollect(options.on_state) {
+        options.on_state = [](void* user, zelclient_state state) {
+            auto* self = static_cast<NoHostTest*>(static_cast<ClientFixture*>(user));
+            if (state == ZELCLIENT_STARTING) self->model = zelclient_wait_model(self->client, 0);
+            self->mCollect(user, state);
+        };
+    }
+
+    zelclient_error model = ZELCLIENT_OK;  // as a client without a host tells it
+
+  private:
+    const zelclient_on_state mCollect;
+};
+
+TEST_F(NoHostTest, NoModelIsInForce) {
+    start();
+    ASSERT_EQ(zelclient_wait_model(client, kDeadlineMs), ZELCLIENT_OK);
+    ASSERT_TRUE(platform::killProcess(info().host_pid));
+    ASSERT_TRUE(waitFor([&] { return std::count(states.begin(), states.end(), ZELCLIENT_STARTING) == 1; }));
+    EXPECT_EQ(model, ZELCLIENT_TIMEOUT);
 }
 
 TEST_F(ClientFaultsTest, NoRestartsMeansFailedAtTheFirstEnd) {

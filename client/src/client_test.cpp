@@ -8,10 +8,13 @@
 #include <set>
 #include <thread>
 
+#include "client/src/Client.h"
 #include "client/src/HostSession.h"
 #include "platform/include/clock.h"
 #include "platform/include/module.h"
+#include "platform/include/process.h"
 #include "platform/include/thread.h"
+#include "platform/test_support.h"
 
 namespace {
 
@@ -251,6 +254,72 @@ TEST_F(ClientTest, KindsOfFramesMayBeMixed) {
     }
 }
 
+// Submits a frame whose mask is large, as number 1 and tag 1; for tests that hold back what reads it.
+class LargeMaskTest : public ClientFixture {
+  protected:
+    static constexpr size_t kMaskBytes = size_t{640} * 480;
+
+    LargeMaskTest() : mPixels(3 * kMaskBytes, 9) { misbehave("beat-ms=50"); }
+
+    void submitLarge() {
+        const zelclient_frame frame = {640, 480, 0, mPixels.data(), 1, ZELCLIENT_KIND_MODEL};
+        ASSERT_EQ(zelclient_submit(client, &frame), ZELCLIENT_OK);
+    }
+    // Until the host has heard of so many more beats.
+    bool waitForBeats(size_t count) { return waitForLines("acknowledged", lines("acknowledged").size() + count); }
+
+  private:
+    const std::vector<uint8_t> mPixels;
+};
+
+TEST_F(LargeMaskTest, IsNotOvertakenByTheNextFramesAnswer) {
+    start();
+    ASSERT_EQ(zelclient_wait_model(client, kDeadlineMs), ZELCLIENT_OK);
+    LargeBlocksWait held(kMaskBytes);
+    submitLarge();
+    ASSERT_TRUE(held.someoneWaits());
+    ASSERT_EQ(submitFaces(2, 2), ZELCLIENT_OK);
+    ASSERT_TRUE(waitForBeats(6));
+    held.end();
+    EXPECT_EQ(next().tag, 1u);
+    EXPECT_EQ(next().tag, 2u);
+}
+
+TEST_F(LargeMaskTest, ThatIsBeingReadDoesNotCountAsMissing) {
+    client::Settings settings;
+    settings.host.program = options.host_program;
+    settings.host.environment = {{"ZELFAKE", ""}};
+    client::Client direct(settings);
+    client::SessionEvents& events = direct;
+    std::string why;
+    ASSERT_EQ(direct.start(&why), ZELCLIENT_OK) << why;
+    ASSERT_EQ(direct.waitModel(kDeadlineMs), ZELCLIENT_OK);
+    const std::vector<uint8_t> pixels(3 * kMaskBytes, 9);
+    LargeBlocksWait held(kMaskBytes);
+    ASSERT_EQ(direct.submit({ipc::FrameKind::Model, 640, 480, 640 * 3, pixels.data()}, 1), ZELCLIENT_OK);
+    ASSERT_TRUE(held.someoneWaits());
+    events.onNoAnswer(client::kOnMasks, 1);
+    events.onNoAnswer(client::kOnLadon, 1);
+    held.end();
+    zelclient_result result{};
+    ASSERT_EQ(direct.poll(kDeadlineMs, result), ZELCLIENT_OK);
+    EXPECT_EQ(result.status, ZELCLIENT_MASK);
+    EXPECT_EQ(direct.poll(0, result), ZELCLIENT_TIMEOUT);
+}
+
+TEST_F(LargeMaskTest, ThatIsBeingReadIsNoHang) {
+    options.hang_timeout_ms = 2000;
+    start();
+    ASSERT_EQ(zelclient_wait_model(client, kDeadlineMs), ZELCLIENT_OK);
+    LargeBlocksWait held(kMaskBytes);
+    submitLarge();
+    ASSERT_TRUE(held.someoneWaits());
+    ASSERT_TRUE(waitForBeats(60));
+    held.end();
+    EXPECT_EQ(next().status, ZELCLIENT_MASK);
+    EXPECT_EQ(info().hosts_started, 1u);
+}
+
 TEST_F(ClientTest, EveryAcceptedFrameGetsOneResultAndTheNewestGetsAMask) {
     collectResults();
     misbehave("slow-ms=5");
@@ -413,6 +482,36 @@ TEST_F(ClientTest, EnvironmentAndTraceLevelReachTheHost) {
     start();
     EXPECT_TRUE(waitForLine("trace 1"));
     EXPECT_TRUE(waitForLine("own told"));
+}
+
+TEST_F(ClientTest, LastEntryForAVariableWinsAndAnyOverTheTraceLevel) {
+    const char* const environment[] = {"ZELFAKE=",        "ZELHOST_TRACE=1",  "ZELFAKE_OWN=first",
+                                       "ZELHOST_TRACE=0", "ZELFAKE_OWN=last", nullptr};
+    options.environment = environment;
+    options.trace_level = 2;
+    start();
+    EXPECT_TRUE(waitForLine("trace 0"));
+    EXPECT_TRUE(waitForLine("own last"));
+}
+
+// Both in a child that has the variable.
+TEST_F(ClientTest, TraceLevelOfThisProcessReachesTheHostUnlessTheOptionIsSet) {
+    if (platform::environmentVariable("ZELHOST_TRACE") != "0") {
+        const auto* self = testing::UnitTest::GetInstance()->current_test_info();
+        platform::ProcessOptions child;
+        child.environment = {{"ZELHOST_TRACE", "0"}};
+        const std::string filter = std::string("--gtest_filter=") + self->test_suite_name() + "." + self->name();
+        const auto outcome =
+            platform::test::runToEnd(platform::test::siblingProgram("client_test"), {filter}, std::move(child));
+        EXPECT_EQ(outcome.exitCode, 0) << outcome.output;
+        return;
+    }
+    start();
+    EXPECT_TRUE(waitForLine("trace 0"));
+    stop();
+    options.trace_level = 2;
+    start();
+    EXPECT_TRUE(waitForLine("trace 2"));
 }
 
 TEST_F(ClientTest, HostsOutputIsKeptApart) {

@@ -2,8 +2,11 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <thread>
 #include <vector>
+
+#include "platform/include/clock.h"
 
 namespace {
 
@@ -86,16 +89,25 @@ TEST(ResultQueueTest, MemoryOfAReadResultGoesToALaterOneWithoutItsMeaning) {
     EXPECT_FALSE(spare.ladon);
 }
 
+// Which of the two comes first is chance, so that one round proves nothing.
 TEST(ResultQueueTest, FinishWakesAWaitingPoll) {
-    ResultQueue queue(nullptr, nullptr);
-    bool got = true;
-    std::thread waiting([&] {
-        zelclient_result result{};
-        got = queue.poll(60000, result);
-    });
-    queue.finish(true);
-    waiting.join();
-    EXPECT_FALSE(got);
+    for (int round = 0; round < 20; ++round) {
+        ResultQueue queue(nullptr, nullptr);
+        std::atomic<bool> polls{false};
+        bool got = true;
+        const uint64_t from = platform::monotonicMicroseconds();
+        std::thread waiting([&] {
+            zelclient_result result{};
+            polls = true;
+            got = queue.poll(60000, result);
+        });
+        while (!polls) std::this_thread::yield();
+        for (int turn = 0; turn < 100; ++turn) std::this_thread::yield();
+        queue.finish(true);
+        waiting.join();
+        EXPECT_FALSE(got);
+        ASSERT_LT(platform::monotonicMicroseconds() - from, 30000000u);
+    }
 }
 
 TEST(ResultQueueTest, QueuedResultIsPolledAfterFinish) {

@@ -55,14 +55,20 @@ std::string orEmpty(const char* text) {
     return text ? text : "";
 }
 
+void setVariable(client::HostSettings& host, const std::string& name, const std::string& value) {
+    std::erase_if(host.environment, [&name](const auto& variable) { return variable.first == name; });
+    host.environment.emplace_back(name, value);
+}
+
 // The environment for the host; false when a text is no "NAME=value".
 bool readEnvironment(const zelclient_options& options, client::HostSettings& host) {
-    host.environment.emplace_back("ZELHOST_TRACE", std::to_string(options.trace_level));
+    if (options.trace_level != ZELCLIENT_TRACE_INHERIT)
+        setVariable(host, "ZELHOST_TRACE", std::to_string(options.trace_level));
     for (const char* const* entry = options.environment; entry && *entry; ++entry) {
         const std::string text = *entry;
         const size_t equals = text.find('=');
         if (equals == 0 || equals == std::string::npos) return false;
-        host.environment.emplace_back(text.substr(0, equals), text.substr(equals + 1));
+        setVariable(host, text.substr(0, equals), text.substr(equals + 1));
     }
     return true;
 }
@@ -174,7 +180,7 @@ void zelclient_options_init(zelclient_options* options) {
     options->hang_timeout_ms = defaults.hangTimeoutMs;
     options->stop_timeout_ms = defaults.stopTimeoutMs;
     options->restarts_per_minute = defaults.restartsPerMinute;
-    options->trace_level = 2;
+    options->trace_level = ZELCLIENT_TRACE_INHERIT;
 }
 
 zelclient_error zelclient_start(const zelclient_options* options, zelclient** client, char* error, size_t errorSize) {

@@ -4,6 +4,8 @@
 
 #include <set>
 
+#include "platform/test_support.h"
+
 namespace {
 
 using testing::HasSubstr;
@@ -113,6 +115,26 @@ TEST_F(ZelclientTest, FramesOfASizeThatTheirKindDoesNotHaveAreRefusedWithAReason
     EXPECT_EQ(refusal(static_cast<zelclient_kind>(3), 16, 9), "there is no kind of frame 3");
     EXPECT_EQ(info().frames_accepted, 0u);
     EXPECT_EQ(refusal(ZELCLIENT_KIND_CONTENT, 512, 512), "accepted");
+}
+
+TEST_F(ZelclientTest, FrameForWhichThereIsNoMemoryIsNotAcceptedAndReplacesNone) {
+    if (platform::test::underAddressSanitizer() || platform::test::underThreadSanitizer())
+        GTEST_SKIP() << "the sanitizer's heap refuses nothing";
+    misbehave("deaf=1");
+    options.stop_timeout_ms = 100;
+    start();
+    const std::vector<uint8_t> pixels(size_t{640} * 480 * 3);
+    const zelclient_frame frame = {640, 480, 0, pixels.data(), 2, ZELCLIENT_KIND_MODEL};
+    ASSERT_EQ(submit(1, 1), ZELCLIENT_OK);
+    {
+        const LargeBlocksRefused refused(pixels.size());
+        EXPECT_EQ(zelclient_submit(client, &frame), ZELCLIENT_ERROR_MEMORY);
+    }
+    EXPECT_EQ(info().frames_accepted, 1u);
+    EXPECT_EQ(info().frames_replaced, 0u);
+    EXPECT_EQ(zelclient_submit(client, &frame), ZELCLIENT_OK);
+    EXPECT_EQ(info().frames_accepted, 2u);
+    EXPECT_EQ(info().frames_replaced, 1u);
 }
 
 TEST_F(ZelclientTest, ModelsThatNoHostKnowsAreRefused) {

@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
+
+#include "client/tool/file_paths.h"
 
 namespace zeltool {
 
@@ -69,7 +70,7 @@ Image ColourTable::applied(const Image& picture) const {
 
 bool ColourTable::save(const std::string& path, std::string title, std::string* error) const {
     std::replace(title.begin(), title.end(), '"', '\'');
-    std::ofstream out(std::filesystem::path(std::u8string(path.begin(), path.end())), std::ios::binary);
+    std::ofstream out(pathOf(path), std::ios::binary);
     out << "TITLE \"" << title << "\"\nLUT_3D_SIZE " << kSide << '\n';
     const auto step = [](size_t index) { return static_cast<float>(index) / (kSide - 1); };
     for (size_t point = 0; point < kPoints; ++point)

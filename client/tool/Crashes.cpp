@@ -8,6 +8,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "client/tool/file_paths.h"
 #include "ipc/crash_file_names.h"
 #include "platform/include/module.h"
 #include "platform/include/own_file.h"
@@ -22,14 +23,6 @@ constexpr size_t kReportRead = 4096;  // bytes; a report's first three lines hav
 constexpr size_t kLongestPart = 80;   // bytes
 constexpr size_t kLongestName = 255;  // bytes
 constexpr std::string_view kExceptionLine = "Exception Type: ";
-
-// "" for a path that is no Unicode.
-std::string utf8(const fs::path& path) try {
-    const std::u8string text = path.u8string();
-    return std::string(text.begin(), text.end());
-} catch (const std::system_error&) {
-    return "";
-}
 
 // Cut, and each byte that is no printable ASCII a '?'.
 std::string printable(std::string_view text, size_t most) {
@@ -49,10 +42,10 @@ std::string printablePath(const std::string& path) {
 void addCrashes(const fs::path& folder, std::map<std::string, Crash>& crashes) {
     std::error_code failure;
     for (fs::directory_iterator entry(folder, failure), end; !failure && entry != end; entry.increment(failure)) {
-        const std::string name = utf8(entry->path().filename());
+        const std::string name = utf8Of(entry->path().filename());
         const auto read = ipc::parseCrashFileName(name);
         if (!read) continue;
-        const std::string path = utf8(entry->path());
+        const std::string path = utf8Of(entry->path());
         const std::optional<int64_t> at = platform::ownFileTime(path);
         if (!at) continue;
         const size_t stem = path.size() - read->extension.size();
@@ -88,7 +81,7 @@ std::string timeText(int64_t at) {
 
 std::vector<Crash> findCrashes(const std::vector<std::string>& folders) {
     std::map<std::string, Crash> byStem;
-    for (const std::string& folder : folders) addCrashes(fs::path(std::u8string(folder.begin(), folder.end())), byStem);
+    for (const std::string& folder : folders) addCrashes(pathOf(folder), byStem);
     std::vector<Crash> crashes;
     for (auto& [stem, crash] : byStem) crashes.push_back(std::move(crash));
     std::stable_sort(crashes.begin(), crashes.end(), [](const Crash& a, const Crash& b) { return a.at > b.at; });

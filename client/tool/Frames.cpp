@@ -5,6 +5,7 @@
 
 #include "client/tool/PictureFile.h"
 #include "client/tool/Tool.h"
+#include "client/tool/file_paths.h"
 
 namespace fs = std::filesystem;
 
@@ -21,8 +22,8 @@ std::unique_ptr<FrameSource> openPaths(const std::vector<std::string>& paths, st
         *error = *video + " is no picture; several inputs must all be pictures";
         return nullptr;
     }
-    if (isPictureName(first) || fs::is_directory(first, failure)) return openPictures(paths, error);
-    if (fs::exists(first, failure)) return openVideo(first, error);
+    if (isPictureName(first) || fs::is_directory(pathOf(first), failure)) return openPictures(paths, error);
+    if (fs::exists(pathOf(first), failure)) return openVideo(first, error);
     *error = "there is no " + first;
     return nullptr;
 }

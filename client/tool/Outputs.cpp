@@ -1,9 +1,12 @@
 #include "client/tool/Outputs.h"
 
+#include <algorithm>
+#include <cctype>
 #include <filesystem>
 
 #include "client/tool/PictureFile.h"
 #include "client/tool/Tool.h"
+#include "client/tool/file_paths.h"
 
 namespace fs = std::filesystem;
 
@@ -17,6 +20,13 @@ constexpr size_t kNumberDigits = 6;
 std::string padded(const std::string& name) {
     const bool number = !name.empty() && name.find_first_not_of("0123456789") == std::string::npos;
     return number && name.size() < kNumberDigits ? std::string(kNumberDigits - name.size(), '0') + name : name;
+}
+
+// Names that differ in their case alone are one name to many systems.
+std::string withoutCase(std::string name) {
+    std::transform(name.begin(), name.end(), name.begin(),
+                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+    return name;
 }
 
 Image inColour(const Image& picture) {
@@ -33,9 +43,9 @@ Output::Output(const std::string& path, const std::string& kind, const FrameSour
     if (path.empty()) return;
     std::error_code failure;
     const bool picture = isPictureName(path);
-    if (fs::is_directory(path, failure) || fs::path(path).extension().empty()) {
+    if (fs::is_directory(pathOf(path), failure) || pathOf(path).extension().empty()) {
         mTarget = Target::Folder;
-        fs::create_directories(path, failure);
+        fs::create_directories(pathOf(path), failure);
         if (failure) throw Failure{kOutput, "cannot make the folder " + path + ": " + failure.message()};
     } else if (picture && source.count() == 1 && source.rate() == 0) {
         mTarget = Target::File;
@@ -53,12 +63,20 @@ Output::Output(const std::string& path, const std::string& kind, const FrameSour
 void Output::put(const std::string& name, const Image& picture) {
     std::string error;
     if (mTarget == Target::Video) {
+        if (picture.channels == 4)
+            throw Failure{kOutput, "cannot write " + mPath + ": a video keeps no transparency, name a folder"};
         if (!mVideo->put(inColour(picture))) throw Failure{kOutput, mVideo->error()};
         return;
     }
-    const std::string path =
-        mTarget == Target::File ? mPath : (fs::path(mPath) / (padded(name) + "-" + mKind + ".png")).string();
+    const std::string path = mTarget == Target::File ? mPath : fileFor(name);
     if (!savePicture(path, picture, &error)) throw Failure{kOutput, error};
+}
+
+std::string Output::fileFor(const std::string& name) {
+    const std::string stem = padded(name);
+    std::string own = stem;
+    for (int number = 2; !mWritten.insert(withoutCase(own)).second; ++number) own = stem + "-" + std::to_string(number);
+    return utf8Of(pathOf(mPath) / pathOf(own + "-" + mKind + ".png"));
 }
 
 void Output::finish() {

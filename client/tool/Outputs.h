@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <set>
 #include <string>
 
 #include "client/tool/Picture.h"
@@ -8,8 +9,8 @@
 
 namespace zeltool {
 
-// Where one kind of result goes: a picture file, a video, or a folder that takes "NAME-KIND.png" for each frame.
-// Failures are thrown as Failure.
+// Where one kind of result goes: a picture file, a video, or a folder that takes "NAME-KIND.png" for each frame, where
+// the second frame of a name is NAME-2 and so on. Failures are thrown as Failure.
 class Output {
   public:
     // An empty path writes nothing. A path with a picture's extension is a file and takes one frame; with another
@@ -24,10 +25,14 @@ class Output {
   private:
     enum class Target { Nothing, File, Folder, Video };
 
+    // The file of a frame in the folder, one that no other frame has.
+    std::string fileFor(const std::string& name);
+
     Target mTarget = Target::Nothing;
     std::string mPath;
     std::string mKind;
     std::unique_ptr<FrameSink> mVideo;
+    std::set<std::string> mWritten;  // stems of the files in the folder, without case
 };
 
 }  // namespace zeltool

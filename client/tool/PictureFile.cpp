@@ -3,8 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <filesystem>
+#include <fstream>
 
+#include "client/tool/file_paths.h"
+
+#define STBI_NO_STDIO
+#define STBI_WRITE_NO_STDIO
 #define STB_IMAGE_STATIC
 #define STB_IMAGE_WRITE_STATIC
 #define STBI_MAX_DIMENSIONS 16384
@@ -21,10 +25,38 @@ constexpr std::array kReadable = {".png", ".jpg", ".jpeg", ".bmp", ".tga", ".ppm
 constexpr int kJpegQuality = 92;
 
 std::string extensionOf(const std::string& path) {
-    std::string extension = std::filesystem::path(path).extension().string();
+    std::string extension = utf8Of(pathOf(path).extension());
     std::transform(extension.begin(), extension.end(), extension.begin(),
                    [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
     return extension;
+}
+
+std::ifstream& streamOf(void* file) {
+    return *static_cast<std::ifstream*>(file);
+}
+
+int readFrom(void* file, char* bytes, int size) {
+    return static_cast<int>(streamOf(file).read(bytes, size).gcount());
+}
+
+void skipIn(void* file, int count) {
+    streamOf(file).clear();
+    streamOf(file).seekg(count, std::ios::cur);
+}
+
+int ended(void* file) {
+    return streamOf(file) ? 0 : 1;
+}
+
+void append(void* encoded, void* bytes, int size) {
+    static_cast<std::string*>(encoded)->append(static_cast<const char*>(bytes), static_cast<size_t>(size));
+}
+
+bool writeFile(const std::string& path, const std::string& content) {
+    std::ofstream file(pathOf(path), std::ios::binary);
+    file.write(content.data(), static_cast<std::streamsize>(content.size()));
+    file.close();
+    return file.good();
 }
 
 }  // namespace
@@ -34,10 +66,16 @@ bool isPictureName(const std::string& path) {
 }
 
 bool loadPicture(const std::string& path, Image& picture, std::string* error) {
+    std::ifstream file(pathOf(path), std::ios::binary);
+    if (!file) {
+        *error = "cannot open the picture " + path;
+        return false;
+    }
+    const stbi_io_callbacks reading = {readFrom, skipIn, ended};
     int width = 0;
     int height = 0;
     int channels = 0;
-    stbi_uc* pixels = stbi_load(path.c_str(), &width, &height, &channels, 3);
+    stbi_uc* pixels = stbi_load_from_callbacks(&reading, &file, &width, &height, &channels, 3);
     if (!pixels) {
         *error = "cannot read the picture " + path + ": " + stbi_failure_reason();
         return false;
@@ -53,22 +91,25 @@ bool savePicture(const std::string& path, const Image& picture, std::string* err
     const auto width = static_cast<int>(picture.width);
     const auto height = static_cast<int>(picture.height);
     const auto channels = static_cast<int>(picture.channels);
-    int written = 0;
+    std::string encoded;
+    int done = 0;
     if (extension == ".png") {
-        written = stbi_write_png(path.c_str(), width, height, channels, picture.bytes.data(), width * channels);
+        done =
+            stbi_write_png_to_func(append, &encoded, width, height, channels, picture.bytes.data(), width * channels);
     } else if (channels == 4) {
         *error = "cannot write " + path + ": only PNG keeps transparency, name the file .png";
         return false;
     } else if (extension == ".jpg" || extension == ".jpeg") {
-        written = stbi_write_jpg(path.c_str(), width, height, channels, picture.bytes.data(), kJpegQuality);
+        done = stbi_write_jpg_to_func(append, &encoded, width, height, channels, picture.bytes.data(), kJpegQuality);
     } else if (extension == ".bmp") {
-        written = stbi_write_bmp(path.c_str(), width, height, channels, picture.bytes.data());
+        done = stbi_write_bmp_to_func(append, &encoded, width, height, channels, picture.bytes.data());
     } else {
         *error = "cannot write " + path + ": name the file .png, .jpg or .bmp";
         return false;
     }
-    if (!written) *error = "cannot write " + path + ": is there such a folder, and room in it?";
-    return written != 0;
+    if (done && writeFile(path, encoded)) return true;
+    *error = "cannot write " + path + ": is there such a folder, and room in it?";
+    return false;
 }
 
 }  // namespace zeltool

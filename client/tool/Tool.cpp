@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "client/tool/file_paths.h"
 #include "platform/include/clock.h"
 #include "platform/include/module.h"
 #include "platform/include/process.h"
@@ -41,7 +42,7 @@ std::string findHost(const HostOptions& options) {
     const std::string beside = platform::executableDirectory() + platform::pathSeparator() + "zelhost";
     std::error_code none;
     for (const std::string& path : {beside, beside + ".exe"}) {
-        if (fs::is_regular_file(fs::path(std::u8string(path.begin(), path.end())), none)) return path;
+        if (fs::is_regular_file(pathOf(path), none)) return path;
     }
     return "";
 }
@@ -186,28 +187,6 @@ uint64_t percentile(const std::vector<uint64_t>& sorted, double share) {
     if (sorted.empty()) return 0;
     const auto at = static_cast<size_t>(share * static_cast<double>(sorted.size()));
     return sorted[std::min(at, sorted.size() - 1)];
-}
-
-std::string quoted(const std::string& text) {
-    std::string result = "\"";
-    for (const char letter : text) {
-        if (letter == '"' || letter == '\\') {
-            result += '\\';
-            result += letter;
-        } else if (static_cast<unsigned char>(letter) < 0x20) {
-            char code[8];
-            std::snprintf(code, sizeof code, "\\u%04x", static_cast<unsigned>(letter));
-            result += code;
-        } else {
-            result += letter;
-        }
-    }
-    return result + '"';
-}
-
-std::string jsonHead(const std::string& name, const Image& picture) {
-    return "{\"name\":" + quoted(name) + ",\"width\":" + std::to_string(picture.width) +
-           ",\"height\":" + std::to_string(picture.height);
 }
 
 std::string rectText(const zelclient_rect& rect, bool json) {

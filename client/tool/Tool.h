@@ -8,26 +8,11 @@
 #include <vector>
 
 #include "client/include/zelclient.h"
+#include "client/tool/Failure.h"
 #include "client/tool/Picture.h"
 
 // What the subcommands share.
 namespace zeltool {
-
-// The tool's exit codes; README and --help tell them.
-enum ExitCode {
-    kDone = 0,
-    kUsage = 1,     // the command line cannot be understood
-    kInput = 2,     // a picture, video or camera cannot be read
-    kOutput = 3,    // a result cannot be written
-    kHost = 4,      // the host does not start, or not with that model
-    kNoResult = 5,  // the host runs and gave no result for some frame
-};
-
-// A failure that ends the tool: a line for people and the exit code.
-struct Failure {
-    ExitCode code;
-    std::string text;
-};
 
 // How every subcommand reaches its host.
 struct HostOptions {
@@ -104,12 +89,6 @@ class Progress {
 
 // A number at the given share of sorted values, 0.5 for the median.
 uint64_t percentile(const std::vector<uint64_t>& sorted, double share);
-
-// A text as JSON, quotes included.
-std::string quoted(const std::string& text);
-
-// What every JSON object of a frame begins with: its brace, the name, the size.
-std::string jsonHead(const std::string& name, const Image& picture);
 
 // A rectangle as members of a JSON object, or as "at X,Y WIDTHxHEIGHT" in whole pixels.
 std::string rectText(const zelclient_rect& rect, bool json);

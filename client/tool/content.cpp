@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "client/tool/Commands.h"
+#include "client/tool/Json.h"
 #include "client/tool/Outputs.h"
 #include "client/tool/Overlay.h"
 #include "client/tool/Placement.h"

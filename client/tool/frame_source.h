@@ -33,9 +33,10 @@ class FrameSource {
 class FrameSink {
   public:
     virtual ~FrameSink() = default;
-    // Takes a frame of the size of the first one. False, with error(), when it cannot be written.
+    // Takes a frame of three channels. False, with error(), when it has not the size of the first one or cannot be
+    // written.
     virtual bool put(const Image& frame) = 0;
-    // Writes what is left. To be called once, before the end of the object.
+    // Writes what is left; no frame may follow. A sink that ends without it tries the same.
     virtual bool finish() = 0;
     virtual std::string error() const { return mError; }
 

@@ -7,6 +7,7 @@
 #include "client/tool/Background.h"
 #include "client/tool/Commands.h"
 #include "client/tool/Composite.h"
+#include "client/tool/Json.h"
 #include "client/tool/Outputs.h"
 #include "client/tool/Overlay.h"
 #include "client/tool/Placement.h"

@@ -3,6 +3,7 @@
 
 #include "client/tool/ColourTable.h"
 #include "client/tool/Commands.h"
+#include "client/tool/Json.h"
 #include "client/tool/Outputs.h"
 
 namespace zeltool {

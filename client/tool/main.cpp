@@ -1,9 +1,13 @@
 #include <CLI/CLI.hpp>
-#include <cstdio>
-#include <exception>
+#include <algorithm>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "client/tool/Commands.h"
 #include "client/tool/frame_source.h"
+#include "platform/include/process.h"
 
 namespace {
 
@@ -16,7 +20,8 @@ constexpr const char* kExitCodes =
     "  2  a picture, video or camera cannot be read\n"
     "  3  a result cannot be written\n"
     "  4  the host does not start, or not with that model; doctor: a check failed\n"
-    "  5  the host gave no result for a frame\n";
+    "  5  the host gave no result for a frame\n"
+    "  6  the tool itself failed, as when memory runs out\n";
 
 std::string examples(const std::string& lines) {
     return "Examples:\n" + lines + "\n" + kExitCodes;
@@ -32,12 +37,15 @@ void addHostOptions(CLI::App& command, HostOptions& host) {
     command.add_flag("--verbose", host.verbose, "the host's log on stderr");
 }
 
+// The types that a host answers, be it with a refusal.
+const std::set<uint32_t> kAnsweredTypes = {1, 2, 3, 5, 6, 7, 8, 9, 10};
+
 void addType(CLI::App& command, uint32_t& type) {
     command
         .add_option("--type", type,
                     "model type: 1 through the module qorml, 2 segmentation on the GPU if there is one, 3 on the CPU")
         ->capture_default_str()
-        ->check(CLI::Range(0, 10));
+        ->check(CLI::IsMember(kAnsweredTypes));
 }
 
 void addInput(CLI::App& command, InputOptions& options) {
@@ -206,7 +214,8 @@ void addDoctor(CLI::App& app, HostOptions& host, DoctorOptions& options) {
                  "  zelclient doctor --host /opt/zelhost/zelhost --json\n"));
 }
 
-int run(int count, char** arguments) {
+// The arguments without the program's name.
+int run(std::vector<std::string> arguments) {
     CLI::App app("Starts zelhost and does with pictures, videos and cameras what a client of it does.", "zelclient");
     app.set_version_flag("--version", std::string("zelclient ") + zelclient_version());
     app.require_subcommand(0, 1);
@@ -232,7 +241,8 @@ int run(int count, char** arguments) {
     addBench(app, host, benchOptions);
     addDoctor(app, host, doctorOptions);
     try {
-        app.parse(count, arguments);
+        std::reverse(arguments.begin(), arguments.end());
+        app.parse(std::move(arguments));
         if (app.get_subcommands().empty())
             throw CLI::RequiredError("A command: segment, ladon, lut, faces, content, bench or doctor");
     } catch (const CLI::ParseError& error) {
@@ -251,13 +261,9 @@ int run(int count, char** arguments) {
 }  // namespace
 
 int main(int count, char** arguments) {
-    try {
-        return run(count, arguments);
-    } catch (const Failure& failure) {
-        std::fprintf(stderr, "zelclient: %s\n", failure.text.c_str());
-        return failure.code;
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "zelclient: %s\n", error.what());
-        return kInput;
-    }
+    return exitCodeOf([&] {
+        std::vector<std::string> words = platform::programArguments(count, arguments);
+        if (!words.empty()) words.erase(words.begin());
+        return run(std::move(words));
+    });
 }

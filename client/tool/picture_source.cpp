@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "client/tool/PictureFile.h"
+#include "client/tool/file_paths.h"
 #include "client/tool/frame_source.h"
 
 namespace fs = std::filesystem;
@@ -17,10 +18,10 @@ class PictureSource final : public FrameSource {
 
     bool next(Image& frame) override {
         if (mNext == mFiles.size()) return false;
-        return loadPicture(mFiles[mNext++].string(), frame, &mError);
+        return loadPicture(utf8Of(mFiles[mNext++]), frame, &mError);
     }
     uint64_t count() const override { return mFiles.size(); }
-    std::string name() const override { return mNext ? mFiles[mNext - 1].stem().string() : ""; }
+    std::string name() const override { return mNext ? utf8Of(mFiles[mNext - 1].stem()) : ""; }
 
   private:
     std::vector<fs::path> mFiles;
@@ -29,14 +30,19 @@ class PictureSource final : public FrameSource {
 
 bool addPictures(const std::string& path, std::vector<fs::path>& files, std::string* error) {
     std::error_code failure;
-    if (!fs::is_directory(path, failure)) {
-        files.emplace_back(path);
-        if (!fs::exists(path, failure)) *error = "there is no " + path;
+    const fs::path told = pathOf(path);
+    if (!fs::is_directory(told, failure)) {
+        files.push_back(told);
+        if (!fs::exists(told, failure)) *error = "there is no " + path;
         return error->empty();
     }
     std::vector<fs::path> found;
-    for (const fs::directory_entry& entry : fs::directory_iterator(path, failure)) {
-        if (isPictureName(entry.path().string())) found.push_back(entry.path());
+    for (fs::directory_iterator entry(told, failure), end; !failure && entry != end; entry.increment(failure)) {
+        if (isPictureName(utf8Of(entry->path()))) found.push_back(entry->path());
+    }
+    if (failure) {
+        *error = "cannot read the folder " + path + ": " + failure.message();
+        return false;
     }
     std::sort(found.begin(), found.end());
     files.insert(files.end(), found.begin(), found.end());

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -11,11 +10,7 @@
 
 #include "client/tool/Picture.h"
 #include "client/tool/PictureFile.h"
-#include "client/tool/frame_source.h"
-#include "platform/include/module.h"
-#include "platform/include/process.h"
-#include "platform/include/thread.h"
-#include "platform/test_support.h"
+#include "client/tool/ToolFixture.h"
 
 namespace fs = std::filesystem;
 
@@ -28,76 +23,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
-
-class ToolTest : public testing::Test {
-  protected:
-    ToolTest() {
-        folder = fs::temp_directory_path() / ("zelclient_tool_" + std::to_string(platform::currentProcessId()) + "_" +
-                                              testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::create_directories(folder);
-        // Left half dark, right half of full red: the fake host's mask is the red plane.
-        Image picture = plainColour(64, 36, 0, 50, 50);
-        for (uint32_t y = 0; y < 36; ++y) {
-            for (uint32_t x = 32; x < 64; ++x) picture.row(y)[3 * x] = 255;
-        }
-        std::string error;
-        EXPECT_TRUE(savePicture(path("me.png"), picture, &error)) << error;
-    }
-    ~ToolTest() override { platform::test::removeFolder(folder); }
-
-    std::string path(const std::string& name) const { return (folder / name).string(); }
-
-    // Runs the tool; what it wrote is in out and err.
-    int run(const std::vector<std::string>& arguments, const std::string& misbehaviour = "", bool withHost = true) {
-        const std::string here = platform::executableDirectory() + platform::pathSeparator();
-        platform::ProcessOptions options;
-        // Its own temporary folder, where nobody else's hosts leave anything.
-        fs::create_directories(folder / "temporary");
-        options.environment = {{"ZELFAKE", misbehaviour}, {"TMPDIR", path("temporary")}, {"TMP", path("temporary")}};
-        options.standardOutput = path("stdout");
-        options.standardError = path("stderr");
-        if (withHost) options.environment.emplace_back("ZELHOST_PROGRAM", here + ZEL_FAKE_HOST);
-        std::string error;
-        auto process = platform::startProcess(here + "../bin/" + ZEL_CLIENT_TOOL, arguments, options, &error);
-        EXPECT_TRUE(process) << error;
-        if (!process) return -1;
-        EXPECT_TRUE(process->waitForExit(120000));
-        out = textOf("stdout");
-        err = textOf("stderr");
-        return process->exitCode();
-    }
-    std::string textOf(const std::string& name) const {
-        std::ifstream file(path(name), std::ios::binary);
-        std::ostringstream text;
-        text << file.rdbuf();
-        std::string all = text.str();
-        all.erase(std::remove(all.begin(), all.end(), '\r'), all.end());
-        return all;
-    }
-    // Puts a file where a host leaves what remains of its failure, written so many seconds after 2026 began.
-    std::string leave(const std::string& name, const std::string& content, int seconds = 0) const {
-        using namespace std::chrono;
-        fs::create_directories(folder / "temporary");
-        std::string file = path("temporary/" + name);
-        std::ofstream(file, std::ios::binary) << content;
-        const auto at = sys_days(year(2026) / 1 / 1) + std::chrono::seconds(seconds);
-        fs::last_write_time(file, file_clock::from_sys(at));
-        return file;
-    }
-    std::string report(const std::string& place) const {
-        return "Version: 0.1.0.0\nException Type: EXCEPTION_ACCESS_VIOLATION\nCrashed Thread: 7\n" + place + ";x+0x1;";
-    }
-    Image picture(const std::string& name) const {
-        Image loaded;
-        std::string error;
-        EXPECT_TRUE(loadPicture(path(name), loaded, &error)) << error;
-        return loaded;
-    }
-
-    fs::path folder;
-    std::string out;
-    std::string err;
-};
 
 TEST_F(ToolTest, PersonIsPutOverAColour) {
     ASSERT_EQ(run({"segment", path("me.png"), "--out", path("out.png"), "--mask-out", path("mask.png"), "--cutout",
@@ -389,6 +314,10 @@ TEST_F(ToolTest, CommandLinesThatMakeNoSenseAreTold) {
     EXPECT_EQ(run({}), 1);
     for (const char* command : {"segment", "ladon", "lut", "faces", "content"}) EXPECT_EQ(run({command}), 1);
     EXPECT_EQ(run({"segment", path("me.png"), "--capacity", "2"}), 1);
+    for (const char* type : {"0", "4", "11", "-1", "three"}) {
+        EXPECT_EQ(run({"segment", path("me.png"), "--type", type}), 1) << type;
+        EXPECT_EQ(run({"bench", "--type", type}), 1) << type;
+    }
     EXPECT_EQ(run({"segment", path("me.png"), "--background", "#12"}), 1);
     EXPECT_EQ(run({"segment", path("me.png"), "--camera", "0"}), 1);
     EXPECT_EQ(run({"paint", path("me.png")}), 1);
@@ -397,7 +326,8 @@ TEST_F(ToolTest, CommandLinesThatMakeNoSenseAreTold) {
 
 TEST_F(ToolTest, HelpAndVersionGoToStdout) {
     EXPECT_EQ(run({"--help"}), 0);
-    EXPECT_THAT(out, AllOf(HasSubstr("segment"), HasSubstr("bench"), HasSubstr("doctor"), HasSubstr("Exit codes")));
+    EXPECT_THAT(out, AllOf(HasSubstr("segment"), HasSubstr("bench"), HasSubstr("doctor"), HasSubstr("Exit codes"),
+                           HasSubstr("  6  the tool itself failed")));
     for (const char* command : {"segment", "ladon", "lut", "faces", "content", "bench", "doctor"}) {
         EXPECT_EQ(run({command, "--help"}), 0);
         EXPECT_THAT(out, AllOf(HasSubstr("Examples:"), HasSubstr("Exit codes")));
@@ -435,22 +365,6 @@ TEST_F(ToolTest, BenchPrintsATableAndJson) {
     EXPECT_THAT(out, AllOf(StartsWith("[\n"), HasSubstr("\"p99_us\":"), Not(HasSubstr("\"width\":256"))));
 }
 
-TEST_F(ToolTest, DoctorFindsAHostThatWorks) {
-    EXPECT_EQ(run({"doctor"}), 0) << out << err;
-    EXPECT_THAT(out, AllOf(HasSubstr("host answers"), HasSubstr("model 3, 640x360"), Not(HasSubstr("FAILED"))));
-    EXPECT_EQ(run({"doctor", "--json"}), 0);
-    EXPECT_THAT(out, StartsWith("[\n  {\"check\":\"host program\",\"verdict\":\"ok\""));
-}
-
-TEST_F(ToolTest, DoctorTellsWhatIsWrong) {
-    EXPECT_EQ(run({"doctor", "--host", path("nohost")}), 4);
-    EXPECT_THAT(out, AllOf(HasSubstr("FAILED"), HasSubstr("nohost")));
-    EXPECT_EQ(run({"doctor"}, "quit=127,noise=1"), 4);
-    EXPECT_THAT(out, AllOf(HasSubstr("ended with code 127"), HasSubstr("noise on stderr")));
-    EXPECT_EQ(run({"doctor", "--timeout", "2000"}, "fail-every=1"), 4);
-    EXPECT_THAT(out, HasSubstr("no mask"));
-}
-
 TEST_F(ToolTest, CrashOfTheHostIsToldWithItsFiles) {
     EXPECT_EQ(run({"segment", path("me.png")}, "die-at=1,leave=3"), 5);
     EXPECT_THAT(err, AllOf(HasSubstr("ended with code 9; it left the report "), HasSubstr(".txt and the dump "),
@@ -458,90 +372,6 @@ TEST_F(ToolTest, CrashOfTheHostIsToldWithItsFiles) {
     EXPECT_EQ(run({"doctor", "--timeout", "2000"}, "quit=5,leave=1"), 4);
     EXPECT_THAT(out, AllOf(HasSubstr("ended with code 5; it left the report "),
                            HasSubstr(" UTC  EXCEPTION_ACCESS_VIOLATION at client_fake_host+0x1a2b  ")));
-}
-
-TEST_F(ToolTest, DoctorFindsNoCrashes) {
-    leave("zelhost_crash.txt", report("another+0x1"));
-    EXPECT_EQ(run({"doctor"}), 0) << out << err;
-    EXPECT_THAT(out, HasSubstr("ok      crashes              none has left a report\n"));
-}
-
-TEST_F(ToolTest, DoctorListsTheNewestFiveCrashes) {
-    for (int crash = 1; crash <= 7; ++crash)
-        leave("zelhost_crash_1_2_" + std::to_string(crash) + ".txt", report("zelhost+0x" + std::to_string(crash)),
-              3600 + crash);
-    leave("zelhost_crash_1_2_7.dmp", "MDMP", 3600);
-    leave("zelhost_crash_1_2_8.dmp", "MDMP", 3600 + 8);
-    EXPECT_EQ(run({"doctor"}), 0) << out << err;
-    EXPECT_THAT(out, HasSubstr("note    crashes              8 left behind"));
-    size_t last = 0;
-    for (const std::string line : {":08 UTC  no report  ", ":07 UTC  EXCEPTION_ACCESS_VIOLATION at zelhost+0x7  ",
-                                   ":06 UTC  ", ":05 UTC  ", ":04 UTC  "}) {
-        const size_t at = out.find("2026-01-01 01:00" + line);
-        ASSERT_NE(at, std::string::npos) << line << out;
-        EXPECT_GT(at, last) << out;
-        last = at;
-    }
-    EXPECT_THAT(out, AllOf(HasSubstr("zelhost_crash_1_2_7.txt  "), HasSubstr("zelhost_crash_1_2_7.dmp\n"),
-                           Not(HasSubstr("01:00:03"))));
-    EXPECT_EQ(run({"doctor", "--json"}), 0);
-    EXPECT_THAT(out, HasSubstr("{\"check\":\"crashes\",\"verdict\":\"note\",\"text\":\"8 left behind; docs/crash.md "
-                               "reads them\",\"lines\":[\"2026-01-01 01:00:08 UTC  no report  "));
-    EXPECT_THAT(out, EndsWith("zelhost_crash_1_2_4.txt\"]}\n]\n"));
-}
-
-TEST_F(ToolTest, DoctorTrustsNoReport) {
-    leave("zelhost_crash_1_2_1.txt", std::string("\x1b[31m\0\xff garbage", 15), 1);
-    leave("zelhost_crash_1_2_2.txt", "Version: \nException Type: a\x1b[31mb\xc3\xa4\r\nCrashed Thread: \n\x07+0x1;", 2);
-    // What lies far behind the beginning is not read.
-    leave("zelhost_crash_1_2_3.txt", std::string(5000, 'x') + "\nException Type: far\n" + std::string(64 << 20, 'x'),
-          3);
-    leave("zelhost_crash_1_2_4.txt", "1\nException Type: " + std::string(1 << 20, 'y'), 4);
-    fs::create_directories(folder / "temporary" / "zelhost_crash_1_2_5.txt");
-    EXPECT_EQ(run({"doctor"}), 0) << out << err;
-    EXPECT_THAT(out, AllOf(HasSubstr("4 left behind"), HasSubstr(":01 UTC  its report makes no sense"),
-                           HasSubstr(":02 UTC  a?[31mb?? at ?+0x1  "), HasSubstr(":03 UTC  its report makes no sense"),
-                           HasSubstr(":04 UTC  " + std::string(80, 'y') + " at a place that it does not tell  ")));
-    EXPECT_LT(out.size(), 4000u);
-}
-
-TEST_F(ToolTest, VideoGoesThroughOrIsRefusedClearly) {
-    if (!canDoVideo()) {
-        std::ofstream(path("talk.mp4")) << "any";
-        EXPECT_EQ(run({"segment", path("talk.mp4")}), 2);
-        EXPECT_THAT(err, HasSubstr("reads pictures only"));
-        EXPECT_EQ(run({"segment", "--camera", "0"}), 2);
-        EXPECT_THAT(err, HasSubstr("reads pictures only"));
-        return;
-    }
-    std::string error;
-    auto video = createVideo(path("talk.mkv"), 25, &error);
-    ASSERT_TRUE(video) << error;
-    for (int frame = 0; frame < 12; ++frame) ASSERT_TRUE(video->put(picture("me.png"))) << video->error();
-    ASSERT_TRUE(video->finish()) << video->error();
-    ASSERT_EQ(run({"segment", path("talk.mkv"), "--out", path("out.mkv"), "--mask-out", path("masks"), "--frames", "10",
-                   "--json"}),
-              0)
-        << err;
-    EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 10);
-    EXPECT_TRUE(fs::exists(folder / "masks" / "000010-mask.png"));
-    auto back = openVideo(path("out.mkv"), &error);
-    ASSERT_TRUE(back) << error;
-    Image frame;
-    int frames = 0;
-    while (back->next(frame)) ++frames;
-    EXPECT_EQ(frames, 10);
-    EXPECT_EQ(frame.width, 64u);
-    EXPECT_NEAR(frame.row(18)[3 * 50], 255, 12);
-    for (const char* command : {"ladon", "lut", "faces", "content"}) {
-        const std::string drawn = path(std::string(command) + ".mkv");
-        ASSERT_EQ(run({command, path("talk.mkv"), "--out", drawn, "--frames", "7", "--json"}), 0) << err;
-        EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 7) << command;
-        back = openVideo(drawn, &error);
-        ASSERT_TRUE(back) << error;
-        for (frames = 0; back->next(frame);) ++frames;
-        EXPECT_EQ(frames, 7) << command;
-    }
 }
 
 }  // namespace

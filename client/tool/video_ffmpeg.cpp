@@ -45,6 +45,10 @@ struct CloseOutput {
 template <class T>
 using Owned = std::unique_ptr<T, Free>;
 
+std::string sizeText(uint32_t width, uint32_t height) {
+    return std::to_string(width) + "x" + std::to_string(height);
+}
+
 uint32_t formatOf(int format) {
     switch (format) {
         case AV_PIX_FMT_YUV420P:
@@ -56,6 +60,35 @@ uint32_t formatOf(int format) {
         default:
             return 0;
     }
+}
+
+// A picture of three channels for the scaler, which reads and writes beyond the ends of rows: there is room for a pixel
+// behind each, and more.
+Owned<AVFrame> pictureFrame(int width, int height) {
+    Owned<AVFrame> frame(av_frame_alloc());
+    if (!frame) return nullptr;
+    frame->format = AV_PIX_FMT_RGB24;
+    frame->width = width + 1;
+    frame->height = height;
+    if (av_frame_get_buffer(frame.get(), 0) < 0) return nullptr;
+    frame->width = width;
+    return frame;
+}
+
+// The scaler takes pixels by pairs: behind a row of an odd width its last one stands once more.
+void copyRows(const Image& from, AVFrame& to) {
+    const size_t bytes = size_t{from.width} * 3;
+    for (uint32_t y = 0; y < from.height; ++y) {
+        uint8_t* const row = to.data[0] + ptrdiff_t{to.linesize[0]} * y;
+        std::copy_n(from.row(y), bytes, row);
+        if (from.width % 2 != 0) std::copy_n(from.row(y) + bytes - 3, 3, row + bytes);
+    }
+}
+
+int scaleInto(SwsContext* scaler, const AVFrame& from, AVFrame& to) {
+    const int rows = sws_scale(scaler, from.data, from.linesize, 0, from.height, to.data, to.linesize);
+    if (rows == to.height) return 0;
+    return rows < 0 ? rows : AVERROR_EXTERNAL;
 }
 
 // A decoded frame as the image library takes it; nothing for one whose colours would suffer, or a row or column be
@@ -156,10 +189,12 @@ class VideoReader final : public FrameSource {
         mScaler.reset(sws_getCachedContext(mScaler.release(), width, height, static_cast<AVPixelFormat>(mFrame->format),
                                            width, height, AV_PIX_FMT_RGB24, SWS_BILINEAR, nullptr, nullptr, nullptr));
         if (!mScaler) return failed(AVERROR(EINVAL));
+        if (!mPicture || mPicture->width != width || mPicture->height != height) mPicture = pictureFrame(width, height);
+        if (!mPicture) return failed(AVERROR(ENOMEM));
+        const int code = scaleInto(mScaler.get(), *mFrame, *mPicture);
+        if (code < 0) return failed(code);
         frame = Image(static_cast<uint32_t>(width), static_cast<uint32_t>(height), 3);
-        uint8_t* const planes[4] = {frame.bytes.data()};
-        const int strides[4] = {width * 3};
-        sws_scale(mScaler.get(), mFrame->data, mFrame->linesize, 0, height, planes, strides);
+        av_image_copy_plane(frame.bytes.data(), width * 3, mPicture->data[0], mPicture->linesize[0], width * 3, height);
         return true;
     }
 
@@ -171,6 +206,7 @@ class VideoReader final : public FrameSource {
     Owned<AVFormatContext> mInput;
     Owned<AVCodecContext> mDecoder;
     Owned<AVFrame> mFrame;
+    Owned<AVFrame> mPicture;
     Owned<AVPacket> mPacket;
     Owned<SwsContext> mScaler;
     int mStream = 0;
@@ -180,20 +216,37 @@ class VideoReader final : public FrameSource {
 class VideoWriter final : public FrameSink {
   public:
     VideoWriter(std::string path, double rate) : mPath(std::move(path)), mRate(rate) {}
+    ~VideoWriter() override { finish(); }
 
     bool put(const Image& frame) override {
-        if (!mOutput && !check(open(frame))) return false;
-        const uint8_t* const planes[4] = {frame.bytes.data()};
-        const int strides[4] = {static_cast<int>(frame.width) * 3};
-        if (!check(av_frame_make_writable(mFrame.get()))) return false;
-        sws_scale(mScaler.get(), planes, strides, 0, static_cast<int>(frame.height), mFrame->data, mFrame->linesize);
+        if (!mBegun && !check(open(frame))) return false;
+        if (!hasTheSize(frame) || !check(av_frame_make_writable(mFrame.get()))) return false;
+        copyRows(frame, *mPicture);
+        if (!check(scaleInto(mScaler.get(), *mPicture, *mFrame))) return false;
         mFrame->pts = mNumber++;
         return encode(mFrame.get());
     }
 
-    bool finish() override { return !mOutput || (encode(nullptr) && check(av_write_trailer(mOutput.get()))); }
+    // Each step is tried, so that what was written before a failure can be read.
+    bool finish() override {
+        if (!mBegun) return true;
+        mBegun = false;
+        const bool encoded = encode(nullptr);
+        const bool indexed = check(av_write_trailer(mOutput.get()));
+        return check(avio_closep(&mOutput->pb)) && encoded && indexed;
+    }
 
   private:
+    bool hasTheSize(const Image& frame) {
+        const auto width = static_cast<uint32_t>(mPicture->width);
+        const auto height = static_cast<uint32_t>(mPicture->height);
+        if (frame.width == width && frame.height == height) return true;
+        mError = "cannot write the video " + mPath + ": its frames are " + sizeText(width, height) + ", frame " +
+                 std::to_string(mNumber + 1) + " is " + sizeText(frame.width, frame.height) +
+                 "; a folder takes pictures of any size";
+        return false;
+    }
+
     int open(const Image& frame) {
         av_log_set_level(AV_LOG_FATAL);
         AVFormatContext* output = nullptr;
@@ -207,7 +260,9 @@ class VideoWriter final : public FrameSink {
         mPacket.reset(av_packet_alloc());
         if (!codec || !mStream || !mEncoder || !mFrame || !mPacket) return AVERROR_ENCODER_NOT_FOUND;
         const int encoder = openEncoder(*codec, frame);
-        return encoder < 0 ? encoder : openFile(frame);
+        const int begun = encoder < 0 ? encoder : openFile(frame);
+        mBegun = begun >= 0;
+        return begun;
     }
 
     // Most formats of pixels need even sides.
@@ -226,9 +281,10 @@ class VideoWriter final : public FrameSink {
         mFrame->format = mEncoder->pix_fmt;
         mFrame->width = mEncoder->width;
         mFrame->height = mEncoder->height;
-        mScaler.reset(sws_getContext(static_cast<int>(frame.width), static_cast<int>(frame.height), AV_PIX_FMT_RGB24,
-                                     mFrame->width, mFrame->height, mEncoder->pix_fmt, SWS_BILINEAR, nullptr, nullptr,
-                                     nullptr));
+        mPicture = pictureFrame(static_cast<int>(frame.width), static_cast<int>(frame.height));
+        if (!mPicture) return AVERROR(ENOMEM);
+        mScaler.reset(sws_getContext(mPicture->width, mPicture->height, AV_PIX_FMT_RGB24, mFrame->width, mFrame->height,
+                                     mEncoder->pix_fmt, SWS_BILINEAR, nullptr, nullptr, nullptr));
         mStream->time_base = mEncoder->time_base;
         int code = mScaler ? av_frame_get_buffer(mFrame.get(), 0) : AVERROR(EINVAL);
         if (code >= 0) code = avcodec_parameters_from_context(mStream->codecpar, mEncoder.get());
@@ -242,6 +298,7 @@ class VideoWriter final : public FrameSink {
             const int code = avcodec_receive_packet(mEncoder.get(), mPacket.get());
             if (code == AVERROR(EAGAIN) || code == AVERROR_EOF) return true;
             if (!check(code)) return false;
+            mPacket->duration = 1;  // without it some formats lose the last frame
             av_packet_rescale_ts(mPacket.get(), mEncoder->time_base, mStream->time_base);
             mPacket->stream_index = mStream->index;
             if (!check(av_interleaved_write_frame(mOutput.get(), mPacket.get()))) return false;
@@ -257,11 +314,13 @@ class VideoWriter final : public FrameSink {
     const double mRate;
     std::unique_ptr<AVFormatContext, CloseOutput> mOutput;
     Owned<AVCodecContext> mEncoder;
-    Owned<AVFrame> mFrame;
+    Owned<AVFrame> mPicture;  // as it is given, of the size of the first one
+    Owned<AVFrame> mFrame;    // as it is encoded
     Owned<AVPacket> mPacket;
     Owned<SwsContext> mScaler;
     AVStream* mStream = nullptr;
     int64_t mNumber = 0;
+    bool mBegun = false;  // the file has its head and not yet its end
 };
 
 bool isNumber(const std::string& text) {
