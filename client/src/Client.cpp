@@ -261,6 +261,7 @@ void Client::onAnswer(AnswerChannels channel, const Read& read) {
     const bool masked = result.status == ZELCLIENT_MASK;
     {
         std::lock_guard lock(mMutex);
+        if (mInHost.number != ticket.number) return;  // given up meanwhile
         if (masked) mNewestMaskAt = now();
         if (!wrong.empty()) mLastError = wrong;
         mResults.put(std::move(result));
@@ -411,7 +412,9 @@ void Client::giveUp(const std::string& why) {
         std::lock_guard lock(mMutex);
         mGivenUp = true;
         mLastError += "; giving up: " + why;
-        if (mInHost.answers != 0) {
+        // An answer that is being read still comes, unless its reader has failed.
+        const bool isBeingRead = mInHost.answers == 0 && mSession && !mSession->broken();
+        if (mInHost.number != 0 && !isBeingRead) {
             dropFrame(mInHost, ZELCLIENT_FRAME_LOST);
             freeHost();
         }

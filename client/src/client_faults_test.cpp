@@ -389,6 +389,8 @@ class NoHostTest : public ClientFixture {
         };
     }
 
+    ~NoHostTest() override { stop(); }  // before what its callback uses is gone
+
     zelclient_error model = ZELCLIENT_OK;  // as a client without a host tells it
 
   private:

@@ -22,8 +22,8 @@ std::string padded(const std::string& name) {
     return number && name.size() < kNumberDigits ? std::string(kNumberDigits - name.size(), '0') + name : name;
 }
 
-// Names that differ in their case alone are one name to many systems.
-std::string withoutCase(std::string name) {
+// Names that differ in the case of their letters are one name to many systems. Only English ones are looked at.
+std::string inSmallLetters(std::string name) {
     std::transform(name.begin(), name.end(), name.begin(),
                    [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
     return name;
@@ -39,7 +39,8 @@ Image inColour(const Image& picture) {
 
 }  // namespace
 
-Output::Output(const std::string& path, const std::string& kind, const FrameSource& source) : mPath(path), mKind(kind) {
+Output::Output(const std::string& path, const std::string& kind, const FrameSource& source, bool transparent)
+    : mPath(path), mKind(kind) {
     if (path.empty()) return;
     std::error_code failure;
     const bool picture = isPictureName(path);
@@ -51,7 +52,9 @@ Output::Output(const std::string& path, const std::string& kind, const FrameSour
         mTarget = Target::File;
     } else if (picture) {
         throw Failure{kUsage, path + " takes one picture only; name a folder" +
-                                  (canDoVideo() ? std::string(" or a video") : std::string())};
+                                  (canDoVideo() && !transparent ? " or a video" : "")};
+    } else if (transparent) {
+        throw Failure{kUsage, path + " would be a video, which keeps no transparency; name a folder"};
     } else {
         mTarget = Target::Video;
         std::string error;
@@ -63,8 +66,6 @@ Output::Output(const std::string& path, const std::string& kind, const FrameSour
 void Output::put(const std::string& name, const Image& picture) {
     std::string error;
     if (mTarget == Target::Video) {
-        if (picture.channels == 4)
-            throw Failure{kOutput, "cannot write " + mPath + ": a video keeps no transparency, name a folder"};
         if (!mVideo->put(inColour(picture))) throw Failure{kOutput, mVideo->error()};
         return;
     }
@@ -75,7 +76,8 @@ void Output::put(const std::string& name, const Image& picture) {
 std::string Output::fileFor(const std::string& name) {
     const std::string stem = padded(name);
     std::string own = stem;
-    for (int number = 2; !mWritten.insert(withoutCase(own)).second; ++number) own = stem + "-" + std::to_string(number);
+    for (int number = 2; !mWritten.insert(inSmallLetters(own)).second; ++number)
+        own = stem + "-" + std::to_string(number);
     return utf8Of(pathOf(mPath) / pathOf(own + "-" + mKind + ".png"));
 }
 

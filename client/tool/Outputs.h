@@ -14,8 +14,9 @@ namespace zeltool {
 class Output {
   public:
     // An empty path writes nothing. A path with a picture's extension is a file and takes one frame; with another
-    // extension a video of `rate` frames a second; without one, or where there is a folder, a folder, made if need be.
-    Output(const std::string& path, const std::string& kind, const FrameSource& source);
+    // extension a video of the source's rate; without one, or where there is a folder, a folder, made if need be. What
+    // is transparent is no video.
+    Output(const std::string& path, const std::string& kind, const FrameSource& source, bool transparent = false);
 
     bool wanted() const { return mTarget != Target::Nothing; }
     void put(const std::string& name, const Image& picture);
@@ -32,7 +33,7 @@ class Output {
     std::string mPath;
     std::string mKind;
     std::unique_ptr<FrameSink> mVideo;
-    std::set<std::string> mWritten;  // stems of the files in the folder, without case
+    std::set<std::string> mWritten;  // stems of the files in the folder, in small letters
 };
 
 }  // namespace zeltool

@@ -39,8 +39,8 @@ int readFrom(void* file, char* bytes, int size) {
     return static_cast<int>(streamOf(file).read(bytes, size).gcount());
 }
 
+// A stream that has come to its end stays there: a decoder that skips on would find no end otherwise.
 void skipIn(void* file, int count) {
-    streamOf(file).clear();
     streamOf(file).seekg(count, std::ios::cur);
 }
 

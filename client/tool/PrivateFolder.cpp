@@ -28,15 +28,15 @@ std::string unguessableName() {
     throw Failure{kOutput, "cannot make a folder in the temporary folder " + utf8Of(folder) + ": " + why};
 }
 
-// Whether nobody has put anything in before it was closed to others.
-bool closed(const fs::path& folder) {
+// False when others put something in before.
+bool closeToOthers(const fs::path& folder) {
     std::error_code failure;
     fs::permissions(folder, fs::perms::owner_all, failure);
     return !failure && fs::is_empty(folder, failure) && !failure;
 }
 
 // On Windows a file stays until the system has cleared away the last process that had it open.
-bool removed(const fs::path& folder) {
+bool tryToRemove(const fs::path& folder) {
     std::error_code failure;
     std::vector<fs::path> files;
     for (fs::directory_iterator entry(folder, failure), end; !failure && entry != end; entry.increment(failure))
@@ -57,7 +57,7 @@ PrivateFolder::PrivateFolder() {
         if (failure) fail(temporary, failure.message());
         if (!made) continue;
         mFolder = folder;
-        if (closed(folder)) return;
+        if (closeToOthers(folder)) return;
         fs::remove(folder, failure);
         fail(temporary, "others write in it");
     }
@@ -65,7 +65,7 @@ PrivateFolder::PrivateFolder() {
 }
 
 PrivateFolder::~PrivateFolder() {
-    for (int attempt = 0; attempt < kAttempts && !removed(mFolder); ++attempt) platform::sleepMilliseconds(10);
+    for (int attempt = 0; attempt < kAttempts && !tryToRemove(mFolder); ++attempt) platform::sleepMilliseconds(10);
 }
 
 std::string PrivateFolder::path(const std::string& name) const {

@@ -67,6 +67,7 @@ HostRun::HostRun(const HostOptions& options, zelclient_kind kind, uint32_t type,
     start.auto_skip = autoSkip ? 1 : 0;
     start.restarts_per_minute = 3;
     start.host_stderr = options.verbose ? "inherit" : nullptr;
+    start.trace_level = options.traceLevel;
     start.on_log = onLog;
     start.user = this;
     char error[512];

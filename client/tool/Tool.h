@@ -16,9 +16,10 @@ namespace zeltool {
 
 // How every subcommand reaches its host.
 struct HostOptions {
-    std::string program;         // "" for the one beside the tool
-    std::string plugins;         // folder of the library xnn, "" for the host's own
-    bool verbose = false;        // its log to stderr
+    std::string program;   // "" for the one beside the tool
+    std::string plugins;   // folder of the library xnn, "" for the host's own
+    bool verbose = false;  // its log to stderr
+    int32_t traceLevel = ZELCLIENT_TRACE_INHERIT;
     uint32_t timeoutMs = 60000;  // for a model, and for a result
 };
 

@@ -92,7 +92,9 @@ Finding model(const HostOptions& options, uint32_t type, uint32_t capacity) {
 // What the host itself thinks of the GPU; type 2 makes it look.
 Finding gpuProbe(const HostOptions& options) {
     try {
-        HostRun host(options, ZELCLIENT_MODEL_SEGMENTATION_AUTO, 0, true);
+        HostOptions told = options;
+        told.traceLevel = 2;  // its log says it, whatever level is asked for
+        HostRun host(told, ZELCLIENT_MODEL_SEGMENTATION_AUTO, 0, true);
         host.waitForModel();
         const std::vector<std::string> lines = host.logLines("CheckGPUSupported");
         if (lines.empty()) return {Verdict::Note, "the host said nothing about it"};

@@ -99,7 +99,7 @@ void addSegment(CLI::App& app, HostOptions& host, SegmentOptions& options) {
     command->add_option("--out", options.out,
                         "the person over the background: a picture file for one picture, else a folder or a video");
     command->add_option("--mask-out,--mask", options.maskOut, "the masks, the same way");
-    command->add_option("--cutout", options.cutout, "PNG with the mask as transparency, the same way");
+    command->add_option("--cutout", options.cutout, "PNG with the mask as transparency, or a folder for several");
     addRepeat(*command, options.repeat, options.skip);
     command->add_flag("--json", options.json, "one JSON object a line for each frame");
     addHostOptions(*command, host);

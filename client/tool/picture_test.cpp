@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
+#include <fstream>
 
 #include "client/tool/PictureFile.h"
 #include "platform/include/thread.h"
@@ -167,6 +168,18 @@ TEST_F(PictureFileTest, FailuresNameTheFileAndWhatToDo) {
     EXPECT_THAT(error, HasSubstr("folder"));
     EXPECT_FALSE(savePicture(path("a.xyz"), Image(1, 1, 3), &error));
     EXPECT_THAT(error, HasSubstr(".jpg"));
+}
+
+TEST_F(PictureFileTest, FilesThatEndInAHeadAreRefused) {
+    const std::string heads[] = {std::string("\xff\xd8\xff\xe0\x00\x10JF", 8), std::string("\xff\xd8\xff\xe1\x10", 5),
+                                 std::string("\x89PNG\r\n\x1a\n\0\0\0\rIH", 14),
+                                 std::string("BM\x46\0\0\0\0\0\0\0\x36\0\0\0\x28", 15)};
+    for (const std::string& head : heads) {
+        std::ofstream(path("head"), std::ios::binary) << head;
+        Image picture;
+        EXPECT_FALSE(loadPicture(path("head"), picture, &error));
+        EXPECT_THAT(error, HasSubstr("cannot read the picture"));
+    }
 }
 
 TEST_F(PictureFileTest, PictureNamesAreKnownInAnyCase) {

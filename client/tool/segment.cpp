@@ -46,7 +46,7 @@ void segment(const HostOptions& hostOptions, const SegmentOptions& options) {
     Background background(options.background);
     Output composedOut(options.out, "composed", frames.source());
     Output maskOut(options.maskOut, "mask", frames.source());
-    Output cutoutOut(options.cutout, "cutout", frames.source());
+    Output cutoutOut(options.cutout, "cutout", frames.source(), true);
 
     // Pictures have nothing to do with each other, and each is sent several times to be segmented again.
     HostRun host(hostOptions, options.type, options.capacity, options.skip && !stills);

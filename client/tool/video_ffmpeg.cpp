@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cctype>
+#include <exception>
 #include <iterator>
 #include <optional>
 #include <utility>
@@ -216,7 +217,12 @@ class VideoReader final : public FrameSource {
 class VideoWriter final : public FrameSink {
   public:
     VideoWriter(std::string path, double rate) : mPath(std::move(path)), mRate(rate) {}
-    ~VideoWriter() override { finish(); }
+    ~VideoWriter() override {
+        try {
+            finish();
+        } catch (const std::exception&) {  // no memory for what failed: nobody would hear it
+        }
+    }
 
     bool put(const Image& frame) override {
         if (!mBegun && !check(open(frame))) return false;

@@ -18,6 +18,7 @@ namespace {
 
 using namespace zeltool;
 using testing::AllOf;
+using testing::EndsWith;
 using testing::HasSubstr;
 
 class VideoTest : public ToolTest {
@@ -147,8 +148,10 @@ TEST_F(VideoTest, FailureInMidVideoLeavesWhatWasWritten) {
 
 TEST_F(VideoTest, CutOutsAreNoVideo) {
     make("talk.mkv", 3);
-    EXPECT_EQ(run({"segment", path("talk.mkv"), "--cutout", path("out.mkv")}), 3);
-    EXPECT_THAT(err, HasSubstr("keeps no transparency"));
+    EXPECT_EQ(run({"segment", path("talk.mkv"), "--cutout", path("out.mkv")}), 1);
+    EXPECT_THAT(err, HasSubstr("keeps no transparency; name a folder"));
+    EXPECT_EQ(run({"segment", path("talk.mkv"), "--cutout", path("out.png")}), 1);
+    EXPECT_THAT(err, EndsWith("takes one picture only; name a folder\n"));
 }
 
 }  // namespace
