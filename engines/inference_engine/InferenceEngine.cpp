@@ -138,10 +138,10 @@ class ExecutableImpl {
         for (const auto& [key, setting] : settings) properties.push_back({key.c_str(), setting.value.c_str()});
         const ModelUse use(*mNetwork, mCore->core());
         const FlushDenormals flush;  // puts back what the runtime leaves changed on this thread
-        check(ov_core_compile_model_props(mCore->core(), use.model(), device.c_str(), properties.size(),
-                                          properties.data(), out(mCompiled)),
-              [&] { return describe("LoadNetwork"); });
+        const ov_status_e status = ov_core_compile_model_props(mCore->core(), use.model(), device.c_str(),
+                                                               properties.size(), properties.data(), out(mCompiled));
         platform::prepareThreadForFilter();  // the runtime leaves a small stack for handlers behind
+        check(status, [&] { return describe("LoadNetwork"); });
     }
 
     std::shared_ptr<CoreImpl> mCore;

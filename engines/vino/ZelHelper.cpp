@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/include/clock.h"
+#include "platform/include/exception_filter.h"
 #include "util/include/CmTrace.h"
 
 namespace {
@@ -49,9 +50,10 @@ void ZelHelper::swap(ZelHelper& other) noexcept {
 
 bool ZelHelper::Init() {
     Release();
-    if (guarded("Init", false, [this] { return start(); })) return true;
-    Release();
-    return false;
+    const bool started = guarded("Init", false, [this] { return start(); });
+    platform::prepareThreadForFilter();  // the module's runtime may leave a small stack for handlers behind
+    if (!started) Release();
+    return started;
 }
 
 bool ZelHelper::start() {

@@ -2,9 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
 #include <vector>
 
+#include "platform/filter_stack.h"
+#include "platform/include/exception_filter.h"
 #include "platform/include/guarded_memory.h"
+#include "platform/include/module.h"
 #include "plugins/qorml/TestModules.h"
 #include "tests/support/TraceCapture.h"
 
@@ -43,6 +47,21 @@ class ZelHelperTest : public testing::Test {
     ZelHelper mHelper;
     uint8_t* mMask = nullptr;
 };
+
+TEST_F(ZelHelperTest, StartLeavesTheThreadItsStackForTheExceptionFilter) {
+    // The real module, whose runtime takes it away.
+    const std::string programs = platform::executableDirectory() + platform::pathSeparator() + "../bin";
+    platform::replaceExecutableDirectory(programs);
+    std::thread([this] {
+        platform::prepareThreadForFilter();
+        const size_t before = platform::test::stackForFilter();
+        EXPECT_GE(before, 24u * 1024);
+        EXPECT_TRUE(mHelper.Init());
+        EXPECT_EQ(platform::test::stackForFilter(), before);
+    }).join();
+    mHelper.Release();
+    platform::replaceExecutableDirectory("");
+}
 
 TEST_F(ZelHelperTest, MissingModuleIsTold) {
     expectFailedStart("missing", "zelipc>> ZelHelper::Init fail to querymethod");

@@ -234,6 +234,7 @@ void ZelLadonXnnHelper::dispatchJob() {
     }
     mBackupDeviceType = deviceType();
     mInitFuture = std::async(std::launch::async, [this, device = mBackupDeviceType, large = mKeepRawMask] {
+        platform::prepareThreadForFilter();
         return initXnn(device, large);
     });
     QOR_INFO("zelipc>> ZelLadonXnnHelper::init, dispatch init job [from]"
@@ -245,12 +246,14 @@ void ZelLadonXnnHelper::dispatchJob() {
 // device. Raises nothing.
 ZelLadonXnnHelper::Built ZelLadonXnnHelper::initXnn(const std::string& device, bool large) {
     QOR_FUNC_TRACE("ZelLadonXnnHelper::initXnn", "zelipc>> ZelLadonXnnHelper::initXnn, strDevType = " << device);
+    Built built;
     try {
-        return buildEngine(device, large);
+        built = buildEngine(device, large);
     } catch (...) {
         QOR_ERROR("zelipc >> ZelLadonXnnHelper::initXnn, " << cm::currentExceptionText());
-        return {};
     }
+    platform::prepareThreadForFilter();  // a runtime may leave a small stack for handlers behind
+    return built;
 }
 
 ZelLadonXnnHelper::Built ZelLadonXnnHelper::buildEngine(const std::string& device, bool large) {
@@ -268,7 +271,6 @@ ZelLadonXnnHelper::Built ZelLadonXnnHelper::buildEngine(const std::string& devic
     const uint32_t created = platform::tickCount();
     built.engine->createNetwork(kEngineName, "ladon_" + device, order.device, {textOf(description), textOf(weights)},
                                 order.properties);
-    platform::prepareThreadForFilter();  // a runtime may leave a small stack for handlers behind
     const uint32_t elapsed = platform::tickCount() - created;
     if (device == deviceType()) mLoadMs.store(static_cast<int32_t>(elapsed), std::memory_order_relaxed);
     QOR_INFO(kEngineLine << address << kCreateLine << order.device << named("modelLoadTime", std::to_string(elapsed)));

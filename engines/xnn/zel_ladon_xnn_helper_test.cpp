@@ -11,6 +11,7 @@
 
 #include "engines/vino/EngineFixture.h"
 #include "engines/xnn/TestLibrary.h"
+#include "platform/filter_stack.h"
 #include "platform/include/clock.h"
 #include "platform/include/module.h"
 #include "platform/include/resource.h"
@@ -94,6 +95,8 @@ class Networks {
     static void holdJobs() { setGate(false); }
     static void letJobsGo() { setGate(true); }
     static void lose(bool missing) { sMissing = missing; }
+    // What the last job had for the exception filter when it asked.
+    static size_t jobStack() { return sJobStack; }
 
   private:
     static void setGate(bool open) {
@@ -104,6 +107,7 @@ class Networks {
 
     static platform::Resource find(int id) {
         if (std::this_thread::get_id() != sTest) {
+            sJobStack = platform::test::stackForFilter();
             std::unique_lock lock(sMutex);
             sChanged.wait(lock, [] { return sOpen; });
         }
@@ -121,6 +125,7 @@ class Networks {
     inline static std::condition_variable sChanged;
     inline static bool sOpen = true;
     inline static std::atomic<bool> sMissing{false};
+    inline static std::atomic<size_t> sJobStack{0};
 };
 
 std::atomic<uint32_t> ticks;
@@ -465,6 +470,11 @@ TEST_F(XnnHelperTest, EngineComesIntoPlaceAfterAnotherNetworkWasChosenMeanwhile)
     Networks::letJobsGo();
     look("GPU");
     EXPECT_TRUE(run(50));
+}
+
+TEST_F(XnnHelperTest, JobHasAStackForTheExceptionFilterFromItsStart) {
+    makeOn("GPU");
+    EXPECT_GE(Networks::jobStack(), 24u * 1024);
 }
 
 TEST_F(XnnHelperTest, EndWaitsForTheJobAndEndsTheWatcher) {
