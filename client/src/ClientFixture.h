@@ -23,30 +23,6 @@ MATCHER_P4(IsBox, left, top, right, bottom, "") {
     return arg.rect.left == left && arg.rect.top == top && arg.rect.right == right && arg.rect.bottom == bottom;
 }
 
-// While it lives, every thread but its maker's that asks the heap for so many bytes at once or more waits. One at a
-// time.
-class LargeBlocksWait {
-  public:
-    explicit LargeBlocksWait(size_t bytes);
-    ~LargeBlocksWait() { end(); }
-    LargeBlocksWait(const LargeBlocksWait&) = delete;
-    LargeBlocksWait& operator=(const LargeBlocksWait&) = delete;
-
-    // Until a thread waits; false at the deadline.
-    bool someoneWaits();
-    void end();
-};
-
-// While it lives, its maker's thread gets no block of so many bytes or more. Not under a sanitizer, which has a heap of
-// its own.
-class LargeBlocksRefused {
-  public:
-    explicit LargeBlocksRefused(size_t bytes);
-    ~LargeBlocksRefused();
-    LargeBlocksRefused(const LargeBlocksRefused&) = delete;
-    LargeBlocksRefused& operator=(const LargeBlocksRefused&) = delete;
-};
-
 // Starts clients on the fake host and collects what they tell.
 class ClientFixture : public testing::Test {
   protected:

@@ -10,6 +10,7 @@
 
 #include "client/src/Client.h"
 #include "client/src/HostSession.h"
+#include "client/src/LargeBlocks.h"
 #include "platform/include/clock.h"
 #include "platform/include/module.h"
 #include "platform/include/process.h"

@@ -1,6 +1,7 @@
 #include "client/include/zelclient.h"
 
 #include "client/src/ClientFixture.h"
+#include "client/src/LargeBlocks.h"
 
 #include <set>
 
